@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian machine if needed, then builds and runs the whole test
+# suite twice: a normal build and a build under AddressSanitizer with
+# UndefinedBehaviorSanitizer. Further checks live in scripts/checks/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+
+jobs=$(nproc)
+
+echo "== release build"
+scripts/build.sh release
+(cd build && ctest -j "$jobs" --output-on-failure)
+
+echo "== sanitizer build (ASan + UBSan)"
+scripts/build.sh asan
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1
+export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+(cd build-asan && ctest -j "$jobs" --output-on-failure)
+
+for check in scripts/checks/*.sh; do
+  [ -e "$check" ] || continue
+  echo "== $(basename "$check" .sh)"
+  bash "$check"
+done
+echo "all tests passed"

@@ -1,0 +1,120 @@
+#include "support/LogCapture.h"
+
+#include <android/log.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+
+namespace imstest {
+namespace {
+
+std::mutex gMutex;
+std::condition_variable gChanged;
+std::vector<LogLine> gLines;  // guarded by gMutex
+
+void recordLine(const struct __android_logger_data* data, const char* message) {
+    LogLine line;
+    line.priority = data != nullptr ? data->priority : 0;
+    line.tag = (data != nullptr && data->tag != nullptr) ? data->tag : "";
+    line.text = message != nullptr ? message : "";
+    if (!parseImsLogLine(line.text, &line)) {
+        line.message = line.text;
+    }
+    {
+        std::lock_guard<std::mutex> lock(gMutex);
+        gLines.push_back(std::move(line));
+    }
+    gChanged.notify_all();
+}
+
+}  // namespace
+
+bool parseImsLogLine(const std::string& text, LogLine* out) {
+    static const std::string kMarker = "[IMS_COM] |";
+    if (text.compare(0, kMarker.size(), kMarker) != 0) return false;
+    // "<marker><file> | <line> | | <tid> |<message>"
+    size_t fileEnd = text.find(" | ", kMarker.size());
+    if (fileEnd == std::string::npos) return false;
+    size_t lineStart = fileEnd + 3;
+    size_t lineEnd = text.find(" | ", lineStart);
+    if (lineEnd == std::string::npos) return false;
+    size_t tidStart = lineEnd + 3;
+    if (text.compare(tidStart, 2, "| ") != 0) return false;
+    tidStart += 2;
+    size_t tidEnd = text.find(" |", tidStart);
+    if (tidEnd == std::string::npos) return false;
+    out->file = text.substr(kMarker.size(), fileEnd - kMarker.size());
+    out->line = std::atoi(text.substr(lineStart, lineEnd - lineStart).c_str());
+    out->tid = std::atoi(text.substr(tidStart, tidEnd - tidStart).c_str());
+    out->message = text.substr(tidEnd + 2);
+    return true;
+}
+
+LogCapture::LogCapture() {
+    clear();
+    __android_log_set_logger(recordLine);
+}
+
+LogCapture::~LogCapture() {
+    __android_log_set_logger(__android_log_stderr_logger);
+}
+
+std::vector<LogLine> LogCapture::lines() const {
+    std::lock_guard<std::mutex> lock(gMutex);
+    return gLines;
+}
+
+std::vector<std::string> LogCapture::messages() const {
+    std::lock_guard<std::mutex> lock(gMutex);
+    std::vector<std::string> out;
+    out.reserve(gLines.size());
+    for (const auto& l : gLines) out.push_back(l.message);
+    return out;
+}
+
+size_t LogCapture::count(const std::string& needle) const {
+    std::lock_guard<std::mutex> lock(gMutex);
+    size_t n = 0;
+    for (const auto& l : gLines) {
+        if (l.message.find(needle) != std::string::npos) ++n;
+    }
+    return n;
+}
+
+int LogCapture::indexOf(const std::string& needle, size_t from) const {
+    std::lock_guard<std::mutex> lock(gMutex);
+    for (size_t i = from; i < gLines.size(); ++i) {
+        if (gLines[i].message.find(needle) != std::string::npos) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds timeout,
+                         size_t times) const {
+    std::unique_lock<std::mutex> lock(gMutex);
+    return gChanged.wait_for(lock, timeout, [&] {
+        size_t n = 0;
+        for (const auto& l : gLines) {
+            if (l.message.find(needle) != std::string::npos) ++n;
+        }
+        return n >= times;
+    });
+}
+
+void LogCapture::clear() {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gLines.clear();
+}
+
+std::string LogCapture::dump() const {
+    std::lock_guard<std::mutex> lock(gMutex);
+    std::string out;
+    for (const auto& l : gLines) {
+        out += l.text;
+        out += '\n';
+    }
+    return out;
+}
+
+}  // namespace imstest

@@ -1,8 +1,11 @@
 #include "imsservice/ImsLog.h"
 
+#include <sys/wait.h>
+
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 #include "support/LogCapture.h"
 
@@ -64,6 +67,55 @@ TEST(PrintImsLog, MacroPassesCallersFileAndLine) {
     EXPECT_EQ(lines[0].file, "ImsLog_test.cpp");
     EXPECT_EQ(lines[0].line, line);
     EXPECT_EQ(lines[0].message, "value 5");
+}
+
+TEST(PrintImsLog, WhenErrorIsFilteredOut_WritesNothing) {
+    LogCapture capture;
+    int previous = __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    IMS_LOG("dropped %d", 1);
+    __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
+    IMS_LOG("kept %d", 2);
+    __android_log_set_minimum_priority(previous);
+    EXPECT_EQ(capture.messages(), std::vector<std::string>{"kept 2"});
+}
+
+// The thread id is formatted once per thread: each thread must still get its own.
+TEST(PrintImsLog, EachThreadWritesItsOwnId) {
+    LogCapture capture;
+    IMS_LOG("main");
+    pid_t other = 0;
+    std::thread t([&] {
+        other = gettid();
+        IMS_LOG("other");
+        IMS_LOG("other again");
+    });
+    t.join();
+    IMS_LOG("main again");
+    auto lines = capture.lines();
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0].tid, gettid());
+    EXPECT_EQ(lines[1].tid, other);
+    EXPECT_EQ(lines[2].tid, other);
+    EXPECT_EQ(lines[3].tid, gettid());
+    EXPECT_NE(other, gettid());
+}
+
+TEST(PrintImsLog, ForkedChild_WritesItsOwnId) {
+    LogCapture capture;
+    IMS_LOG("parent");  // caches the parent's id in this thread
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // The child's capture is its own copy: check there and report by exit code.
+        capture.clear();
+        IMS_LOG("child");
+        auto lines = capture.lines();
+        _exit(lines.size() == 1 && lines[0].tid == gettid() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 }  // namespace

@@ -1,0 +1,193 @@
+/*
+ * Host implementation of the wake-lock interface.
+ *
+ * On a device the power HAL writes lock names to /sys/power/wake_lock and
+ * /sys/power/wake_unlock. A Linux workstation has the same files when the
+ * kernel was built with user-space wake locks; they are used when they exist
+ * and this process may write them. Otherwise only the in-memory record is
+ * kept, which is also what tests read through power_host.h. The in-memory
+ * record is kept in both cases so that "held" has the same meaning everywhere.
+ */
+#include "hardware_legacy/power.h"
+#include "hardware_legacy/power_host.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <mutex>
+#include <set>
+
+namespace {
+
+const char kSysfsDir[] = "/sys/power";
+
+struct PowerState {
+    std::mutex lock;
+    bool probed = false;         // guarded by lock
+    std::string sysfsDir = kSysfsDir;  // guarded by lock
+    int lockFd = -1;             // guarded by lock
+    int unlockFd = -1;           // guarded by lock
+    std::set<std::string> held;  // guarded by lock
+    int acquires = 0;            // guarded by lock
+    int releases = 0;            // guarded by lock
+    int failAcquire = 0;         // guarded by lock
+    int failRelease = 0;         // guarded by lock
+};
+
+PowerState& state() {
+    // Never destroyed: wake locks may be released from static destructors.
+    static PowerState* s = new PowerState;
+    return *s;
+}
+
+void closeFds(PowerState& s) {
+    if (s.lockFd >= 0) close(s.lockFd);
+    if (s.unlockFd >= 0) close(s.unlockFd);
+    s.lockFd = s.unlockFd = -1;
+}
+
+// Opens the kernel files once; either both are usable or neither is used.
+void probe(PowerState& s) {
+    if (s.probed) return;
+    s.probed = true;
+    std::string lockPath = s.sysfsDir + "/wake_lock";
+    std::string unlockPath = s.sysfsDir + "/wake_unlock";
+    if (access(lockPath.c_str(), W_OK) != 0 || access(unlockPath.c_str(), W_OK) != 0) return;
+    s.lockFd = open(lockPath.c_str(), O_WRONLY | O_CLOEXEC);
+    s.unlockFd = open(unlockPath.c_str(), O_WRONLY | O_CLOEXEC);
+    if (s.lockFd < 0 || s.unlockFd < 0) closeFds(s);
+}
+
+// Writes the name to a kernel file; returns the write's result, errno set on failure.
+int writeName(int fd, const char* id) {
+    size_t len = strlen(id);
+    ssize_t rv;
+    do {
+        rv = write(fd, id, len);
+    } while (rv < 0 && errno == EINTR);
+    if (rv >= 0 && static_cast<size_t>(rv) != len) {
+        errno = EIO;
+        return -1;
+    }
+    return rv < 0 ? -1 : static_cast<int>(rv);
+}
+
+int fail(int err) {
+    errno = err;
+    return -1;
+}
+
+}  // namespace
+
+extern "C" int acquire_wake_lock(int lock, const char* id) {
+    if (id == nullptr || id[0] == '\0') return fail(EINVAL);
+    if (lock != PARTIAL_WAKE_LOCK && lock != FULL_WAKE_LOCK) return fail(EINVAL);
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    probe(s);
+    if (s.failAcquire != 0) {
+        int err = s.failAcquire;
+        s.failAcquire = 0;
+        return fail(err);
+    }
+    int rv = 0;
+    if (s.lockFd >= 0) {
+        rv = writeName(s.lockFd, id);
+        if (rv < 0) return -1;
+    } else {
+        rv = static_cast<int>(strlen(id));
+    }
+    s.held.insert(id);
+    ++s.acquires;
+    return rv;
+}
+
+extern "C" int release_wake_lock(const char* id) {
+    if (id == nullptr || id[0] == '\0') return fail(EINVAL);
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    probe(s);
+    if (s.failRelease != 0) {
+        int err = s.failRelease;
+        s.failRelease = 0;
+        return fail(err);
+    }
+    // The kernel refuses to unlock a name it does not know; so does the record.
+    if (s.held.count(id) == 0) return fail(EINVAL);
+    int rv = 0;
+    if (s.unlockFd >= 0) {
+        rv = writeName(s.unlockFd, id);
+        if (rv < 0) return -1;
+    } else {
+        rv = static_cast<int>(strlen(id));
+    }
+    s.held.erase(id);
+    ++s.releases;
+    return rv;
+}
+
+namespace power_host {
+
+std::vector<std::string> heldWakeLocks() {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    return std::vector<std::string>(s.held.begin(), s.held.end());
+}
+
+bool isWakeLockHeld(const std::string& id) {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    return s.held.count(id) != 0;
+}
+
+int acquireCount() {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    return s.acquires;
+}
+
+int releaseCount() {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    return s.releases;
+}
+
+void failNextAcquire(int err) {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    s.failAcquire = err;
+}
+
+void failNextRelease(int err) {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    s.failRelease = err;
+}
+
+void useSysfsDir(const std::string& dir) {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    closeFds(s);
+    s.sysfsDir = dir.empty() ? std::string(kSysfsDir) : dir;
+    s.probed = false;
+    s.held.clear();
+}
+
+bool writesToSysfs() {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    probe(s);
+    return s.lockFd >= 0;
+}
+
+void reset() {
+    PowerState& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    s.held.clear();
+    s.acquires = s.releases = 0;
+    s.failAcquire = s.failRelease = 0;
+}
+
+}  // namespace power_host

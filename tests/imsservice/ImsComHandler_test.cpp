@@ -1,0 +1,309 @@
+#include "imsservice/ImsComHandler.h"
+
+#include <stdint.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hardware_legacy/power_host.h"
+#include "support/LogCapture.h"
+#include "support/LoopThread.h"
+
+namespace {
+
+using imstest::LogCapture;
+using imstest::LoopThread;
+using namespace std::chrono_literals;
+
+const char kLock[] = "imsComHandler_wakeLock_";
+
+// Each test uses its own event type, so each has its own wake-lock wrapper even
+// when the whole binary runs in one process.
+template <int N>
+struct Ev {
+    int value;
+    std::string text;  // items are copied by value, strings included
+};
+
+template <int N>
+class Recorder : public imsComHandler<Ev<N>> {
+public:
+    using Base = imsComHandler<Ev<N>>;
+    Recorder(ImsCom& com, ImsTimer& timer) : Base(com, timer) {}
+
+    void handleEvent(Ev<N>& item) override {
+        std::lock_guard<std::mutex> guard(lock);
+        handled.push_back(item.value);
+        texts.push_back(item.text);
+        if (onEvent) onEvent(item);
+    }
+    std::vector<int> values() {
+        std::lock_guard<std::mutex> guard(lock);
+        return handled;
+    }
+    void post(int v, const std::string& text = "") {
+        Ev<N> e{v, text};
+        Base::postEvent(e);
+    }
+    int eventFd() const { return Base::fd; }
+    static wakelockWrapper& wakeLock() { return Base::mWakeLock; }
+
+    std::function<void(Ev<N>&)> onEvent;
+    std::mutex lock;
+    std::vector<int> handled;  // guarded by lock
+    std::vector<std::string> texts;  // guarded by lock
+};
+
+// Lets tests make the guard timer due without waiting a second.
+class TestTimer : public ImsTimer {
+public:
+    TestTimer() : ImsTimer(nullptr) {}
+    void expireAll() {
+        std::lock_guard<std::mutex> guard(mLock);
+        timespec now;
+        clock_gettime(CLOCK_BOOTTIME, &now);
+        for (auto& ev : queue) ev.time = now;
+    }
+};
+
+class ImsComHandlerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        power_host::useSysfsDir("/nonexistent");  // never real kernel wake locks in tests
+        power_host::reset();
+    }
+    void TearDown() override { power_host::useSysfsDir(""); }
+};
+
+TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<1> h(com, timer);
+    EXPECT_TRUE(log.contains("imsComHandler: ctor fd[" + std::to_string(h.eventFd()) + "]"));
+
+    h.post(1, "one");
+    EXPECT_TRUE(power_host::isWakeLockHeld(kLock));  // taken by the first post
+    h.post(2, "two");
+    h.post(3, "three");
+    EXPECT_EQ(power_host::acquireCount(), 1);
+    EXPECT_EQ(Recorder<1>::wakeLock().pendingCount(), 2);
+    EXPECT_EQ(timer.size(), 1u);  // one guard timer for the three posts
+
+    com.processEvents(0, timer);
+    EXPECT_EQ(h.values(), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(h.texts, (std::vector<std::string>{"one", "two", "three"}));
+    EXPECT_EQ(log.count("imsComHandler cb start"), 1u);
+    EXPECT_EQ(log.count("imsComHandler cb end"), 1u);
+
+    // Released right after the batch, not by the guard timer.
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+    EXPECT_LT(log.indexOf("imsComHandler:releasing wake"), log.indexOf("imsComHandler cb end"));
+    EXPECT_EQ(log.count("imsComHandler: wakelock Timer expired"), 0u);
+    EXPECT_EQ(timer.size(), 1u);
+}
+
+TEST_F(ImsComHandlerTest, PostDuringABatch_WaitsAndIsHandledAtTheNextSignal) {
+    LogCapture log;
+    LoopThread loop;
+    Recorder<2> h(loop.com(), loop.timer());
+    std::promise<void> inBatch;
+    std::promise<void> release;
+    std::shared_future<void> releaseFuture = release.get_future().share();
+    std::vector<size_t> cbStartsSeen;  // loop thread only
+    h.onEvent = [&](Ev<2>& e) {
+        cbStartsSeen.push_back(log.count("imsComHandler cb start"));
+        if (e.value == 1) {
+            inBatch.set_value();
+            releaseFuture.wait();
+        }
+    };
+    loop.start();
+    h.post(1);
+    inBatch.get_future().wait();
+
+    std::thread poster([&] { h.post(2); });
+    ASSERT_TRUE(log.waitFor("imsComHandler postEvent start", 5s, 2));
+    release.set_value();
+    poster.join();
+    ASSERT_TRUE(loop.waitUntilIdle());
+    loop.stop();
+
+    EXPECT_EQ(h.values(), (std::vector<int>{1, 2}));
+    ASSERT_EQ(cbStartsSeen.size(), 2u);
+    EXPECT_EQ(cbStartsSeen[1], cbStartsSeen[0] + 1);  // a second cb call handled item 2
+}
+
+TEST_F(ImsComHandlerTest, FirstPost_ArmsTheThousandMillisecondGuardTimer) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<3> h(com, timer);
+    h.post(1);
+    ASSERT_EQ(timer.size(), 1u);
+    int left = timer.timeUntilNextEvent();
+    EXPECT_GT(left, 900);
+    EXPECT_LE(left, 1000);
+    EXPECT_TRUE(log.contains("delay:1000ms")) << log.dump();
+    EXPECT_NE(Recorder<3>::wakeLock().guardTimerId(), 0);
+}
+
+// The guard keeps the lock for another second while posts keep arriving and
+// releases it after a quiet second when the loop did not.
+TEST_F(ImsComHandlerTest, GuardTimer_RepeatsWhilePostsArriveThenReleases) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<4> h(com, timer);
+    h.post(1);
+    h.post(2);  // held already: counted
+
+    timer.expireAll();
+    timer.processEvents();  // count was 1: reset, same interval again
+    EXPECT_TRUE(power_host::isWakeLockHeld(kLock));
+    EXPECT_EQ(Recorder<4>::wakeLock().pendingCount(), 0);
+    EXPECT_EQ(timer.size(), 1u);
+    EXPECT_TRUE(log.contains("Re-entering timed callback"));
+
+    timer.expireAll();
+    timer.processEvents();  // a quiet interval: the guard releases and stops
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+    EXPECT_EQ(timer.size(), 0u);
+    EXPECT_EQ(Recorder<4>::wakeLock().guardTimerId(), 0);
+
+    // The items are still handled at their signal; nothing is released twice.
+    com.processEvents(0, timer);
+    EXPECT_EQ(h.values(), (std::vector<int>{1, 2}));
+    EXPECT_EQ(power_host::releaseCount(), 1);
+    EXPECT_EQ(wakelockWrapper::wakelockTimerExprCb(nullptr), -1);
+}
+
+// Once the loop has released the lock before the guard fired, the guard keeps
+// its old id and later posts arm no new guard: the loop alone releases.
+TEST_F(ImsComHandlerTest, GuardAfterLoopRelease_LeavesNoGuardForLaterPosts) {
+    ImsCom com;
+    TestTimer timer;
+    Recorder<5> h(com, timer);
+    h.post(1);
+    int guardId = Recorder<5>::wakeLock().guardTimerId();
+    com.processEvents(0, timer);
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+
+    timer.expireAll();
+    timer.processEvents();
+    EXPECT_EQ(timer.size(), 0u);
+    EXPECT_EQ(Recorder<5>::wakeLock().guardTimerId(), guardId);
+
+    h.post(2);
+    EXPECT_TRUE(power_host::isWakeLockHeld(kLock));
+    EXPECT_EQ(timer.size(), 0u);
+    com.processEvents(0, timer);
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+    EXPECT_EQ(h.values(), (std::vector<int>{1, 2}));
+}
+
+TEST_F(ImsComHandlerTest, FailedSignal_ReleasesTheLockAndKeepsTheItem) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<6> h(com, timer);
+    // An eventfd refuses a write that would overflow its counter.
+    uint64_t nearlyFull = 0xfffffffffffffffeULL;
+    ASSERT_EQ(write(h.eventFd(), &nearlyFull, sizeof(nearlyFull)), 8);
+
+    h.post(7);
+    EXPECT_TRUE(log.contains("Error in writing rv: -1, error: Resource temporarily unavailable, for fd[" +
+                             std::to_string(h.eventFd()) + "]"))
+        << log.dump();
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+
+    com.processEvents(0, timer);  // the counter was readable anyway
+    EXPECT_EQ(h.values(), std::vector<int>{7});
+}
+
+TEST_F(ImsComHandlerTest, WakeLockFailures_AreLoggedAndStateKept) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<7> h(com, timer);
+    power_host::failNextAcquire(EIO);
+    h.post(1);
+    EXPECT_TRUE(log.contains("acquireWakelock: imsComHandler: failed to acquire wake lock [5:"))
+        << log.dump();
+    EXPECT_TRUE(Recorder<7>::wakeLock().isHeld());  // marked held even so
+
+    // The platform holds no such lock, so the release at the end of the batch fails.
+    com.processEvents(0, timer);
+    EXPECT_TRUE(log.contains("releaseWakelock: imsComHandler: release wakelock failed. "));
+    EXPECT_TRUE(Recorder<7>::wakeLock().isHeld());
+    EXPECT_EQ(h.values(), std::vector<int>{1});
+}
+
+TEST_F(ImsComHandlerTest, SignalWithEmptyQueue_StillReleasesAndLogsStartAndEnd) {
+    LogCapture log;
+    ImsCom com;
+    TestTimer timer;
+    Recorder<8> h(com, timer);
+    uint64_t one = 1;
+    ASSERT_EQ(write(h.eventFd(), &one, sizeof(one)), 8);
+    com.processEvents(0, timer);
+    EXPECT_EQ(log.count("imsComHandler cb start"), 1u);
+    EXPECT_EQ(log.count("imsComHandler cb end"), 1u);
+    EXPECT_EQ(log.count("imsComHandler:releaseWakelock"), 1u);
+    EXPECT_TRUE(h.values().empty());
+}
+
+TEST_F(ImsComHandlerTest, Destruction_UnregistersTheEventFd) {
+    ImsCom com;
+    TestTimer timer;
+    int fd;
+    {
+        Recorder<9> h(com, timer);
+        fd = h.eventFd();
+        h.post(1);  // dropped with the handler
+        EXPECT_TRUE(ImsCom::isApprovedFd(fd));
+    }
+    EXPECT_FALSE(ImsCom::isApprovedFd(fd));
+    EXPECT_FALSE(com.hasReadyDescriptors());
+}
+
+TEST_F(ImsComHandlerTest, ManyPostingThreads_EachThreadsOrderIsKept) {
+    LoopThread loop;
+    Recorder<10> h(loop.com(), loop.timer());
+    loop.start();
+    const int kThreads = 4;
+    const int kPerThread = 300;
+    std::vector<std::thread> posters;
+    for (int t = 0; t < kThreads; ++t) {
+        posters.emplace_back([&h, t] {
+            for (int i = 0; i < kPerThread; ++i) h.post(t * 100000 + i);
+        });
+    }
+    for (auto& t : posters) t.join();
+    ASSERT_TRUE(loop.waitUntilIdle());
+    loop.stop();
+
+    std::vector<int> values = h.values();
+    ASSERT_EQ(values.size(), static_cast<size_t>(kThreads * kPerThread));
+    std::vector<int> next(kThreads, 0);
+    for (int v : values) {
+        int t = v / 100000;
+        EXPECT_EQ(v % 100000, next[t]);
+        next[t] = v % 100000 + 1;
+    }
+    // The loop released the lock after the last batch or the guard did; either way
+    // nothing is left held with an empty queue.
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
+}
+
+}  // namespace

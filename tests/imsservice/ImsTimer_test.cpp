@@ -1,0 +1,268 @@
+#include "imsservice/ImsTimer.h"
+
+#include <limits.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "support/LogCapture.h"
+
+namespace {
+
+using imstest::LogCapture;
+
+// Gives tests control over what the running clock cannot: due times and ids.
+class TestTimer : public ImsTimer {
+public:
+    explicit TestTimer(ITimerMonitor* m = nullptr) : ImsTimer(m) {}
+    // Makes every queued event due now, keeping their order.
+    void expireAll() {
+        std::lock_guard<std::mutex> guard(mLock);
+        timespec now;
+        clock_gettime(CLOCK_BOOTTIME, &now);
+        for (auto& ev : queue) {
+            timespec late = ev.time;
+            if (cmpTimeSpec(late, now) > 0) ev.time = now;
+        }
+        std::make_heap(queue.begin(), queue.end(), cmp);
+    }
+    void setLastId(int id) {
+        std::lock_guard<std::mutex> guard(mLock);
+        nextTimerId = id;
+    }
+};
+
+// A callback whose results are scripted; counts its runs.
+struct Script {
+    std::vector<int> results;
+    size_t runs = 0;
+    static int cb(void* self) {
+        Script* s = static_cast<Script*>(self);
+        int rc = s->runs < s->results.size() ? s->results[s->runs] : -1;
+        ++s->runs;
+        return rc;
+    }
+};
+
+struct CountingMonitor : ITimerMonitor {
+    int calls = 0;
+    void nextEventChanged() override { ++calls; }
+};
+
+TEST(ImsTimer, AddTimedCallback_WithNullCallback_FailsWithMessage) {
+    LogCapture log;
+    ImsTimer timer(nullptr);
+    EXPECT_EQ(timer.addTimedCallback(10, nullptr, nullptr), -1);
+    EXPECT_EQ(timer.size(), 0u);
+    EXPECT_TRUE(log.contains("addTimedCallback failed; cannot have NULL callback function"));
+}
+
+TEST(ImsTimer, ZeroDelay_IsDueAtOnceAndRunsInNextProcessEvents) {
+    ImsTimer timer(nullptr);
+    Script s{{-1}};
+    EXPECT_EQ(timer.timeUntilNextEvent(), -1);
+    EXPECT_EQ(timer.addTimedCallback(0, Script::cb, &s), 1);
+    EXPECT_EQ(timer.timeUntilNextEvent(), 0);
+    timer.processEvents();
+    EXPECT_EQ(s.runs, 1u);
+    EXPECT_EQ(timer.timeUntilNextEvent(), -1);  // -1 from the callback: finished
+}
+
+TEST(ImsTimer, CallbackResult_SetsNextInterval) {
+    LogCapture log;
+    TestTimer timer;
+    Script s{{300, 0, -5, -1}};
+    int id = timer.addTimedCallback(0, Script::cb, &s);
+
+    timer.processEvents();  // 300: a new interval
+    ASSERT_EQ(s.runs, 1u);
+    int left = timer.timeUntilNextEvent();
+    EXPECT_GT(left, 200);
+    EXPECT_LE(left, 300);
+    EXPECT_TRUE(log.contains("Re-entering timed callback - TimedEvent id:" + std::to_string(id) +
+                             " "));
+
+    timer.expireAll();
+    timer.processEvents();  // 0: the same interval again, same id
+    ASSERT_EQ(s.runs, 2u);
+    left = timer.timeUntilNextEvent();
+    EXPECT_GT(left, 200);
+    EXPECT_LE(left, 300);
+    EXPECT_EQ(log.count("delay:300ms"), 3u) << log.dump();  // triggered once, re-entered twice
+
+    timer.expireAll();
+    timer.processEvents();  // -5: treated as 0, with a message
+    ASSERT_EQ(s.runs, 3u);
+    EXPECT_TRUE(log.contains("Invalid delay (-5), using 300 instead"));
+    left = timer.timeUntilNextEvent();
+    EXPECT_GT(left, 200);
+    EXPECT_LE(left, 300);
+
+    timer.expireAll();
+    timer.processEvents();  // -1: finished
+    EXPECT_EQ(s.runs, 4u);
+    EXPECT_EQ(timer.size(), 0u);
+    EXPECT_EQ(log.count("Re-entering timed callback - TimedEvent id:"), 3u);
+}
+
+TEST(ImsTimer, ZeroResultWithZeroDelay_RunsAgainInTheSameCall) {
+    ImsTimer timer(nullptr);
+    Script s{{0, 0, 0, -1}};
+    timer.addTimedCallback(0, Script::cb, &s);
+    timer.processEvents();
+    EXPECT_EQ(s.runs, 4u);
+}
+
+TEST(ImsTimer, Ids_WrapFromMaximumToOne) {
+    TestTimer timer;
+    Script s;
+    timer.setLastId(2147483645);
+    EXPECT_EQ(timer.addTimedCallback(100, Script::cb, &s), 2147483646);
+    EXPECT_EQ(timer.addTimedCallback(100, Script::cb, &s), 1);
+    EXPECT_EQ(timer.getNextTimerId(), 2);
+}
+
+TEST(ImsTimer, RemainingTime_IsRoundedUpToWholeMilliseconds) {
+    EXPECT_EQ(ImsTimer::roundUpToMs({0, 1}), 1);
+    EXPECT_EQ(ImsTimer::roundUpToMs({0, 1000000}), 1);
+    EXPECT_EQ(ImsTimer::roundUpToMs({0, 1000001}), 2);
+    EXPECT_EQ(ImsTimer::roundUpToMs({2, 999999999}), 3000);
+    EXPECT_EQ(ImsTimer::roundUpToMs({0, 0}), 0);
+    EXPECT_EQ(ImsTimer::roundUpToMs({-1, 999999999}), 0);
+    EXPECT_EQ(ImsTimer::roundUpToMs({5000000, 0}), INT_MAX);
+
+    // A fresh 1000 ms timer has a little under 1000 ms left: reported as 1000, not 999.
+    ImsTimer timer(nullptr);
+    Script s;
+    timer.addTimedCallback(1000, Script::cb, &s);
+    int left = timer.timeUntilNextEvent();
+    EXPECT_GE(left, 990);
+    EXPECT_LE(left, 1000);
+}
+
+TEST(ImsTimer, TimespecArithmetic_CarriesAndBorrows) {
+    timespec t{1, 999000000};
+    ImsTimer::addDelayToTimeval(1, t);
+    EXPECT_EQ(t.tv_sec, 2);
+    EXPECT_EQ(t.tv_nsec, 0);
+    ImsTimer::addDelayToTimeval(2500, t);
+    EXPECT_EQ(t.tv_sec, 4);
+    EXPECT_EQ(t.tv_nsec, 500000000);
+
+    timespec out;
+    ImsTimer::subTimeSpec({3, 100}, {1, 200}, out);
+    EXPECT_EQ(out.tv_sec, 1);
+    EXPECT_EQ(out.tv_nsec, 999999900);
+    ImsTimer::addTimeSpec({1, 600000000}, {1, 600000000}, out);
+    EXPECT_EQ(out.tv_sec, 3);
+    EXPECT_EQ(out.tv_nsec, 200000000);
+
+    EXPECT_EQ(ImsTimer::cmpTimeSpec({1, 5}, {2, 0}), -1);
+    EXPECT_EQ(ImsTimer::cmpTimeSpec({2, 5}, {2, 4}), 1);
+    EXPECT_EQ(ImsTimer::cmpTimeSpec({2, 5}, {2, 5}), 0);
+}
+
+// Events that are already overdue run earliest first, which fixes their order.
+TEST(ImsTimer, RemoveTimedCallback_DropsOnlyThatIdAmongMany) {
+    LogCapture log;
+    ImsTimer timer(nullptr);
+    static std::vector<int> order;
+    order.clear();
+    auto record = [](void* data) -> int {
+        order.push_back(static_cast<int>(reinterpret_cast<intptr_t>(data)));
+        return -1;
+    };
+    for (int i = 1; i <= 10; ++i) {
+        // Added in scrambled expiry order so that the heap has work to do.
+        int slot = (i * 7) % 10 + 1;
+        timer.addTimedCallback(-100 + slot, record, reinterpret_cast<void*>(static_cast<intptr_t>(slot)));
+    }
+    int idOfSlot4 = -1;
+    for (int i = 1; i <= 10; ++i) {
+        if ((i * 7) % 10 + 1 == 4) idOfSlot4 = i;
+    }
+    timer.removeTimedCallback(idOfSlot4);
+    timer.removeTimedCallback(999);  // unknown: nothing changes
+    EXPECT_EQ(timer.size(), 9u);
+    EXPECT_EQ(log.count("Removing timed callback - TimedEvent id:" + std::to_string(idOfSlot4) + " "),
+              1u);
+    EXPECT_EQ(log.count("Removing timed callback"), 1u);
+
+    timer.processEvents();
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 5, 6, 7, 8, 9, 10}));
+}
+
+TEST(ImsTimer, Monitor_IsToldOnlyWhenTheNewEventIsEarliest) {
+    CountingMonitor monitor;
+    ImsTimer timer(&monitor);
+    Script s;
+    timer.addTimedCallback(500, Script::cb, &s);
+    EXPECT_EQ(monitor.calls, 1);
+    timer.addTimedCallback(1000, Script::cb, &s);
+    EXPECT_EQ(monitor.calls, 1);
+    timer.addTimedCallback(100, Script::cb, &s);
+    EXPECT_EQ(monitor.calls, 2);
+}
+
+// The queue's lock is free while a callback runs, so callbacks may use the queue.
+TEST(ImsTimer, Callback_MayAddAndRemoveTimers) {
+    ImsTimer timer(nullptr);
+    struct Ctx {
+        ImsTimer* timer;
+        int laterId;
+        int secondRuns = 0;
+    } ctx{&timer, 0};
+    ctx.laterId = timer.addTimedCallback(60000, [](void*) { return -1; }, nullptr);
+    timer.addTimedCallback(
+        0,
+        [](void* p) {
+            Ctx* c = static_cast<Ctx*>(p);
+            c->timer->removeTimedCallback(c->laterId);
+            c->timer->addTimedCallback(
+                0, [](void* q) { ++static_cast<Ctx*>(q)->secondRuns; return -1; }, c);
+            return -1;
+        },
+        &ctx);
+    timer.processEvents();
+    EXPECT_EQ(ctx.secondRuns, 1);
+    EXPECT_EQ(timer.size(), 0u);
+}
+
+TEST(ImsTimer, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
+    ImsTimer timer(nullptr);
+    static std::atomic<int> runs{0};
+    runs = 0;
+    const int kTimers = 2000;
+    std::thread adder([&] {
+        for (int i = 0; i < kTimers; ++i) {
+            timer.addTimedCallback(0, [](void*) { ++runs; return -1; }, nullptr);
+        }
+    });
+    while (runs.load() < kTimers) {
+        timer.processEvents();
+        if (runs.load() < kTimers) std::this_thread::yield();
+    }
+    adder.join();
+    EXPECT_EQ(runs.load(), kTimers);
+    EXPECT_EQ(timer.size(), 0u);
+}
+
+TEST(ImsTimer, Log_WritesSizeAndNextTime) {
+    LogCapture log;
+    ImsTimer timer(nullptr);
+    Script s;
+    timer.addTimedCallback(0, Script::cb, &s);
+    timer.log();
+    EXPECT_TRUE(log.contains("ImsTimer *******************************************"));
+    EXPECT_TRUE(log.contains("    items queued: 1"));
+    EXPECT_TRUE(log.contains("    next item in: 0ms"));
+    // The nanoseconds are printed as they are, after the seconds.
+    EXPECT_TRUE(log.contains("delay:0ms time: ")) << log.dump();
+    EXPECT_TRUE(log.contains(" (Epoch)"));
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+// Reading a document to send: plain, compressed here, or already gzip.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include <zlib.h>
+
+#include "ConfigDocument.h"
+
+namespace rcsctl {
+namespace {
+
+class ConfigDocumentTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char dir[] = "/tmp/rcsctl_doc_XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(dir));
+        mDir = dir;
+    }
+    void TearDown() override { std::system(("rm -rf " + mDir).c_str()); }
+    std::string write(const std::string& name, const std::string& bytes) {
+        std::string path = mDir + "/" + name;
+        std::ofstream(path, std::ios::binary) << bytes;
+        return path;
+    }
+    static std::string inflate(const std::vector<uint8_t>& gz) {
+        z_stream zs{};
+        EXPECT_EQ(Z_OK, inflateInit2(&zs, 15 + 16));
+        std::string out(1 << 20, '\0');
+        zs.next_in = const_cast<Bytef*>(gz.data());
+        zs.avail_in = static_cast<uInt>(gz.size());
+        zs.next_out = reinterpret_cast<Bytef*>(&out[0]);
+        zs.avail_out = static_cast<uInt>(out.size());
+        EXPECT_EQ(Z_STREAM_END, ::inflate(&zs, Z_FINISH));
+        out.resize(zs.total_out);
+        inflateEnd(&zs);
+        return out;
+    }
+    std::string mDir;
+};
+
+TEST_F(ConfigDocumentTest, Load_PlainFileWithGzip_CompressesToAValidGzipStream) {
+    std::string xml = "<?xml version=\"1.0\"?>\n<wap-provisioningdoc>";
+    for (int i = 0; i < 500; ++i) xml += "<parm name=\"p" + std::to_string(i) + "\" value=\"1\"/>\n";
+    ConfigDocument doc;
+    std::string error;
+    ASSERT_TRUE(ConfigDocument::load(write("doc.xml", xml), true, &doc, &error)) << error;
+    EXPECT_TRUE(doc.compressed);
+    EXPECT_TRUE(doc.compressedHere);
+    EXPECT_EQ(xml.size(), doc.fileSize);
+    EXPECT_TRUE(isGzip(doc.bytes));
+    EXPECT_LT(doc.bytes.size(), xml.size());
+    EXPECT_EQ(xml, inflate(doc.bytes));
+}
+
+TEST_F(ConfigDocumentTest, Load_GzipFile_IsSentAsItIsWithOrWithoutTheFlag) {
+    std::vector<uint8_t> gz;
+    ASSERT_TRUE(gzipCompress(std::vector<uint8_t>{'a', 'b', 'c'}, &gz));
+    std::string path = write("doc.xml.gz", std::string(gz.begin(), gz.end()));
+    for (bool flag : {false, true}) {
+        ConfigDocument doc;
+        std::string error;
+        ASSERT_TRUE(ConfigDocument::load(path, flag, &doc, &error)) << error;
+        EXPECT_TRUE(doc.compressed);
+        EXPECT_FALSE(doc.compressedHere);
+        EXPECT_EQ(gz, doc.bytes);
+    }
+}
+
+TEST_F(ConfigDocumentTest, Load_PlainFileWithoutFlag_IsSentUncompressed) {
+    ConfigDocument doc;
+    std::string error;
+    ASSERT_TRUE(ConfigDocument::load(write("a.xml", "<x/>"), false, &doc, &error));
+    EXPECT_FALSE(doc.compressed);
+    EXPECT_EQ((std::vector<uint8_t>{'<', 'x', '/', '>'}), doc.bytes);
+}
+
+TEST_F(ConfigDocumentTest, Load_MissingEmptyOrDirectory_GivesOneLineReason) {
+    ConfigDocument doc;
+    std::string error;
+    EXPECT_FALSE(ConfigDocument::load(mDir + "/none.xml", true, &doc, &error));
+    EXPECT_EQ("cannot read '" + mDir + "/none.xml': No such file or directory", error);
+    EXPECT_FALSE(ConfigDocument::load(write("empty.xml", ""), true, &doc, &error));
+    EXPECT_EQ("cannot send '" + mDir + "/empty.xml': the file is empty", error);
+    EXPECT_FALSE(ConfigDocument::load(mDir, false, &doc, &error));
+    EXPECT_EQ("cannot read '" + mDir + "': it is a directory", error);
+}
+
+}  // namespace
+}  // namespace rcsctl

@@ -1,0 +1,107 @@
+// The client's own command line, and the queue its notices wait in.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "NoticeQueue.h"
+#include "ToolOptions.h"
+
+namespace rcsctl {
+namespace {
+
+bool parse(std::vector<std::string> args, ToolOptions* o, std::string* error) {
+    return parseToolOptions(args, o, error);
+}
+
+TEST(ToolOptions_Parse, OptionsThenTheCommandWithItsOwnDashes) {
+    ToolOptions o;
+    std::string error;
+    ASSERT_TRUE(parse({"--slot", "2", "--json", "--factory", "1.0", "--timeout", "3", "--modem-socket",
+                       "/tmp/m.sock", "set-config", "doc.xml", "--gzip"}, &o, &error)) << error;
+    EXPECT_EQ(2, o.slot);
+    EXPECT_TRUE(o.json);
+    EXPECT_TRUE(o.factory_1_0);
+    EXPECT_EQ(3000, o.timeoutMs);
+    EXPECT_EQ("/tmp/m.sock", o.modemSocket);
+    EXPECT_EQ((std::vector<std::string>{"set-config", "doc.xml", "--gzip"}), o.command);
+    ASSERT_TRUE(parse({"--script", "-", "--keep-going"}, &o, &error)) << error;
+    EXPECT_EQ("-", o.script);
+    EXPECT_TRUE(o.keepGoing);
+    EXPECT_TRUE(o.command.empty());
+}
+
+TEST(ToolOptions_Parse, BadSlotFactoryTimeoutOrMissingCommandAreRefused) {
+    ToolOptions o;
+    std::string error;
+    EXPECT_FALSE(parse({"--slot", "3", "dump"}, &o, &error));
+    EXPECT_EQ("bad slot '3': the slot is 1 or 2", error);
+    EXPECT_FALSE(parse({"--factory", "2.0", "dump"}, &o, &error));
+    EXPECT_EQ("bad factory version '2.0': 1.0 or 1.1", error);
+    EXPECT_FALSE(parse({"--timeout", "0", "dump"}, &o, &error));
+    EXPECT_FALSE(parse({"--slot"}, &o, &error));
+    EXPECT_EQ("option --slot needs a value", error);
+    EXPECT_FALSE(parse({"--json"}, &o, &error));
+    EXPECT_EQ("no command given (try: rcsconfigctl --help)", error);
+    EXPECT_FALSE(parse({"--script", "s.rcs", "dump"}, &o, &error));
+    EXPECT_EQ("give either a command or --script, not both", error);
+    EXPECT_FALSE(parse({"--jsn", "dump"}, &o, &error));
+    EXPECT_EQ("unknown option '--jsn' (try: rcsconfigctl --help)", error);
+}
+
+Notice notice(Notice::Kind kind, int slot) {
+    Notice n;
+    n.kind = kind;
+    n.slot = slot;
+    return n;
+}
+
+TEST(NoticeQueue_WaitFor, TakesEverythingUpToTheMatchInOrder) {
+    NoticeQueue q;
+    q.push(notice(Notice::Kind::Change, 1));
+    q.push(notice(Notice::Kind::Reconfig, 2));
+    q.push(notice(Notice::Kind::Reconfig, 1));
+    std::vector<Notice> taken;
+    ASSERT_TRUE(q.waitFor([](const Notice& n) { return n.kind == Notice::Kind::Reconfig && n.slot == 2; },
+                          std::chrono::milliseconds(0), &taken));
+    ASSERT_EQ(2u, taken.size());
+    EXPECT_EQ(Notice::Kind::Change, taken[0].kind);
+    EXPECT_EQ(2, taken[1].slot);
+    auto rest = q.drain();
+    ASSERT_EQ(1u, rest.size());
+    EXPECT_EQ(1, rest[0].slot);
+}
+
+TEST(NoticeQueue_WaitFor, TimeoutLeavesTheQueueAndAnotherThreadWakesTheWaiter) {
+    NoticeQueue q;
+    q.push(notice(Notice::Kind::Change, 1));
+    std::vector<Notice> taken;
+    auto isToken = [](const Notice& n) { return n.kind == Notice::Kind::TokenRequest; };
+    EXPECT_FALSE(q.waitFor(isToken, std::chrono::milliseconds(1), &taken));
+    EXPECT_TRUE(taken.empty());
+    std::thread pusher([&] { q.push(notice(Notice::Kind::TokenRequest, 1)); });
+    EXPECT_TRUE(q.waitFor(isToken, std::chrono::seconds(30), &taken));
+    pusher.join();
+    EXPECT_EQ(2u, taken.size());
+}
+
+TEST(NoticeQueue_WaitFor, StopEndsAWaitWithoutAMatch) {
+    NoticeQueue q;
+    std::thread stopper([&] { q.push(Notice{}); });
+    std::vector<Notice> taken;
+    EXPECT_FALSE(q.waitFor([](const Notice&) { return false; }, std::chrono::seconds(30), &taken));
+    stopper.join();
+    EXPECT_TRUE(q.stopped());
+}
+
+TEST(Awaited_Set, KeepsTheFirstAnswer) {
+    Awaited<int> a;
+    int v = 0;
+    EXPECT_FALSE(a.wait(std::chrono::milliseconds(1), &v));
+    a.set(3);
+    a.set(4);
+    ASSERT_TRUE(a.wait(std::chrono::milliseconds(0), &v));
+    EXPECT_EQ(3, v);
+}
+
+}  // namespace
+}  // namespace rcsctl

@@ -1,0 +1,568 @@
+#include "CommandRunner.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <sstream>
+
+#include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/IRcsServiceStatusListener.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+
+#include "ConfigDocument.h"
+#include "mcx_host.h"
+#include "service/RcsServiceHost.h"
+#include "xvDplHost.h"
+
+namespace rcsctl {
+
+using android::sp;
+using android::hardware::Return;
+using android::hardware::Void;
+
+namespace {
+
+struct GetResult {
+    V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
+    V2_0::SettingsData data{};
+};
+
+class SetConfigCb : public V2_0::ISetConfigCb {
+public:
+    explicit SetConfigCb(std::shared_ptr<Awaited<V2_0::RequestStatus>> result) : mResult(std::move(result)) {}
+    Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+        mResult->set(status);
+        return Void();
+    }
+
+private:
+    std::shared_ptr<Awaited<V2_0::RequestStatus>> mResult;
+};
+
+class GetSettingsCb : public V2_0::IGetSettingsCb {
+public:
+    explicit GetSettingsCb(std::shared_ptr<Awaited<GetResult>> result) : mResult(std::move(result)) {}
+    Return<void> getSettingsResponse(V2_0::RequestStatus status, const V2_0::SettingsData& data) override {
+        mResult->set(GetResult{status, data});
+        return Void();
+    }
+
+private:
+    std::shared_ptr<Awaited<GetResult>> mResult;
+};
+
+class UceListener : public V2_0::IRcsServiceStatusListener {
+public:
+    explicit UceListener(std::shared_ptr<Awaited<V2_0::UceStatus>> result) : mResult(std::move(result)) {}
+    Return<void> onUceStatus(const V2_0::UceStatus& status) override {
+        mResult->set(status);
+        return Void();
+    }
+
+private:
+    std::shared_ptr<Awaited<V2_0::UceStatus>> mResult;
+};
+
+std::string hex(uint32_t v) {
+    char buf[16];
+    std::snprintf(buf, sizeof(buf), "0x%x", v);
+    return buf;
+}
+
+std::string statusWord(V2_0::RequestStatus status) { return V2_0::toString(status); }
+
+std::string groupList(const std::vector<const GroupInfo*>& groups) {
+    std::string out;
+    for (const auto* g : groups) out += (out.empty() ? "" : ", ") + g->name;
+    return out;
+}
+
+size_t valueCount(const V2_0::SettingsData& d) {
+    return d.settingsValues.intData.size() + d.settingsValues.boolData.size() +
+           d.settingsValues.stringData.size();
+}
+
+}  // namespace
+
+CommandRunner::CommandRunner(ClientSession& session, NoticeQueue& notices, Output& out,
+                             RunnerOptions options)
+    : mSession(session), mNotices(notices), mOut(out), mOptions(options) {}
+
+std::string CommandRunner::prefix() const { return "[slot " + std::to_string(mOptions.slot) + "] "; }
+
+std::chrono::milliseconds CommandRunner::timeoutOf(const Command& c) const {
+    return c.timeoutMs > 0 ? std::chrono::milliseconds(c.timeoutMs) : mOptions.timeout;
+}
+
+std::string CommandRunner::seconds(std::chrono::milliseconds t) const {
+    std::ostringstream s;
+    s << t.count() / 1000.0 << " s";
+    return s.str();
+}
+
+bool CommandRunner::run(const Command& c, std::string* error) {
+    printNotices();
+    switch (c.verb) {
+        case Verb::Slot: return slotCommand(c, error);
+        case Verb::SetConfig: return setConfig(c, error);
+        case Verb::SetSettings: return setSettings(c, error);
+        case Verb::GetSettings: return getSettings(c, error);
+        case Verb::Watch: return watch(c, error);
+        case Verb::Unwatch: return unwatch(c, error);
+        case Verb::SetAppToken: return setAppToken(c, error);
+        case Verb::TokenFetchStatus: return tokenFetchStatus(c, error);
+        case Verb::UceStatus: return uceStatus(c, error);
+        case Verb::PlatformMask: return platformMask(c, error);
+        case Verb::Dump: return dump(error);
+        case Verb::ModemRestart: return modemRestart(error);
+        case Verb::ModemTokenRequest: return modemTokenRequest(c, error);
+        case Verb::ModemShowConfig: return modemShowConfig(error);
+        case Verb::ModemControl: return modemControl(c, error);
+        case Verb::WaitReconfig: return waitReconfig(c, error);
+        case Verb::WaitTokenRequest: return waitTokenRequest(c, error);
+        case Verb::WaitChange: return waitChange(c, error);
+        case Verb::Echo:
+            mOut.report(c.text, Json().str("cmd", "echo").str("text", c.text));
+            return true;
+        case Verb::Help:
+            mOut.report(commandHelp(), Json().str("cmd", "help").str("text", commandHelp()));
+            return true;
+    }
+    *error = "command not handled";
+    return false;
+}
+
+void CommandRunner::settle() {
+    mSession.host().waitUntilIdle();
+    printNotices();
+}
+
+void CommandRunner::printNotices() {
+    for (const auto& n : mNotices.drain()) printNotice(n);
+}
+
+void CommandRunner::printNotice(const Notice& n) {
+    const std::string slot = "[slot " + std::to_string(n.slot) + "] ";
+    switch (n.kind) {
+        case Notice::Kind::Reconfig:
+            mOut.report(slot + "listener: reconfiguration needed",
+                        Json().str("notice", "reconfig-needed").num("slot", n.slot));
+            break;
+        case Notice::Kind::TokenRequest:
+            mHaveTokenRequest = true;
+            mLastRequestId = n.requestId;
+            mOut.report(slot + "listener: token requested: request " + std::to_string(n.requestId) +
+                            ", " + tokenTypeName(n.tokenType) + ", reason " + tokenReasonName(n.reason),
+                        Json()
+                            .str("notice", "token-request")
+                            .num("slot", n.slot)
+                            .num("requestId", n.requestId)
+                            .str("tokenType", tokenTypeName(n.tokenType))
+                            .str("reason", tokenReasonName(n.reason)));
+            break;
+        case Notice::Kind::Change:
+            mOut.report(slot + "change of " + groupName(n.settings.settingsId) + ":\n" +
+                            settingsText(n.settings),
+                        Json()
+                            .str("notice", "settings-changed")
+                            .num("slot", n.slot)
+                            .str("group", groupName(n.settings.settingsId))
+                            .raw("values", settingsJson(n.settings)));
+            break;
+        case Notice::Kind::Stop:
+            break;
+    }
+}
+
+bool CommandRunner::requestResult(const std::string& what, const Json& json, V2_0::RequestStatus status,
+                                  std::string* error) {
+    Json j = json;
+    j.str("status", statusWord(status));
+    mOut.report(prefix() + what + " -> " + statusWord(status), j);
+    if (status != V2_0::RequestStatus::OK) {
+        *error = what + ": the service answered " + statusWord(status);
+        return false;
+    }
+    return true;
+}
+
+bool CommandRunner::slotCommand(const Command& c, std::string* error) {
+    mOptions.slot = c.slot;
+    const bool existed = mSession.hasConfig(c.slot);
+    if (mSession.config(c.slot, error) == nullptr) return false;
+    mOut.report(prefix() + (existed ? "RCS configuration object in use" : "RCS configuration object created") +
+                    " (factory " + mSession.factoryVersion() + ")",
+                Json().str("cmd", "slot").num("slot", c.slot).str("factory", mSession.factoryVersion())
+                    .flag("created", !existed).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::setConfig(const Command& c, std::string* error) {
+    ConfigDocument doc;
+    if (!ConfigDocument::load(c.path, c.gzip, &doc, error)) return false;
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    V2_0::Container container;
+    container.isCompressed = doc.compressed;
+    container.config = doc.bytes;
+    auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    Return<void> ret = config->setConfig(container, new SetConfigCb(result));
+    if (!ret.isOk()) {
+        *error = "set-config: " + ret.description();
+        return false;
+    }
+    std::string what = "set-config " + c.path + ": " + std::to_string(doc.fileSize) + " bytes";
+    if (doc.compressedHere) {
+        what += ", sent gzip-compressed as " + std::to_string(doc.bytes.size()) + " bytes";
+    } else if (doc.compressed) {
+        what += " of gzip, sent as they are";
+    } else {
+        what += ", sent uncompressed";
+    }
+    Json json;
+    json.str("cmd", "set-config").num("slot", mOptions.slot).str("file", c.path)
+        .num("fileBytes", static_cast<int64_t>(doc.fileSize)).num("sentBytes", static_cast<int64_t>(doc.bytes.size()))
+        .flag("compressed", doc.compressed).flag("compressedHere", doc.compressedHere);
+    V2_0::RequestStatus status;
+    if (!result->wait(mOptions.timeout, &status)) {
+        *error = "set-config: no answer from the service within " + seconds(mOptions.timeout);
+        return false;
+    }
+    return requestResult(what, json, status, error);
+}
+
+bool CommandRunner::setSettings(const Command& c, std::string* error) {
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    Return<void> ret = config->setSettingsValue(c.settings, new SetConfigCb(result));
+    if (!ret.isOk()) {
+        *error = "set-settings: " + ret.description();
+        return false;
+    }
+    V2_0::RequestStatus status;
+    if (!result->wait(mOptions.timeout, &status)) {
+        *error = "set-settings: no answer from the service within " + seconds(mOptions.timeout);
+        return false;
+    }
+    const std::string group = groupName(c.settings.settingsId);
+    size_t n = valueCount(c.settings);
+    return requestResult("set-settings " + group + " (" + std::to_string(n) + (n == 1 ? " value)" : " values)"),
+                         Json().str("cmd", "set-settings").num("slot", mOptions.slot).str("group", group)
+                             .raw("values", settingsJson(c.settings)),
+                         status, error);
+}
+
+bool CommandRunner::getSettings(const Command& c, std::string* error) {
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    auto result = std::make_shared<Awaited<GetResult>>();
+    Return<void> ret = config->getSettingsValue(c.groups[0]->id, new GetSettingsCb(result));
+    if (!ret.isOk()) {
+        *error = "get-settings: " + ret.description();
+        return false;
+    }
+    GetResult r;
+    if (!result->wait(mOptions.timeout, &r)) {
+        *error = "get-settings: no answer from the service within " + seconds(mOptions.timeout);
+        return false;
+    }
+    const std::string word = statusWord(r.status);
+    mOut.report(prefix() + "get-settings " + c.groups[0]->name + " -> " + word + "\n" +
+                    (r.status == V2_0::RequestStatus::OK ? settingsText(r.data) : ""),
+                Json().str("cmd", "get-settings").num("slot", mOptions.slot).str("group", c.groups[0]->name)
+                    .str("status", word).raw("values", settingsJson(r.data)));
+    if (r.status != V2_0::RequestStatus::OK) {
+        *error = "get-settings " + c.groups[0]->name + ": the service answered " + word;
+        return false;
+    }
+    return true;
+}
+
+bool CommandRunner::watch(const Command& c, std::string* error) {
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    for (const auto* g : c.groups) {
+        Return<V2_0::RequestStatus> ret = config->registerForSettingsChange(g->id, mSession.changeCallback(mOptions.slot));
+        if (!ret.isOk()) {
+            *error = "watch: " + ret.description();
+            return false;
+        }
+        if (!requestResult("watch " + g->name,
+                           Json().str("cmd", "watch").num("slot", mOptions.slot).str("group", g->name),
+                           static_cast<V2_0::RequestStatus>(ret), error)) {
+            return false;
+        }
+    }
+    // From the command line, watching means staying to see the changes; in a
+    // script the changes are printed as later commands run (or `wait change`).
+    if (c.count > 0 || mOptions.oneShot) return waitChanges(c.groups, c.count, error);
+    return true;
+}
+
+bool CommandRunner::waitChanges(const std::vector<const GroupInfo*>& groups, int count, std::string* error) {
+    const int slot = mOptions.slot;
+    std::set<SettingsId> ids;
+    for (const auto* g : groups) ids.insert(g->id);
+    auto match = [&](const Notice& n) {
+        return n.kind == Notice::Kind::Change && n.slot == slot && ids.count(n.settings.settingsId) != 0;
+    };
+    for (int seen = 0; count == 0 || seen < count; ++seen) {
+        std::vector<Notice> taken;
+        // Without a count the watch lasts until the user stops the client.
+        auto timeout = count == 0 ? std::chrono::milliseconds(std::chrono::hours(24 * 365)) : mOptions.timeout;
+        if (!mNotices.waitFor(match, timeout, &taken)) {
+            if (mNotices.stopped()) return count == 0;
+            *error = "watch " + groupList(groups) + ": " + std::to_string(seen) + " of " + std::to_string(count) +
+                     " changes within " + seconds(mOptions.timeout);
+            return false;
+        }
+        for (const auto& n : taken) printNotice(n);
+    }
+    return true;
+}
+
+bool CommandRunner::unwatch(const Command& c, std::string* error) {
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    for (const auto* g : c.groups) {
+        Return<V2_0::RequestStatus> ret = config->deregisterForSettingsChange(g->id);
+        if (!ret.isOk()) {
+            *error = "unwatch: " + ret.description();
+            return false;
+        }
+        if (!requestResult("unwatch " + g->name,
+                           Json().str("cmd", "unwatch").num("slot", mOptions.slot).str("group", g->name),
+                           static_cast<V2_0::RequestStatus>(ret), error)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CommandRunner::setAppToken(const Command& c, std::string* error) {
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    Return<void> ret = config->setAppToken(c.text, new SetConfigCb(result));
+    if (!ret.isOk()) {
+        *error = "set-app-token: " + ret.description();
+        return false;
+    }
+    V2_0::RequestStatus status;
+    if (!result->wait(mOptions.timeout, &status)) {
+        *error = "set-app-token: no answer from the service within " + seconds(mOptions.timeout);
+        return false;
+    }
+    return requestResult("set-app-token (" + std::to_string(c.text.size()) + " characters)",
+                         Json().str("cmd", "set-app-token").num("slot", mOptions.slot)
+                             .num("length", static_cast<int64_t>(c.text.size())),
+                         status, error);
+}
+
+bool CommandRunner::tokenFetchStatus(const Command& c, std::string* error) {
+    int32_t requestId = c.requestId;
+    if (c.lastRequestId) {
+        if (!mHaveTokenRequest) {
+            *error = "token-fetch-status last: no token request has been received yet";
+            return false;
+        }
+        requestId = mLastRequestId;
+    }
+    sp<V2_1::IRcsConfig> config = mSession.config_2_1(mOptions.slot, error);
+    if (config == nullptr) return false;
+    Return<void> ret = config->updateTokenFetchStatus(requestId, static_cast<V2_1::TokenType>(c.tokenType),
+                                                      static_cast<V2_1::StatusCode>(c.status));
+    if (!ret.isOk()) {
+        *error = "token-fetch-status: " + ret.description();
+        return false;
+    }
+    // The call has no answer; let the service pass it on before going on.
+    mSession.host().waitUntilIdle();
+    mOut.report(prefix() + "token-fetch-status request " + std::to_string(requestId) + " " +
+                    tokenTypeName(c.tokenType) + " " + statusCodeName(c.status) + " -> sent",
+                Json().str("cmd", "token-fetch-status").num("slot", mOptions.slot).num("requestId", requestId)
+                    .str("tokenType", tokenTypeName(c.tokenType)).str("fetchStatus", statusCodeName(c.status))
+                    .str("status", "SENT"));
+    return true;
+}
+
+bool CommandRunner::uceStatus(const Command& c, std::string* error) {
+    if (c.hasMask) xvDplHostSetSupportedRcsServiceMask(c.mask);
+    sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
+    if (config == nullptr) return false;
+    auto result = std::make_shared<Awaited<V2_0::UceStatus>>();
+    Return<void> ret = config->getUceStatus(new UceListener(result));
+    if (!ret.isOk()) {
+        *error = "uce-status: " + ret.description();
+        return false;
+    }
+    V2_0::UceStatus status;
+    if (!result->wait(mOptions.timeout, &status)) {
+        *error = "uce-status: no answer from the service within " + seconds(mOptions.timeout);
+        return false;
+    }
+    const uint32_t mask = xvDplHostGetSupportedRcsServiceMask();
+    auto word = [](bool b) { return b ? "supported" : "not supported"; };
+    mOut.report(prefix() + "uce-status: presence " + word(status.isPresenceSupported) + ", options " +
+                    word(status.isOptionsSupported) + " (platform mask " + hex(mask) + ")",
+                Json().str("cmd", "uce-status").num("slot", mOptions.slot)
+                    .flag("presence", status.isPresenceSupported).flag("options", status.isOptionsSupported)
+                    .num("platformMask", mask).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::platformMask(const Command& c, std::string*) {
+    xvDplHostSetSupportedRcsServiceMask(c.mask);
+    mOut.report("platform RCS service mask set to " + hex(c.mask),
+                Json().str("cmd", "platform-mask").num("mask", c.mask).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::dump(std::string*) {
+    mSession.host().waitUntilIdle();
+    const std::string text = mSession.host().dump();
+    mOut.report(text, Json().str("cmd", "dump").str("text", text));
+    return true;
+}
+
+bool CommandRunner::modemCommand(const std::string& text, std::string* reply, std::string* error) {
+    char buf[8192] = {0};
+    mcx_client_error_type rc = mcx_host_modem_control(text.c_str(), buf, sizeof(buf));
+    reply->assign(buf, strnlen(buf, sizeof(buf)));
+    if (rc != 0) {
+        *error = "modem " + text + ": " + (reply->empty() ? "error " + std::to_string(rc) : *reply);
+        return false;
+    }
+    return true;
+}
+
+bool CommandRunner::modemRestart(std::string* error) {
+    std::string reply;
+    if (!modemCommand("restart", &reply, error)) return false;
+    mOut.report("modem restarted (both services went down and came back)",
+                Json().str("cmd", "modem restart").str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::modemTokenRequest(const Command& c, std::string* error) {
+    std::string text = "token-request " + std::to_string(mOptions.slot - 1) + " " + std::to_string(c.tokenType) +
+                       " " + std::to_string(c.reason);
+    if (c.hasRequestId) text += " " + std::to_string(c.requestId);
+    std::string reply;
+    if (!modemCommand(text, &reply, error)) return false;
+    int sent = 0;
+    if (std::sscanf(reply.c_str(), "sent %d", &sent) != 1 || sent <= 0) {
+        *error = "modem token-request: the modem has no IMS Application connection for slot " +
+                 std::to_string(mOptions.slot);
+        return false;
+    }
+    std::string what = "modem: token request sent (" + tokenTypeName(c.tokenType) + ", " + tokenReasonName(c.reason);
+    if (c.hasRequestId) what += ", request " + std::to_string(c.requestId);
+    mOut.report(prefix() + what + ")",
+                Json().str("cmd", "modem token-request").num("slot", mOptions.slot)
+                    .str("tokenType", tokenTypeName(c.tokenType)).str("reason", tokenReasonName(c.reason))
+                    .num("requestId", c.requestId).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::modemShowConfig(std::string* error) {
+    const int sub = mOptions.slot - 1;
+    std::string reply;
+    if (!modemCommand("configs " + std::to_string(sub), &reply, error)) return false;
+    std::istringstream lines(reply);
+    std::string line;
+    std::getline(lines, line);
+    std::string text = prefix() + "modem has received " + line + " configuration document(s)\n";
+    std::string docs = "[";
+    while (std::getline(lines, line)) {
+        unsigned token = 0, gzip = 0;
+        unsigned long len = 0;
+        if (std::sscanf(line.c_str(), "token=%u gzip=%u len=%lu", &token, &gzip, &len) != 3) continue;
+        text += "  token " + std::to_string(token) + ": " + std::to_string(len) + " bytes of XML" +
+                (gzip ? " (arrived gzip-compressed)" : "") + "\n";
+        docs += std::string(docs.size() > 1 ? "," : "") + Json().num("token", token).flag("gzip", gzip != 0)
+                    .num("bytes", static_cast<int64_t>(len)).text();
+    }
+    docs += "]";
+    std::string token;
+    if (!modemCommand("token " + std::to_string(sub), &token, error)) return false;
+    text += "  application token: " + (token.empty() ? std::string("(none)") : jsonQuote(token));
+    mOut.report(text, Json().str("cmd", "modem show-config").num("slot", mOptions.slot).raw("documents", docs)
+                          .str("appToken", token).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::modemControl(const Command& c, std::string* error) {
+    std::string reply;
+    if (!modemCommand(c.text, &reply, error)) return false;
+    mOut.report("modem " + c.text + (reply.empty() ? std::string(" -> OK") : " -> " + reply),
+                Json().str("cmd", "modem control").str("command", c.text).str("reply", reply).str("status", "OK"));
+    return true;
+}
+
+bool CommandRunner::waitReconfig(const Command& c, std::string* error) {
+    // Every listener hears every reconfiguration notice, so wait for one per
+    // slot in use; they are printed in slot order for a stable transcript.
+    std::vector<int> slots = mSession.slots();
+    if (slots.empty()) {
+        *error = "wait reconfig: no RCS configuration object exists yet";
+        return false;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + timeoutOf(c);
+    std::vector<Notice> got;
+    std::set<int> pending(slots.begin(), slots.end());
+    while (!pending.empty()) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        std::vector<Notice> taken;
+        if (left.count() <= 0 ||
+            !mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::Reconfig && pending.count(n.slot); },
+                              left, &taken)) {
+            for (const auto& n : got) printNotice(n);
+            *error = "wait reconfig: no reconfiguration notice within " + seconds(timeoutOf(c));
+            return false;
+        }
+        pending.erase(taken.back().slot);
+        got.insert(got.end(), taken.begin(), taken.end());
+    }
+    std::stable_partition(got.begin(), got.end(),
+                          [](const Notice& n) { return n.kind != Notice::Kind::Reconfig; });
+    auto firstReconfig = std::find_if(got.begin(), got.end(),
+                                      [](const Notice& n) { return n.kind == Notice::Kind::Reconfig; });
+    std::stable_sort(firstReconfig, got.end(), [](const Notice& a, const Notice& b) { return a.slot < b.slot; });
+    for (const auto& n : got) printNotice(n);
+    // The notice is sent before the service marks itself ready; once the
+    // loop is idle again, requests are accepted.
+    mSession.host().waitUntilIdle();
+    return true;
+}
+
+bool CommandRunner::waitTokenRequest(const Command& c, std::string* error) {
+    const int slot = mOptions.slot;
+    std::vector<Notice> taken;
+    if (!mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::TokenRequest && n.slot == slot; },
+                          timeoutOf(c), &taken)) {
+        *error = "wait token-request: no token request for slot " + std::to_string(slot) + " within " +
+                 seconds(timeoutOf(c));
+        return false;
+    }
+    for (const auto& n : taken) printNotice(n);
+    return true;
+}
+
+bool CommandRunner::waitChange(const Command& c, std::string* error) {
+    const int slot = mOptions.slot;
+    const SettingsId id = c.groups[0]->id;
+    std::vector<Notice> taken;
+    if (!mNotices.waitFor([&](const Notice& n) {
+            return n.kind == Notice::Kind::Change && n.slot == slot && n.settings.settingsId == id;
+        }, timeoutOf(c), &taken)) {
+        *error = "wait change: no change of " + c.groups[0]->name + " within " + seconds(timeoutOf(c));
+        return false;
+    }
+    for (const auto& n : taken) printNotice(n);
+    return true;
+}
+
+}  // namespace rcsctl

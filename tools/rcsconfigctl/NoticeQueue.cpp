@@ -1,0 +1,52 @@
+#include "NoticeQueue.h"
+
+namespace rcsctl {
+
+void NoticeQueue::push(Notice notice) {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (notice.kind == Notice::Kind::Stop) {
+            mStopped = true;
+        } else {
+            mNotices.push_back(std::move(notice));
+        }
+    }
+    mChanged.notify_all();
+}
+
+bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
+                          std::chrono::milliseconds timeout, std::vector<Notice>* taken) {
+    std::unique_lock<std::mutex> lock(mLock);
+    size_t found = 0;
+    auto ready = [&] {
+        if (mStopped) return true;
+        for (size_t i = 0; i < mNotices.size(); ++i) {
+            if (match(mNotices[i])) {
+                found = i + 1;
+                return true;
+            }
+        }
+        return false;
+    };
+    if (!mChanged.wait_for(lock, timeout, ready) || found == 0) return false;
+    for (size_t i = 0; i < found; ++i) {
+        taken->push_back(std::move(mNotices.front()));
+        mNotices.pop_front();
+    }
+    return true;
+}
+
+std::vector<Notice> NoticeQueue::drain() {
+    std::lock_guard<std::mutex> lock(mLock);
+    std::vector<Notice> out(std::make_move_iterator(mNotices.begin()),
+                            std::make_move_iterator(mNotices.end()));
+    mNotices.clear();
+    return out;
+}
+
+bool NoticeQueue::stopped() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mStopped;
+}
+
+}  // namespace rcsctl

@@ -1,0 +1,89 @@
+/*
+ * NoticeQueue: what the service tells the client on its own - reconfiguration
+ * notices and token requests through the listener, and changes of watched
+ * groups - queued in arrival order from the HIDL callback threads, so the
+ * main thread can print them at fixed points and wait for one with a timeout.
+ */
+#ifndef RCSCONFIGCTL_NOTICE_QUEUE_H
+#define RCSCONFIGCTL_NOTICE_QUEUE_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "SettingsCatalog.h"
+
+namespace rcsctl {
+
+struct Notice {
+    enum class Kind { Reconfig, TokenRequest, Change, Stop };
+    Kind kind = Kind::Stop;
+    int slot = 0;           // slot of the listener or the watch that received it
+    int32_t requestId = 0;  // token request
+    int32_t tokenType = 0;
+    int32_t reason = 0;
+    SettingsData settings{};  // change
+};
+
+class NoticeQueue {
+public:
+    // Appends a notice and wakes a waiter; any thread.
+    void push(Notice notice);
+
+    // Waits until a queued notice satisfies `match` (a Stop notice always
+    // ends the wait and is left queued). On a match, moves every notice up to
+    // and including it into *taken, in order, and returns true. On timeout or
+    // Stop returns false and leaves the queue as it was. Main thread.
+    bool waitFor(const std::function<bool(const Notice&)>& match, std::chrono::milliseconds timeout,
+                 std::vector<Notice>* taken);
+
+    // Removes and returns everything queued except a Stop notice; main thread.
+    std::vector<Notice> drain();
+
+    // True once a Stop notice was pushed (the user asked the client to end).
+    bool stopped() const;
+
+private:
+    mutable std::mutex mLock;
+    std::condition_variable mChanged;
+    std::deque<Notice> mNotices;  // guarded by mLock
+    bool mStopped = false;        // guarded by mLock
+};
+
+// Holds the first answer of an asynchronous call; later answers are ignored,
+// so a callback that fires twice cannot disturb the waiter.
+template <typename T>
+class Awaited {
+public:
+    // Any thread.
+    void set(const T& value) {
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            if (mSet) return;
+            mValue = value;
+            mSet = true;
+        }
+        mChanged.notify_all();
+    }
+    // Waits up to `timeout` for the answer; false if none came.
+    bool wait(std::chrono::milliseconds timeout, T* out) {
+        std::unique_lock<std::mutex> lock(mLock);
+        if (!mChanged.wait_for(lock, timeout, [this] { return mSet; })) return false;
+        *out = mValue;
+        return true;
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    bool mSet = false;  // guarded by mLock
+    T mValue{};         // guarded by mLock
+};
+
+}  // namespace rcsctl
+
+#endif  // RCSCONFIGCTL_NOTICE_QUEUE_H

@@ -1,0 +1,98 @@
+#include "ToolOptions.h"
+
+#include "SettingsCatalog.h"
+
+namespace rcsctl {
+
+bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error) {
+    *out = ToolOptions();
+    size_t i = 0;
+    auto value = [&](const std::string& name, std::string* v) {
+        if (i + 1 >= args.size()) {
+            *error = "option " + name + " needs a value";
+            return false;
+        }
+        *v = args[++i];
+        return true;
+    };
+    for (; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        std::string v;
+        if (a == "--json") {
+            out->json = true;
+        } else if (a == "--keep-going") {
+            out->keepGoing = true;
+        } else if (a == "--verbose" || a == "-v") {
+            out->verbose = true;
+        } else if (a == "--help" || a == "-h") {
+            out->help = true;
+        } else if (a == "--slot") {
+            if (!value(a, &v)) return false;
+            if (v != "1" && v != "2") {
+                *error = "bad slot '" + v + "': the slot is 1 or 2";
+                return false;
+            }
+            out->slot = v[0] - '0';
+        } else if (a == "--modem-socket") {
+            if (!value(a, &out->modemSocket)) return false;
+            if (out->modemSocket.empty()) {
+                *error = "option --modem-socket needs a path";
+                return false;
+            }
+        } else if (a == "--factory") {
+            if (!value(a, &v)) return false;
+            if (v != "1.0" && v != "1.1") {
+                *error = "bad factory version '" + v + "': 1.0 or 1.1";
+                return false;
+            }
+            out->factory_1_0 = v == "1.0";
+        } else if (a == "--timeout") {
+            if (!value(a, &v)) return false;
+            int64_t seconds = 0;
+            if (!parseInteger(v, &seconds) || seconds < 1 || seconds > 3600) {
+                *error = "bad timeout '" + v + "': a number from 1 to 3600";
+                return false;
+            }
+            out->timeoutMs = static_cast<int>(seconds) * 1000;
+        } else if (a == "--script" || a == "-f") {
+            if (!value(a, &out->script)) return false;
+        } else if (a == "--log") {
+            if (!value(a, &out->logPath)) return false;
+        } else if (a.size() > 1 && a[0] == '-' && a != "-") {
+            *error = "unknown option '" + a + "' (try: rcsconfigctl --help)";
+            return false;
+        } else {
+            out->command.assign(args.begin() + static_cast<long>(i), args.end());
+            break;
+        }
+    }
+    if (out->help) return true;
+    if (!out->script.empty() && !out->command.empty()) {
+        *error = "give either a command or --script, not both";
+        return false;
+    }
+    if (out->script.empty() && out->command.empty()) {
+        *error = "no command given (try: rcsconfigctl --help)";
+        return false;
+    }
+    return true;
+}
+
+const char* usageText() {
+    return "usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]\n"
+           "       rcsconfigctl [OPTIONS] --script FILE|-\n"
+           "Runs the RCS configuration service in this process and drives it as a client.\n"
+           "options:\n"
+           "  --slot 1|2           slot of the commands (default 1; a script can change it with `slot`)\n"
+           "  --json               one JSON object per result, notice and error on stdout\n"
+           "  --modem-socket PATH  use the mcx-modemd daemon at PATH instead of the embedded emulator\n"
+           "  --factory 1.0|1.1    which IImsFactory creates the objects (default 1.1)\n"
+           "  --timeout SECONDS    how long to wait for each answer (default 10)\n"
+           "  --script FILE|-      run the commands of FILE (or standard input), one per line\n"
+           "  --keep-going         in a script, go on after a failed command\n"
+           "  --log FILE           write the service's log to FILE\n"
+           "  --verbose            write the service's log to standard error\n"
+           "exit status: 0 all commands succeeded, 1 a command failed, 2 bad input\n";
+}
+
+}  // namespace rcsctl

@@ -1,0 +1,36 @@
+/*
+ * ToolOptions: the command line of rcsconfigctl, before the command.
+ *
+ *   rcsconfigctl [OPTIONS] COMMAND [ARGS...]     one command
+ *   rcsconfigctl [OPTIONS] --script FILE|-       commands from a file or stdin
+ */
+#ifndef RCSCONFIGCTL_TOOL_OPTIONS_H
+#define RCSCONFIGCTL_TOOL_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+namespace rcsctl {
+
+struct ToolOptions {
+    int slot = 1;
+    bool json = false;
+    std::string modemSocket;   // empty: embedded emulator
+    bool factory_1_0 = false;
+    int timeoutMs = 10000;
+    std::string script;        // "-" for stdin
+    bool keepGoing = false;    // in a script, go on after a failed command
+    std::string logPath;       // where the service's log goes; empty: nowhere
+    bool verbose = false;      // the service's log on stderr
+    bool help = false;
+    std::vector<std::string> command;  // the one command, when no script
+};
+
+// Parses argv[1..]; false with a one-line reason in *error.
+bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error);
+
+const char* usageText();
+
+}  // namespace rcsctl
+
+#endif  // RCSCONFIGCTL_TOOL_OPTIONS_H

@@ -1,0 +1,236 @@
+/*
+ * rcsconfigctl: runs the RCS configuration service in this process and
+ * drives it as a client would, one command or a whole replayable script.
+ */
+#include <android/log.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <thread>
+
+#include "ClientSession.h"
+#include "Command.h"
+#include "CommandRunner.h"
+#include "NoticeQueue.h"
+#include "Output.h"
+#include "ScriptTokenizer.h"
+#include "ToolOptions.h"
+#include "service/RcsServiceHost.h"
+
+namespace {
+
+using namespace rcsctl;
+
+constexpr int kExitFailed = 1;
+constexpr int kExitBadInput = 2;
+
+std::mutex gLogLock;
+FILE* gLogFile = nullptr;  // guarded by gLogLock
+
+// The service logs a great deal; by default it goes nowhere so that the
+// client's own output stays readable.
+void logToFile(const struct __android_logger_data*, const char* message) {
+    std::lock_guard<std::mutex> lock(gLogLock);
+    if (gLogFile != nullptr && message != nullptr) {
+        std::fprintf(gLogFile, "%s\n", message);
+        std::fflush(gLogFile);
+    }
+}
+
+// Turns SIGINT/SIGTERM into a Stop notice so a waiting command ends and the
+// service is stopped in order. The signals are blocked in every thread
+// (including the service's, which inherit the mask) and taken here.
+class SignalWatcher {
+public:
+    explicit SignalWatcher(NoticeQueue& notices) {
+        sigset_t set = signals();
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        mThread = std::thread([this, &notices, set] {
+            for (;;) {
+                int sig = 0;
+                if (sigwait(&set, &sig) != 0) continue;
+                if (mEnding) return;
+                notices.push(Notice{});
+            }
+        });
+    }
+    ~SignalWatcher() {
+        mEnding = true;
+        pthread_kill(mThread.native_handle(), SIGUSR2);
+        mThread.join();
+    }
+
+private:
+    static sigset_t signals() {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGINT);
+        sigaddset(&set, SIGTERM);
+        sigaddset(&set, SIGUSR2);
+        return set;
+    }
+    std::atomic<bool> mEnding{false};
+    std::thread mThread;
+};
+
+struct ScriptLine {
+    int number = 0;
+    Command command;
+};
+
+// Reads and checks a whole script file before anything runs, so that a
+// typo on line 40 does not leave a half-applied session behind.
+bool loadScript(const std::string& path, std::vector<ScriptLine>* out, Output& output) {
+    std::ifstream file(path);
+    if (!file) {
+        output.error("", "cannot read script '" + path + "'");
+        return false;
+    }
+    std::string line;
+    int number = 0, first = 0;
+    while (readLogicalLine(file, &line, &number, &first)) {
+        std::vector<std::string> words;
+        std::string error;
+        ScriptLine entry;
+        entry.number = first;
+        if (!splitWords(line, &words, &error) || (!words.empty() && !parseCommand(words, &entry.command, &error))) {
+            output.error(path + ":" + std::to_string(first), error);
+            return false;
+        }
+        // A script names its documents relative to itself, so that a session
+        // replays the same from any working directory.
+        if (entry.command.verb == Verb::SetConfig && !entry.command.path.empty() &&
+            entry.command.path[0] != '/') {
+            size_t slash = path.rfind('/');
+            if (slash != std::string::npos) entry.command.path = path.substr(0, slash + 1) + entry.command.path;
+        }
+        if (!words.empty()) out->push_back(std::move(entry));
+    }
+    return true;
+}
+
+int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path, CommandRunner& runner,
+                  Output& output, NoticeQueue& notices, bool keepGoing) {
+    int status = 0;
+    for (const auto& entry : lines) {
+        if (notices.stopped()) break;
+        std::string error;
+        if (!runner.run(entry.command, &error)) {
+            output.error(path + ":" + std::to_string(entry.number), error);
+            status = kExitFailed;
+            if (!keepGoing) break;
+        }
+    }
+    return status;
+}
+
+int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool keepGoing) {
+    int status = 0;
+    std::string line;
+    int number = 0, first = 0;
+    while (!notices.stopped() && readLogicalLine(std::cin, &line, &number, &first)) {
+        std::vector<std::string> words;
+        std::string error;
+        Command command;
+        const std::string where = "stdin:" + std::to_string(first);
+        if (!splitWords(line, &words, &error) || (!words.empty() && !parseCommand(words, &command, &error))) {
+            output.error(where, error);
+            status = std::max(status, kExitBadInput);
+            if (!keepGoing) break;
+            continue;
+        }
+        if (words.empty()) continue;
+        if (!runner.run(command, &error)) {
+            output.error(where, error);
+            status = std::max(status, kExitFailed);
+            if (!keepGoing) break;
+        }
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ToolOptions options;
+    std::string error;
+    Output output(std::cout, std::cerr, false);
+    if (!parseToolOptions(std::vector<std::string>(argv + 1, argv + argc), &options, &error)) {
+        output.error("", error);
+        return kExitBadInput;
+    }
+    if (options.help) {
+        std::cout << usageText() << commandHelp();
+        return 0;
+    }
+    Output out(std::cout, std::cerr, options.json);
+
+    // Everything the session will run is checked before the service starts.
+    Command single;
+    std::vector<ScriptLine> script;
+    if (!options.command.empty()) {
+        if (!parseCommand(options.command, &single, &error)) {
+            out.error("", error);
+            return kExitBadInput;
+        }
+    } else if (options.script != "-" && !loadScript(options.script, &script, out)) {
+        return kExitBadInput;
+    }
+
+    if (options.verbose) {
+        __android_log_set_logger(__android_log_stderr_logger);
+    } else {
+        if (!options.logPath.empty()) {
+            gLogFile = std::fopen(options.logPath.c_str(), "w");
+            if (gLogFile == nullptr) {
+                out.error("", "cannot write log file '" + options.logPath + "'");
+                return kExitBadInput;
+            }
+        }
+        __android_log_set_logger(logToFile);
+    }
+
+    NoticeQueue notices;
+    int status = 0;
+    {
+        SignalWatcher signalWatcher(notices);
+        SessionOptions sessionOptions;
+        sessionOptions.modemSocket = options.modemSocket;
+        sessionOptions.factory_1_0 = options.factory_1_0;
+        ClientSession session(sessionOptions, notices);
+        if (!session.start(&error)) {
+            out.error("", error);
+            status = kExitFailed;
+        } else {
+            RunnerOptions runnerOptions;
+            runnerOptions.slot = options.slot;
+            runnerOptions.timeout = std::chrono::milliseconds(options.timeoutMs);
+            runnerOptions.oneShot = !options.command.empty();
+            CommandRunner runner(session, notices, out, runnerOptions);
+            if (!session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
+                out.error("", error);
+                status = kExitFailed;
+            } else if (runnerOptions.oneShot) {
+                if (!runner.run(single, &error)) {
+                    out.error("", error);
+                    status = kExitFailed;
+                }
+            } else if (options.script == "-") {
+                status = runStdin(runner, out, notices, options.keepGoing);
+            } else {
+                status = runScriptFile(script, options.script, runner, out, notices, options.keepGoing);
+            }
+            runner.settle();
+        }
+        session.stop();
+    }
+    std::lock_guard<std::mutex> lock(gLogLock);
+    if (gLogFile != nullptr) std::fclose(gLogFile);
+    gLogFile = nullptr;
+    return status;
+}

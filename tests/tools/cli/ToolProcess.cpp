@@ -1,0 +1,121 @@
+#include "ToolProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace clitest {
+
+size_t ToolResult::count(const std::string& needle) const {
+    std::istringstream lines(out);
+    std::string line;
+    size_t n = 0;
+    while (std::getline(lines, line)) n += line.find(needle) != std::string::npos;
+    return n;
+}
+
+ToolResult runTool(const std::vector<std::string>& args, const std::string& input) {
+    int in[2], out[2], err[2];
+    if (pipe(in) != 0 || pipe(out) != 0 || pipe(err) != 0) return {};
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(in[0], STDIN_FILENO);
+        dup2(out[1], STDOUT_FILENO);
+        dup2(err[1], STDERR_FILENO);
+        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>("rcsconfigctl"));
+        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(RCSCONFIGCTL_PATH, argv.data());
+        _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    // The input is small; write it all and close so the child sees the end.
+    size_t written = 0;
+    while (written < input.size()) {
+        ssize_t n = write(in[1], input.data() + written, input.size() - written);
+        if (n <= 0) break;
+        written += static_cast<size_t>(n);
+    }
+    close(in[1]);
+    ToolResult result;
+    pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+    std::string* sinks[2] = {&result.out, &result.err};
+    int open = 2;
+    while (open > 0) {
+        if (poll(fds, 2, -1) < 0) break;
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+            char buf[4096];
+            ssize_t n = read(fds[i].fd, buf, sizeof(buf));
+            if (n > 0) {
+                sinks[i]->append(buf, static_cast<size_t>(n));
+            } else {
+                close(fds[i].fd);
+                fds[i].fd = -1;
+                --open;
+            }
+        }
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+TempDir::TempDir() {
+    char dir[] = "/tmp/rcsconfigctl_test_XXXXXX";
+    if (mkdtemp(dir) != nullptr) mPath = dir;
+}
+
+TempDir::~TempDir() {
+    if (!mPath.empty()) {
+        int rc = std::system(("rm -rf '" + mPath + "'").c_str());
+        (void)rc;
+    }
+}
+
+std::string TempDir::write(const std::string& name, const std::string& bytes) const {
+    std::string path = mPath + "/" + name;
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+ModemDaemon::ModemDaemon(const std::string& socketPath) : mPath(socketPath) {}
+
+ModemDaemon::~ModemDaemon() {
+    if (mPid > 0) {
+        ::kill(mPid, SIGKILL);
+        waitpid(mPid, nullptr, 0);
+    }
+}
+
+bool ModemDaemon::start() {
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    mPid = fork();
+    if (mPid == 0) {
+        dup2(fds[1], STDOUT_FILENO);
+        close(fds[0]);
+        close(fds[1]);
+        execl(MCX_MODEMD_PATH, "mcx-modemd", "--socket", mPath.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(fds[1]);
+    std::string line;
+    char c;
+    while (read(fds[0], &c, 1) == 1 && c != '\n') line += c;
+    close(fds[0]);
+    return line.find("ready") != std::string::npos;
+}
+
+}  // namespace clitest

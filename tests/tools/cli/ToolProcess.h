@@ -1,0 +1,56 @@
+/*
+ * Runs rcsconfigctl (or mcx-modemd) as a child process and collects what it
+ * printed and its exit status.
+ */
+#ifndef TESTS_TOOLS_CLI_TOOL_PROCESS_H
+#define TESTS_TOOLS_CLI_TOOL_PROCESS_H
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace clitest {
+
+struct ToolResult {
+    int exitCode = -1;  // -1 if the child did not exit normally
+    std::string out;
+    std::string err;
+    // Number of stdout lines containing `needle`.
+    size_t count(const std::string& needle) const;
+    bool has(const std::string& needle) const { return count(needle) > 0; }
+    // Position of the first occurrence in stdout, npos if none.
+    size_t at(const std::string& needle) const { return out.find(needle); }
+};
+
+// Runs the client with `args`, feeding `input` on stdin; waits for it to end.
+ToolResult runTool(const std::vector<std::string>& args, const std::string& input = "");
+
+// A scratch directory removed with the object.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const std::string& path() const { return mPath; }
+    // Writes `bytes` into a file of this directory and returns its path.
+    std::string write(const std::string& name, const std::string& bytes) const;
+
+private:
+    std::string mPath;
+};
+
+// mcx-modemd on a socket of its own, for --modem-socket.
+class ModemDaemon {
+public:
+    explicit ModemDaemon(const std::string& socketPath);
+    ~ModemDaemon();
+    // Starts the daemon and waits for its ready line.
+    bool start();
+
+private:
+    std::string mPath;
+    pid_t mPid = -1;
+};
+
+}  // namespace clitest
+
+#endif  // TESTS_TOOLS_CLI_TOOL_PROCESS_H

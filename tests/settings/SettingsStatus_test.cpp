@@ -133,18 +133,27 @@ TEST_F(SettingsTest, Indication_WithWrongLength_IsDroppedAfterDecodeFailure) {
     EXPECT_EQ(changes->size(), 0u);
 }
 
-TEST_F(SettingsTest, HandleEvent_UnknownType_IsLoggedAndIgnored) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
+TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
+    startAndSubscribe();
+    auto answer = upload(documentBytes(3), false);
+    ASSERT_TRUE(answer->waitForCount(1));
     onLoop([&] {
         imssCallbackData_s ev{7, 0, nullptr};
         mSettings->handleEvent(ev);
         mSettings->processMcxInd(0x55, malloc(8));
         mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, nullptr);
+        // A verdict for a token nobody is waiting for.
+        auto* ind = static_cast<ims_settings_carrier_config_status_ind_msg_v01*>(
+            malloc(sizeof(ims_settings_carrier_config_status_ind_msg_v01)));
+        ind->ref_num = static_cast<uint8_t>(tokenSeed() + 9);
+        ind->config_status = 0;
+        mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, ind);
     });
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::handleEvent unhandled event: 7"));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings :DecodedData is null"));
+    EXPECT_EQ(mLog.count("ImsMcxSettings :DecodedData->ref_num["), 2u);
+    EXPECT_EQ(answer->size(), 1u);
     EXPECT_EQ(statuses().size(), 2u);
 }
 

@@ -123,10 +123,9 @@ bool ImsMcxSettings::carrierConfigEnabled() {
     mcx_service_info info;
     memset(&info, 0, sizeof(info));
     mcx_client_get_any_service(svc, &info);
-    mcx_client_os_params osParams;
-    memset(&osParams, 0, sizeof(osParams));
+    memset(&clientOsParams, 0, sizeof(clientOsParams));
     client = nullptr;
-    int rc = mcx_client_init(&info, svc, mcxImsSettingsSvcIndCb, this, &osParams, &client);
+    int rc = mcx_client_init(&info, svc, mcxImsSettingsSvcIndCb, this, &clientOsParams, &client);
     if (rc != MCX_NO_ERR) {
         IMS_LOG("ImsMcxSettings:mcx_client_init error. ErrCode : %d", rc);
         return false;

@@ -186,6 +186,22 @@ public:
     // Dispatches one decoded indication and frees it. Loop thread.
     void processMcxInd(unsigned int msgId, void* data);
 
+    // Callbacks filed and not yet answered, for the service dump. Any thread.
+    struct PendingRequests {
+        size_t configUploads;   // upload callbacks; kept until the modem goes down
+        size_t settingsWrites;
+        size_t settingsReads;
+        size_t appTokens;
+        std::vector<unsigned int> changeListenerGroups;  // groups with a change listener
+    };
+    PendingRequests pendingRequests() {
+        std::lock_guard<std::mutex> guard(mMapLock);
+        PendingRequests pending{mConfigCbs.size(), mSetSettingsCbs.size(), mGetSettingsCbs.size(),
+                                mAppTokenCbs.size(), {}};
+        for (const auto& entry : mSettingsListeners) pending.changeListenerGroups.push_back(entry.first);
+        return pending;
+    }
+
     // Worker thread entries.
     static void sendConfigdata(void* record);
     static void sendRcsSettingData(rcs_settings_data_s* record);

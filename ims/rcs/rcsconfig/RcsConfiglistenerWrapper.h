@@ -38,6 +38,10 @@ public:
     void onTokenFetchRequest(int32_t requestId, vendor::kel::ims::rcsconfig::V2_1::TokenType tokenType,
                              vendor::kel::ims::rcsconfig::V2_1::TokenRequestReason reason, int32_t slotId);
 
+    // What the listener was filed with, for the service dump. Any thread.
+    uint8_t version() const { return mVersion; }
+    int32_t slotId() const { return mSlotId; }
+
 private:
     android::sp<vendor::kel::ims::rcsconfig::V2_0::IRcsConfigListener> mListener;
     uint8_t mVersion;

@@ -65,7 +65,7 @@ TEST_F(RequestsTest, SetConfig_GzipDocument_ReachesModemAndIsConfirmed) {
     ASSERT_EQ(received.size(), 1u);
     EXPECT_TRUE(received[0].gzipped);
     EXPECT_EQ(received[0].document, document);
-    EXPECT_TRUE(log.contains("RcsConfigManger::handleEvent call to sendRcsConfig on mcx was: successful"));
+    EXPECT_TRUE(log.waitFor("RcsConfigManger::handleEvent call to sendRcsConfig on mcx was: successful", kWait));
 }
 
 TEST_F(RequestsTest, SetAndGetSettings_RoundTripThroughTheModem) {
@@ -193,7 +193,8 @@ TEST_F(RequestsTest, ModemDown_EveryRequestWithAnAnswerIsRefused) {
     EXPECT_EQ(changes->changes.at(0).settingsValues.stringData.size(), 0u);
     EXPECT_TRUE(log.contains(
             "RcsConfigManager::handleEvent cannot register for rcs settings change,modem service is not up"));
-    EXPECT_TRUE(log.contains("Sent response for registerForSettingsChange fail,callback register resulted in success"));
+    EXPECT_TRUE(log.waitFor("Sent response for registerForSettingsChange fail,callback register resulted in success",
+                            kWait));
 
     EXPECT_EQ(config->deregisterForSettingsChange(SettingsId::USER_AGENT_STRING), RequestStatus::OK);
     host->waitUntilIdle();

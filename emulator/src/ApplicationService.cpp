@@ -54,7 +54,7 @@ int ApplicationService::sendTokenRequest(int32_t sub, int32_t tokenType, int32_t
     ind.token_type = tokenType;
     ind.request_reason = reason;
     ind.request_id_valid = hasRequestId ? 1 : 0;
-    ind.request_id = hasRequestId ? requestId : 0;
+    ind.request_id = requestId;  // sent as given: a client must honour the valid flag
     std::vector<uint8_t> data(sizeof(ind));
     std::memcpy(data.data(), &ind, sizeof(ind));
     int sent = 0;

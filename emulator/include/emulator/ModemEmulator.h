@@ -99,7 +99,8 @@ public:
     std::vector<TokenStatus> tokenStatuses(int32_t subscription) const;
 
     // Sends indication 0x42 to every imsa connection bound to `subscription`
-    // and registered for token requests; returns how many got it.
+    // and registered for token requests; returns how many got it. requestId
+    // is sent as given even when hasRequestId is false.
     int sendTokenRequest(int32_t subscription, int32_t tokenType, int32_t requestReason,
                          bool hasRequestId, int32_t requestId);
 

@@ -1,0 +1,99 @@
+/*
+ * HostLoop: the service's one event-loop thread, the timer queue it drives
+ * and the way other threads get work onto it.
+ *
+ * The thread calls com.processEvents(timer.timeUntilNextEvent(), timer) until
+ * stopped. The timer queue's monitor wakes a blocked loop when another thread
+ * adds an earlier timer. An exception that escapes an event handler is caught
+ * here and logged, and the loop goes on serving; the owner's recovery hook
+ * then runs on the loop thread (the manager uses it to re-signal events that
+ * were queued behind the failed one).
+ *
+ * Closures posted with post() run on the loop thread in posting order; they
+ * carry the service dump and the idle check of waitUntilIdle().
+ *
+ * All methods may be called from any thread unless stated otherwise.
+ */
+#ifndef SERVICE_HOST_LOOP_H
+#define SERVICE_HOST_LOOP_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "imsservice/ITimerMonitor.h"
+#include "imsservice/ImsCom.h"
+#include "imsservice/ImsTimer.h"
+
+namespace rcsservice {
+
+class HostLoop : private ITimerMonitor {
+public:
+    // Registers a wake descriptor with `com`, which must outlive this object.
+    explicit HostLoop(ImsCom& com);
+    // Stops the thread and unregisters.
+    ~HostLoop() override;
+    HostLoop(const HostLoop&) = delete;
+    HostLoop& operator=(const HostLoop&) = delete;
+
+    ImsTimer& timer() { return mTimer; }
+
+    // Runs on the loop thread after an exception from a handler was caught.
+    // Set before start().
+    void setRecoveryHook(std::function<void()> hook) { mRecoveryHook = std::move(hook); }
+
+    // Starts the loop thread; no effect if it runs.
+    void start();
+    // Lets the thread finish its pass and joins it. Not from the loop thread.
+    void stop();
+    bool running() const;
+    bool isLoopThread() const;
+
+    // Runs `fn` on the loop thread, later, in posting order.
+    void post(std::function<void()> fn);
+    // Runs `fn` on the loop thread and waits for it; inline on the loop thread
+    // or when the loop does not run.
+    void runOnLoop(const std::function<void()>& fn);
+
+    // Waits until the loop found nothing to do (no ready descriptor, no due
+    // timer, no posted closure) after this call was made: everything posted
+    // to any handler before the call has then been handled. False on time-out
+    // or when the loop does not run. Not from the loop thread.
+    bool waitUntilIdle(std::chrono::milliseconds timeout) const;
+
+    // Number of exceptions caught on the loop thread so far.
+    unsigned long caughtFailures() const;
+
+private:
+    void nextEventChanged() override;
+    static void onSignal(int fd, void* self);
+    void signal() const;
+    void runPosted();
+    void threadMain();
+    void passOnce();
+
+    ImsCom& mCom;
+    ImsTimer mTimer;
+    int mFd;  // eventfd, registered with mCom
+    std::function<void()> mRecoveryHook;
+
+    mutable std::mutex mLock;
+    mutable std::condition_variable mChanged;
+    std::deque<std::function<void()>> mPosted;  // guarded by mLock
+    bool mRunning = false;                      // guarded by mLock
+    bool mStopRequested = false;                // guarded by mLock
+    std::thread::id mThreadId;                  // guarded by mLock
+    mutable unsigned long mIdleRequested = 0;   // guarded by mLock
+    unsigned long mIdleSeen = 0;                // guarded by mLock
+    unsigned long mFailures = 0;                // guarded by mLock
+    std::thread mThread;
+};
+
+}  // namespace rcsservice
+
+#endif  // SERVICE_HOST_LOOP_H

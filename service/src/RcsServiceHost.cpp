@@ -1,0 +1,250 @@
+#include "service/RcsServiceHost.h"
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "DebuggableImsFactory.h"
+#include "HostLoop.h"
+#include "ServiceDump.h"
+#include "imsservice/ImsCom.h"
+#include "imsservice/ImsLog.h"
+#include "rcsconfig/ImsMcxApplication.h"
+#include "rcsconfig/ImsMcxSettings.h"
+#include "rcsconfig/RcsConfig.h"
+#include "rcsconfig/RcsConfigManager.h"
+
+#ifndef __ANDROID__
+#include "mcx_host.h"
+#endif
+
+using android::sp;
+
+namespace rcsservice {
+
+namespace {
+
+constexpr std::chrono::seconds kIdleTimeout(10);
+
+// True when `factory` is what clients now get for "default".
+template <typename Interface>
+bool isServing(const sp<Interface>& factory) {
+    sp<Interface> registered = Interface::tryGetService("default");
+#ifdef __ANDROID__
+    (void)factory;
+    return registered != nullptr;  // a device hands out a proxy, not the object
+#else
+    return registered != nullptr && registered.get() == factory.get();
+#endif
+}
+
+// What a factory's debug() reaches. Factories stay registered with the
+// service manager after a stop, so they reach the host only through this
+// link, which the stop cuts (waiting for a dump in progress).
+struct DumpLink {
+    std::mutex lock;
+    const RcsServiceHost* host = nullptr;  // guarded by lock
+};
+
+}  // namespace
+
+struct RcsServiceHost::State {
+    explicit State(RcsServiceHostOptions o) : options(std::move(o)) {}
+
+    RcsServiceHostOptions options;
+    bool started = false;  // owner's thread
+    ImsCom* com = nullptr;
+    std::unique_ptr<HostLoop> loop;
+    std::unique_ptr<ImsMcxSettings> settings;
+    std::unique_ptr<ImsMcxApplication> application;
+    // The factory registry owns the manager; this keeps it alive until the
+    // clients it serves are gone.
+    std::shared_ptr<ImsCreatable> managerOwner;
+    RcsConfigManager* manager = nullptr;
+    sp<DebuggableImsFactory_1_0> factory_1_0;
+    sp<DebuggableImsFactory_1_1> factory_1_1;
+    std::shared_ptr<DumpLink> dumpLink = std::make_shared<DumpLink>();
+
+    bool selectTransport();
+    void tearDown();
+    ServiceSnapshot snapshot() const;
+    std::string transportName() const;
+};
+
+bool RcsServiceHost::State::selectTransport() {
+#ifdef __ANDROID__
+    return true;  // a device has its one modem
+#else
+    mcx_client_error_type rc;
+    if (options.modem == RcsServiceHostOptions::Modem::Daemon) {
+        rc = mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, options.daemonSocket.c_str());
+    } else {
+        rc = mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    }
+    if (rc != MCX_NO_ERR) {
+        IMS_LOG("RcsServiceHost: cannot choose the modem transport (%s), error %d",
+                transportName().c_str(), static_cast<int>(rc));
+        return false;
+    }
+    return true;
+#endif
+}
+
+std::string RcsServiceHost::State::transportName() const {
+    if (options.modem == RcsServiceHostOptions::Modem::Daemon) {
+        return "mcx-modemd at " + options.daemonSocket;
+    }
+    return "embedded modem emulator";
+}
+
+void RcsServiceHost::State::tearDown() {
+    {
+        std::lock_guard<std::mutex> guard(dumpLink->lock);
+        dumpLink->host = nullptr;
+    }
+    // The start sequence in reverse. The loop stops first, so nothing runs on
+    // it while the objects it serves go away.
+    if (loop) loop->stop();
+    // The factories stay registered with the service manager (it holds them);
+    // emptying their registries is what their destructors do, and it is what
+    // lets the manager go.
+    if (factory_1_1 != nullptr || factory_1_0 != nullptr || managerOwner != nullptr) {
+        ImsFactory_1_1::deregister();
+        ImsFactory_1_0::deregister();
+    }
+    factory_1_1 = nullptr;
+    factory_1_0 = nullptr;
+    manager = nullptr;
+    managerOwner.reset();
+    application.reset();
+    settings.reset();
+    loop.reset();
+    started = false;
+}
+
+ServiceSnapshot RcsServiceHost::State::snapshot() const {
+    ServiceSnapshot s;
+    s.started = started && manager != nullptr;
+    if (!s.started) return s;
+    s.modemTransport = transportName();
+    // The flags belong to the loop thread.
+    loop->runOnLoop([&] {
+        s.modemUp = manager->isModemUp();
+        s.serviceAvailable = manager->isServiceAvailable();
+        for (int slot = 1; slot <= 2; ++slot) {
+            s.imssSubscribed[slot - 1] = manager->isImssSubscribed(slot);
+            s.imsaSubscribed[slot - 1] = manager->isImsaSubscribed(slot);
+        }
+    });
+    for (const auto& l : manager->listeners()) {
+        s.listeners.push_back(ServiceSnapshot::Listener{l.key, l.slotId, l.version});
+    }
+    s.listenerDeathRecipients = manager->deathRecipientCount();
+    for (const auto& config : manager->rcsConfigs()) {
+        RcsConfig::Filed f = config->filed();
+        s.serviceObjects.push_back(ServiceSnapshot::ServiceObject{
+                reinterpret_cast<uintptr_t>(config.get()), config->slotId(), f.setConfigWrappers,
+                f.getSettingsWrappers, f.settingsChangeWrappers, f.setConfigRecipients,
+                f.getSettingsRecipients, f.settingsChangeRecipients, f.uceStatusRecipients});
+    }
+    s.queuedEvents = manager->queuedEvents();
+    ImsMcxSettings::PendingRequests pending = settings->pendingRequests();
+    s.configUploads = pending.configUploads;
+    s.settingsWrites = pending.settingsWrites;
+    s.settingsReads = pending.settingsReads;
+    s.appTokens = pending.appTokens;
+    s.changeListenerGroups = pending.changeListenerGroups;
+    s.loopFailures = loop->caughtFailures();
+    return s;
+}
+
+RcsServiceHost::RcsServiceHost(RcsServiceHostOptions options)
+    : mState(std::make_unique<State>(std::move(options))) {}
+
+RcsServiceHost::~RcsServiceHost() {
+    stop();
+}
+
+bool RcsServiceHost::start() {
+    State& s = *mState;
+    if (s.started) return true;
+    if (!s.selectTransport()) return false;
+
+    // 1. The loop before any other thread uses it, and the one timer queue.
+    s.com = ImsCom::getInstance();
+    s.loop = std::make_unique<HostLoop>(*s.com);
+    ImsTimer& timer = s.loop->timer();
+
+    // 2. The modem clients; each starts waiting for its service.
+    s.settings = std::make_unique<ImsMcxSettings>(*s.com, timer);
+    s.application = std::make_unique<ImsMcxApplication>(*s.com, timer);
+
+    // 3. The manager, which registers itself with the 1.1 factory's registry.
+    // A manager whose names were taken is not registered and will be deleted
+    // by the registry; only the pointer value is compared here.
+    RcsConfigManager* created = new RcsConfigManager(*s.com, timer, *s.settings, *s.application);
+    s.managerOwner = ImsFactory_1_1::getCreatable("createRcsConfig");
+    if (s.managerOwner.get() == static_cast<ImsCreatable*>(created)) s.manager = created;
+    if (s.manager == nullptr) {
+        IMS_LOG("RcsServiceHost: the RCS configuration manager could not register with the factory");
+        s.tearDown();
+        return false;
+    }
+    s.loop->setRecoveryHook([manager = s.manager] { manager->resumePendingEvents(); });
+
+    // 4. The factories.
+    {
+        std::lock_guard<std::mutex> guard(s.dumpLink->lock);
+        s.dumpLink->host = this;
+    }
+    DumpFunction dump = [link = s.dumpLink](const std::vector<std::string>&) {
+        std::lock_guard<std::mutex> guard(link->lock);
+        if (link->host == nullptr) return formatServiceDump(ServiceSnapshot{});
+        return link->host->dump();
+    };
+    bool registered = true;
+    if (s.options.startFactory_1_0) {
+        s.factory_1_0 = new DebuggableImsFactory_1_0(dump);
+        s.factory_1_0->start();
+        registered = registered && isServing<vendor::kel::ims::factory::V1_0::IImsFactory>(
+                                           s.factory_1_0);
+    }
+    if (s.options.startFactory_1_1) {
+        s.factory_1_1 = new DebuggableImsFactory_1_1(dump);
+        s.factory_1_1->start();
+        registered = registered && isServing<vendor::kel::ims::factory::V1_1::IImsFactory>(
+                                           s.factory_1_1);
+    }
+    if (!registered) {
+        IMS_LOG("RcsServiceHost: a factory could not be registered as \"default\"");
+        s.tearDown();
+        return false;
+    }
+
+    // 5. The loop thread.
+    s.loop->start();
+    s.started = true;
+    IMS_LOG("RcsServiceHost: started on the %s", s.transportName().c_str());
+    return true;
+}
+
+void RcsServiceHost::stop() {
+    State& s = *mState;
+    if (!s.started) return;
+    s.tearDown();
+    IMS_LOG("RcsServiceHost: stopped");
+}
+
+std::string RcsServiceHost::dump() const {
+    return formatServiceDump(mState->snapshot());
+}
+
+void RcsServiceHost::waitUntilIdle() const {
+    if (mState->loop != nullptr && !mState->loop->waitUntilIdle(kIdleTimeout)) {
+        IMS_LOG("RcsServiceHost: the loop did not become idle within %d s",
+                static_cast<int>(kIdleTimeout.count()));
+    }
+}
+
+}  // namespace rcsservice

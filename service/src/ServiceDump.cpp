@@ -1,0 +1,105 @@
+#include "ServiceDump.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <sstream>
+
+namespace rcsservice {
+
+namespace {
+
+const char* yesNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+const char* modemState(const ServiceSnapshot& s) {
+    if (s.serviceAvailable) return "up, carrier configuration accepted";
+    if (s.modemUp) return "up, no carrier configuration";
+    return "down";
+}
+
+std::string hex(uintptr_t value) {
+    char text[32];
+    snprintf(text, sizeof(text), "0x%" PRIxPTR, value);
+    return text;
+}
+
+const char* groupName(unsigned int group) {
+    switch (group) {
+        case 0: return "PRESENCE_CONFIG";
+        case 1: return "STANDALONE_MESSAGING_CONFIG";
+        case 2: return "USER_AGENT_STRING";
+        case 3: return "IMS_SERVICE_ENABLE_CONFIG";
+        default: return "unknown group";
+    }
+}
+
+}  // namespace
+
+const char* eventKindName(uint32_t eventType) {
+    switch (eventType) {
+        case 0: return "subscribe slot";
+        case 1: return "set config";
+        case 2: return "set settings";
+        case 3: return "get settings";
+        case 4: return "register for settings change";
+        case 5: return "deregister from settings change";
+        case 7: return "set app token";
+        case 8: return "update token fetch status";
+        default: return "unsupported event";
+    }
+}
+
+std::string formatServiceDump(const ServiceSnapshot& s) {
+    std::ostringstream out;
+    out << "RCS configuration service\n";
+    if (!s.started) {
+        out << "  not started\n";
+        return out.str();
+    }
+    out << "Modem (" << s.modemTransport << ")\n";
+    out << "  IMS settings service: " << modemState(s) << "\n";
+    out << "  modem up: " << yesNo(s.modemUp)
+        << ", carrier configuration accepted: " << yesNo(s.serviceAvailable) << "\n";
+    for (int i = 0; i < 2; ++i) {
+        out << "  slot " << (i + 1) << ": settings client subscribed: " << yesNo(s.imssSubscribed[i])
+            << ", application client subscribed: " << yesNo(s.imsaSubscribed[i]) << "\n";
+    }
+
+    out << "Listeners: " << s.listeners.size() << " (death links made: "
+        << s.listenerDeathRecipients << ")\n";
+    for (const auto& l : s.listeners) {
+        out << "  " << hex(l.key) << " slot " << l.slotId << ", IRcsConfigListener "
+            << (l.version == 1 ? "2.1" : "2.0") << "\n";
+    }
+
+    out << "Service objects: " << s.serviceObjects.size() << "\n";
+    for (const auto& o : s.serviceObjects) {
+        out << "  RcsConfig " << hex(o.address) << " slot " << o.slotId << "\n";
+        out << "    callbacks filed: set-config " << o.setConfigCallbacks << ", get-settings "
+            << o.getSettingsCallbacks << ", settings-change " << o.settingsChangeCallbacks << "\n";
+        out << "    death links: set-config " << o.setConfigLinks << ", get-settings "
+            << o.getSettingsLinks << ", settings-change " << o.settingsChangeLinks << ", uce-status "
+            << o.uceStatusLinks << "\n";
+    }
+
+    out << "Pending requests\n";
+    size_t queued = 0;
+    for (const auto& entry : s.queuedEvents) queued += entry.second;
+    out << "  queued for the loop thread: " << queued << "\n";
+    for (const auto& entry : s.queuedEvents) {
+        out << "    " << eventKindName(entry.first) << ": " << entry.second << "\n";
+    }
+    out << "  configuration uploads (answers kept until the modem goes down): " << s.configUploads << "\n";
+    out << "  settings writes: " << s.settingsWrites << "\n";
+    out << "  settings reads: " << s.settingsReads << "\n";
+    out << "  app tokens: " << s.appTokens << "\n";
+    out << "  settings change listeners: " << s.changeListenerGroups.size() << "\n";
+    for (unsigned int group : s.changeListenerGroups) {
+        out << "    " << groupName(group) << " (" << group << ")\n";
+    }
+    out << "Loop thread: handler failures caught: " << s.loopFailures << "\n";
+    return out.str();
+}
+
+}  // namespace rcsservice

@@ -1,0 +1,210 @@
+// Creation through both factory versions, the listeners' notices and the
+// clean-up of dead clients, end to end.
+#include <gtest/gtest.h>
+
+#include <hidl/HidlTesting.h>
+
+#include "ServiceFixture.h"
+
+namespace servicetest {
+namespace {
+
+using ::android::hardware::testing::killProcessOf;
+using ::android::hardware::testing::waitForDeathNotifications;
+using F1_0::IImsFactory;
+using StatusCode = F1_0::IImsFactory::StatusCode;
+
+class CreationTest : public ServiceFixture {};
+
+TEST_F(CreationTest, Factory_1_1_CreatesForBothSlotsInBothVersions) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_0> old20 = new Listener_2_0();
+    sp<Listener_2_1> new21 = new Listener_2_1();
+
+    for (uint32_t slot : {1u, 2u}) {
+        StatusCode status = StatusCode::NOT_SUPPORTED;
+        sp<V2_0::IRcsConfig> config20;
+        factory->createRcsConfig(slot, remote<V2_0::IRcsConfigListener>(old20),
+                                 [&](StatusCode s, const sp<V2_0::IRcsConfig>& c) {
+                                     status = s;
+                                     config20 = c;
+                                 });
+        EXPECT_EQ(status, StatusCode::SUCCESS);
+        EXPECT_NE(config20, nullptr);
+        sp<V2_1::IRcsConfig> config21 = create(slot, remote<V2_1::IRcsConfigListener>(new21));
+        EXPECT_NE(config21, nullptr);
+    }
+    host->waitUntilIdle();
+    // Both subscriptions are bound on both modem services.
+    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent subscribe to sub returned IMSS 1, IMSA 1"));
+    EXPECT_EQ(modem().connectionCount(IMSA_SERVICE_ID_V01), 3u);  // service-wide + two slots
+    std::string dump = host->dump();
+    EXPECT_NE(dump.find("slot 1: settings client subscribed: yes, application client subscribed: yes"),
+              std::string::npos) << dump;
+    EXPECT_NE(dump.find("slot 2: settings client subscribed: yes, application client subscribed: yes"),
+              std::string::npos) << dump;
+    EXPECT_NE(dump.find("Service objects: 4"), std::string::npos) << dump;
+
+    for (uint32_t bad : {0u, 3u, 4294967295u}) {
+        StatusCode status = StatusCode::SUCCESS;
+        factory->createRcsConfig_1_1(bad, remote<V2_1::IRcsConfigListener>(new21),
+                                     [&](StatusCode s, const sp<V2_1::IRcsConfig>&) { status = s; });
+        EXPECT_EQ(status, StatusCode::INVALID_ARGUMENTS) << bad;
+    }
+}
+
+TEST_F(CreationTest, Factory_1_0_AnswersNotSupported) {
+    rcsservice::RcsServiceHostOptions options;
+    options.startFactory_1_1 = false;
+    ASSERT_NO_FATAL_FAILURE(startService(true, options));
+    sp<IImsFactory> factory10 = remote(IImsFactory::getService());
+    ASSERT_NE(factory10, nullptr);
+    sp<Listener_2_0> listener = new Listener_2_0();
+    for (uint32_t slot : {1u, 2u}) {
+        StatusCode status = StatusCode::SUCCESS;
+        sp<V2_0::IRcsConfig> config;
+        factory10->createRcsConfig(slot, remote<V2_0::IRcsConfigListener>(listener),
+                                   [&](StatusCode s, const sp<V2_0::IRcsConfig>& c) {
+                                       status = s;
+                                       config = c;
+                                   });
+        // The manager registers with the 1.1 registry only.
+        EXPECT_EQ(status, StatusCode::NOT_SUPPORTED);
+        EXPECT_EQ(config, nullptr);
+    }
+}
+
+TEST_F(CreationTest, TwoCreationsWithOneListener_OneListenerTwoObjects) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfigListener> proxy = remote<V2_1::IRcsConfigListener>(listener);
+    sp<V2_1::IRcsConfig> first = create(1, proxy);
+    sp<V2_1::IRcsConfig> second = create(1, proxy);
+    EXPECT_NE(first.get(), second.get());
+
+    std::string dump = host->dump();
+    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("Service objects: 2"), std::string::npos) << dump;
+
+    // One wrapper: a token request reaches the listener once.
+    ASSERT_EQ(modem().sendTokenRequest(0, 1, 2, true, 31), 1);
+    ASSERT_TRUE(listener->tokenRequests.waitFor(1));
+    host->waitUntilIdle();
+    EXPECT_EQ(listener->tokenRequests.size(), 1u);
+    TokenRequest request = listener->tokenRequests.at(0);
+    EXPECT_EQ(request.requestId, 31);
+    EXPECT_EQ(request.type, V2_1::TokenType::FCM_TOKEN);
+    EXPECT_EQ(request.reason, V2_1::TokenRequestReason::TOKEN_INVALID);
+    EXPECT_TRUE(log.contains(
+            "RcsConfigManager::imsAppServiceEventCb Call onTokenFetchRequest withrequestId 31, token type 1, request reason 2"));
+}
+
+TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeepToTheirSlot) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_0> slot1old = new Listener_2_0();
+    sp<Listener_2_1> slot1 = new Listener_2_1();
+    sp<Listener_2_1> slot2 = new Listener_2_1();
+    StatusCode status = StatusCode::NOT_SUPPORTED;
+    factory->createRcsConfig(1, remote<V2_0::IRcsConfigListener>(slot1old),
+                             [&](StatusCode s, const sp<V2_0::IRcsConfig>&) { status = s; });
+    ASSERT_EQ(status, StatusCode::SUCCESS);
+    create(1, remote<V2_1::IRcsConfigListener>(slot1));
+    create(2, remote<V2_1::IRcsConfigListener>(slot2));
+
+    modem().restart();
+    ASSERT_TRUE(slot1old->reconfigs.waitFor(1));
+    ASSERT_TRUE(slot1->reconfigs.waitFor(1));
+    ASSERT_TRUE(slot2->reconfigs.waitFor(1));
+
+    // The restart dropped the subscriptions; a new creation binds slot 2 again.
+    ASSERT_TRUE(log.waitFor("RcsConfigManager::imsAppServiceEventCb::MODEM_UP", kWait, 2));
+    ASSERT_TRUE(log.waitFor("RcsConfigManager: ServiceStatus::AVAILABLE", kWait, 2));
+    create(2, remote<V2_1::IRcsConfigListener>(slot2));
+    ASSERT_EQ(modem().sendTokenRequest(1, 0, 1, false, 0), 1);
+    ASSERT_TRUE(slot2->tokenRequests.waitFor(1));
+    host->waitUntilIdle();
+    EXPECT_EQ(slot2->tokenRequests.at(0).requestId, 0);
+    EXPECT_EQ(slot1->tokenRequests.size(), 0u);
+}
+
+TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgain) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> dying = new Listener_2_1();
+    sp<Listener_2_1> living = new Listener_2_1();
+    sp<V2_1::IRcsConfigListener> dyingProxy = remote<V2_1::IRcsConfigListener>(dying);
+    create(1, dyingProxy);
+    create(2, remote<V2_1::IRcsConfigListener>(living));
+
+    killProcessOf(dyingProxy);
+    waitForDeathNotifications();
+    EXPECT_TRUE(log.contains("RcsConfig service died. cookie:"));
+    std::string dump = host->dump();
+    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("Service objects: 2"), std::string::npos) << dump;
+
+    modem().restart();
+    ASSERT_TRUE(living->reconfigs.waitFor(1));
+    host->waitUntilIdle();
+    EXPECT_EQ(dying->reconfigs.size(), 0u);
+    EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
+}
+
+TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    auto* impl = static_cast<RcsConfig*>(config.get());
+
+    sp<SetConfigCb> setCb = new SetConfigCb();
+    sp<GetSettingsCb> getCb = new GetSettingsCb();
+    sp<SettingsChangeCb> changeCb = new SettingsChangeCb();
+    sp<UceListener> uce = new UceListener();
+    sp<V2_0::ISetConfigCb> setProxy = remote<V2_0::ISetConfigCb>(setCb);
+    sp<V2_0::IGetSettingsCb> getProxy = remote<V2_0::IGetSettingsCb>(getCb);
+    sp<V2_0::ISettingsChangeCb> changeProxy = remote<V2_0::ISettingsChangeCb>(changeCb);
+    sp<V2_0::IRcsServiceStatusListener> uceProxy = remote<V2_0::IRcsServiceStatusListener>(uce);
+
+    V2_0::Container container;
+    container.isCompressed = false;
+    container.config = std::vector<uint8_t>(10, 'x');
+    config->setConfig(container, setProxy);
+    config->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, getProxy);
+    config->registerForSettingsChange(V2_0::SettingsId::PRESENCE_CONFIG, changeProxy);
+    config->getUceStatus(uceProxy);
+    ASSERT_TRUE(setCb->responses.waitFor(1));
+    ASSERT_TRUE(getCb->responses.waitFor(1));
+
+    RcsConfig::Filed before = impl->filed();
+    EXPECT_EQ(before.setConfigWrappers, 1u);
+    EXPECT_EQ(before.getSettingsWrappers, 1u);
+    EXPECT_EQ(before.settingsChangeWrappers, 1u);
+    EXPECT_EQ(before.uceStatusRecipients, 1u);
+
+    for (const auto& proxy : {sp<android::hidl::base::V1_0::IBase>(setProxy),
+                              sp<android::hidl::base::V1_0::IBase>(getProxy),
+                              sp<android::hidl::base::V1_0::IBase>(changeProxy),
+                              sp<android::hidl::base::V1_0::IBase>(uceProxy)}) {
+        killProcessOf(proxy);
+    }
+    waitForDeathNotifications();
+    RcsConfig::Filed after = impl->filed();
+    EXPECT_EQ(after.setConfigWrappers, 0u);
+    EXPECT_EQ(after.setConfigRecipients, 0u);
+    EXPECT_EQ(after.getSettingsWrappers, 0u);
+    EXPECT_EQ(after.getSettingsRecipients, 0u);
+    EXPECT_EQ(after.settingsChangeWrappers, 0u);
+    EXPECT_EQ(after.settingsChangeRecipients, 0u);
+    EXPECT_EQ(after.uceStatusRecipients, 1u);  // kept on purpose
+    EXPECT_EQ(log.count("RcsConfig client died. cookie:"), 4u);
+
+    // An answer for a client that died meanwhile is still attempted and fails.
+    sp<SetConfigCb> lateCb = new SetConfigCb();
+    sp<V2_0::ISetConfigCb> lateProxy = remote<V2_0::ISetConfigCb>(lateCb);
+    killProcessOf(lateProxy);
+    config->setConfig(container, lateProxy);
+    ASSERT_TRUE(log.waitFor("RcsConfig Call to setConfigResponse with OK resulted in fail", kWait));
+    EXPECT_EQ(lateCb->responses.size(), 0u);
+}
+
+}  // namespace
+}  // namespace servicetest

@@ -1,0 +1,136 @@
+/*
+ * Client-side objects of the RCS configuration interfaces, as a telephony
+ * client implements them, recording every call they receive so tests can
+ * wait for them. Hand them to the service through
+ * android::hardware::testing::remoteOf() so that the service sees another
+ * process's object, which can die.
+ */
+#ifndef TESTS_SERVICE_FAKE_CLIENTS_H
+#define TESTS_SERVICE_FAKE_CLIENTS_H
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/IRcsServiceStatusListener.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
+
+namespace servicetest {
+
+namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+
+// Calls received, in order; thread-safe.
+template <typename T>
+class Calls {
+public:
+    void add(T value) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mItems.push_back(std::move(value));
+        mChanged.notify_all();
+    }
+    // Waits until at least `count` calls arrived.
+    bool waitFor(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const {
+        std::unique_lock<std::mutex> lock(mLock);
+        return mChanged.wait_for(lock, timeout, [&] { return mItems.size() >= count; });
+    }
+    std::vector<T> items() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mItems;
+    }
+    size_t size() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mItems.size();
+    }
+    T at(size_t i) const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mItems.at(i);
+    }
+
+private:
+    mutable std::mutex mLock;
+    mutable std::condition_variable mChanged;
+    std::vector<T> mItems;  // guarded by mLock
+};
+
+class SetConfigCb : public V2_0::ISetConfigCb {
+public:
+    Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+        responses.add(status);
+        return Void();
+    }
+    Calls<V2_0::RequestStatus> responses;
+};
+
+struct GetSettingsResponse {
+    V2_0::RequestStatus status;
+    V2_0::SettingsData data;
+};
+
+class GetSettingsCb : public V2_0::IGetSettingsCb {
+public:
+    Return<void> getSettingsResponse(V2_0::RequestStatus status,
+                                     const V2_0::SettingsData& data) override {
+        responses.add(GetSettingsResponse{status, data});
+        return Void();
+    }
+    Calls<GetSettingsResponse> responses;
+};
+
+class SettingsChangeCb : public V2_0::ISettingsChangeCb {
+public:
+    Return<void> onSettingsChanged(const V2_0::SettingsData& data) override {
+        changes.add(data);
+        return Void();
+    }
+    Calls<V2_0::SettingsData> changes;
+};
+
+class UceListener : public V2_0::IRcsServiceStatusListener {
+public:
+    Return<void> onUceStatus(const V2_0::UceStatus& status) override {
+        statuses.add(status);
+        return Void();
+    }
+    Calls<V2_0::UceStatus> statuses;
+};
+
+class Listener_2_0 : public V2_0::IRcsConfigListener {
+public:
+    Return<void> onReconfigNeeded() override {
+        reconfigs.add(1);
+        return Void();
+    }
+    Calls<int> reconfigs;
+};
+
+struct TokenRequest {
+    int32_t requestId;
+    V2_1::TokenType type;
+    V2_1::TokenRequestReason reason;
+};
+
+class Listener_2_1 : public V2_1::IRcsConfigListener {
+public:
+    Return<void> onReconfigNeeded() override {
+        reconfigs.add(1);
+        return Void();
+    }
+    Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
+                                     V2_1::TokenRequestReason reason) override {
+        tokenRequests.add(TokenRequest{requestId, type, reason});
+        return Void();
+    }
+    Calls<int> reconfigs;
+    Calls<TokenRequest> tokenRequests;
+};
+
+}  // namespace servicetest
+
+#endif  // TESTS_SERVICE_FAKE_CLIENTS_H

@@ -1,0 +1,124 @@
+// The service host's start and stop, and the state dump that the factories'
+// debug() writes.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include <cutils/native_handle.h>
+#include <hidl/HidlTesting.h>
+
+#include "ImsFactory.h"
+#include "ServiceFixture.h"
+#include "support/ModemTestUtil.h"
+
+namespace servicetest {
+namespace {
+
+using ::android::hardware::hidl_handle;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+
+class HostAndDumpTest : public ServiceFixture {
+protected:
+    // What debug() on `object` writes into a pipe.
+    static std::string debugText(const sp<::android::hidl::base::V1_0::IBase>& object) {
+        int fds[2];
+        EXPECT_EQ(pipe(fds), 0);
+        native_handle_t* handle = native_handle_create(1, 0);
+        handle->data[0] = fds[1];
+        EXPECT_TRUE(object->debug(hidl_handle(handle), hidl_vec<hidl_string>()).isOk());
+        native_handle_delete(handle);
+        close(fds[1]);
+        std::string text;
+        char buffer[512];
+        ssize_t n;
+        while ((n = read(fds[0], buffer, sizeof(buffer))) > 0) text.append(buffer, static_cast<size_t>(n));
+        close(fds[0]);
+        return text;
+    }
+};
+
+TEST_F(HostAndDumpTest, Debug_DumpsModemListenersObjectsAndPendingRequests) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(2, remote<V2_1::IRcsConfigListener>(listener));
+    sp<SettingsChangeCb> changes = new SettingsChangeCb();
+    config->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG,
+                                      remote<V2_0::ISettingsChangeCb>(changes));
+    ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, 0x2A, 1, kWait));
+    host->waitUntilIdle();
+
+    std::string text = debugText(factory);
+    EXPECT_EQ(text, host->dump());
+    for (const char* expected :
+         {"RCS configuration service", "Modem (embedded modem emulator)",
+          "IMS settings service: up, carrier configuration accepted",
+          "slot 1: settings client subscribed: no, application client subscribed: no",
+          "slot 2: settings client subscribed: yes, application client subscribed: yes",
+          "Listeners: 1", "slot 2, IRcsConfigListener 2.1", "Service objects: 1",
+          "callbacks filed: set-config 0, get-settings 0, settings-change 1",
+          "queued for the loop thread: 0", "settings change listeners: 1",
+          "IMS_SERVICE_ENABLE_CONFIG (3)", "handler failures caught: 0"}) {
+        EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
+    }
+}
+
+TEST_F(HostAndDumpTest, Debug_WithoutDescriptor_WritesNothingAndServiceGoesOn) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    EXPECT_TRUE(factory->debug(hidl_handle(), hidl_vec<hidl_string>()).isOk());
+    EXPECT_TRUE(log.contains("ImsFactory debug: no file descriptor to write to"));
+    sp<Listener_2_1> listener = new Listener_2_1();
+    EXPECT_NE(create(1, remote<V2_1::IRcsConfigListener>(listener)), nullptr);
+}
+
+TEST_F(HostAndDumpTest, StopAndStartAgain_ServesAgainAndOldFactoryDumpsStopped) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<F1_1::IImsFactory> oldFactory = factory;
+    host->stop();
+    EXPECT_NE(debugText(oldFactory).find("not started"), std::string::npos);
+    // The emptied registry no longer creates anything.
+    F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::SUCCESS;
+    sp<Listener_2_1> listener = new Listener_2_1();
+    oldFactory->createRcsConfig_1_1(1, remote<V2_1::IRcsConfigListener>(listener),
+                                    [&](F1_0::IImsFactory::StatusCode s, const sp<V2_1::IRcsConfig>&) {
+                                        status = s;
+                                    });
+    EXPECT_EQ(status, F1_0::IImsFactory::StatusCode::NOT_SUPPORTED);
+
+    log.clear();
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    ASSERT_NE(config, nullptr);
+    sp<SetConfigCb> cb = new SetConfigCb();
+    V2_0::Container container;
+    container.isCompressed = false;
+    container.config = imstest::patternBytes(2500);
+    config->setConfig(container, remote<V2_0::ISetConfigCb>(cb));
+    ASSERT_TRUE(cb->responses.waitFor(1));
+    EXPECT_EQ(cb->responses.at(0), V2_0::RequestStatus::OK);
+}
+
+TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegister) {
+    ::android::hardware::testing::failServiceRegistrations(::android::UNKNOWN_ERROR);
+    rcsservice::RcsServiceHost failing;
+    EXPECT_FALSE(failing.start());
+    EXPECT_TRUE(log.contains("ImsFactory_1_1 HAL registration failed with"));
+    EXPECT_TRUE(log.contains("RcsServiceHost: a factory could not be registered"));
+    EXPECT_NE(failing.dump().find("not started"), std::string::npos);
+    // The manager went with the failed start: the registry is empty again.
+    EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig"), nullptr);
+    ::android::hardware::testing::failServiceRegistrations(::android::OK);
+}
+
+TEST_F(HostAndDumpTest, Start_DaemonWithoutSocket_IsRefused) {
+    rcsservice::RcsServiceHostOptions options;
+    options.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
+    rcsservice::RcsServiceHost daemonHost(options);
+    EXPECT_FALSE(daemonHost.start());
+    EXPECT_TRUE(log.contains("RcsServiceHost: cannot choose the modem transport"));
+    EXPECT_NE(daemonHost.dump().find("not started"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace servicetest

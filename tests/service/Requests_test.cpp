@@ -1,0 +1,249 @@
+// Every IRcsConfig request end to end: service host, embedded modem emulator,
+// client callback objects in "another process".
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ServiceFixture.h"
+#include "support/ModemTestUtil.h"
+
+namespace servicetest {
+namespace {
+
+using V2_0::RequestStatus;
+using V2_0::SettingsId;
+
+class RequestsTest : public ServiceFixture {
+protected:
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(startService());
+        listener = new Listener_2_1();
+        config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+        ASSERT_NE(config, nullptr);
+    }
+
+    RequestStatus setConfigStatus(const std::vector<uint8_t>& document, bool compressed) {
+        sp<SetConfigCb> cb = new SetConfigCb();
+        V2_0::Container container;
+        container.isCompressed = compressed;
+        container.config = document;
+        config->setConfig(container, remote<V2_0::ISetConfigCb>(cb));
+        EXPECT_TRUE(cb->responses.waitFor(1));
+        return cb->responses.size() > 0 ? cb->responses.at(0) : RequestStatus::FAIL;
+    }
+
+    RequestStatus setSettingsStatus(const V2_0::SettingsData& data) {
+        sp<SetConfigCb> cb = new SetConfigCb();
+        config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
+        EXPECT_TRUE(cb->responses.waitFor(1));
+        return cb->responses.size() > 0 ? cb->responses.at(0) : RequestStatus::FAIL;
+    }
+
+    GetSettingsResponse get(SettingsId id) {
+        sp<GetSettingsCb> cb = new GetSettingsCb();
+        config->getSettingsValue(id, remote<V2_0::IGetSettingsCb>(cb));
+        EXPECT_TRUE(cb->responses.waitFor(1));
+        return cb->responses.size() > 0 ? cb->responses.at(0)
+                                        : GetSettingsResponse{RequestStatus::FAIL, {}};
+    }
+
+    sp<Listener_2_1> listener;
+    sp<V2_1::IRcsConfig> config;
+};
+
+V2_0::SettingsData presenceSample() {
+    return settingsOf(SettingsId::PRESENCE_CONFIG, {{100, 600}, {108, 75}}, {{110, true}},
+                      {{111, "sip:presence@operator.example"}});
+}
+
+TEST_F(RequestsTest, SetConfig_GzipDocument_ReachesModemAndIsConfirmed) {
+    std::vector<uint8_t> document = imstest::patternBytes(4500);
+    EXPECT_EQ(setConfigStatus(imstest::gzipBytes(document), true), RequestStatus::OK);
+
+    std::vector<mcxemu::ReceivedConfig> received = modem().receivedConfigs(0);
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_TRUE(received[0].gzipped);
+    EXPECT_EQ(received[0].document, document);
+    EXPECT_TRUE(log.waitFor("RcsConfigManger::handleEvent call to sendRcsConfig on mcx was: successful", kWait));
+}
+
+TEST_F(RequestsTest, SetAndGetSettings_RoundTripThroughTheModem) {
+    ASSERT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
+
+    GetSettingsResponse read = get(SettingsId::PRESENCE_CONFIG);
+    ASSERT_EQ(read.status, RequestStatus::OK);
+    EXPECT_EQ(read.data.settingsId, SettingsId::PRESENCE_CONFIG);
+    ASSERT_EQ(read.data.settingsValues.intData.size(), 2u);
+    EXPECT_EQ(read.data.settingsValues.intData[0].key, 100u);
+    EXPECT_EQ(read.data.settingsValues.intData[0].value, 600);
+    EXPECT_EQ(read.data.settingsValues.intData[1].key, 108u);
+    EXPECT_EQ(read.data.settingsValues.intData[1].value, 75);
+    ASSERT_EQ(read.data.settingsValues.boolData.size(), 1u);
+    EXPECT_TRUE(read.data.settingsValues.boolData[0].value);
+    ASSERT_EQ(read.data.settingsValues.stringData.size(), 1u);
+    EXPECT_EQ(std::string(read.data.settingsValues.stringData[0].value.c_str()),
+              "sip:presence@operator.example");
+}
+
+TEST_F(RequestsTest, SetSettings_UnknownKey_FailsWithoutReachingTheModem) {
+    size_t writes = modem().requestCount(IMSS_SERVICE_ID_V01, 0x69);
+    EXPECT_EQ(setSettingsStatus(settingsOf(SettingsId::PRESENCE_CONFIG, {{150, 1}}, {}, {})),
+              RequestStatus::FAIL);
+    EXPECT_TRUE(log.contains("Not sending request message to modem"));
+    EXPECT_EQ(modem().requestCount(IMSS_SERVICE_ID_V01, 0x69), writes);
+}
+
+TEST_F(RequestsTest, GetSettings_UnknownGroup_AnswersFailWithEmptyRecord) {
+    GetSettingsResponse read = get(static_cast<SettingsId>(4));
+    EXPECT_EQ(read.status, RequestStatus::FAIL);
+    EXPECT_TRUE(read.data.settingsValues.intData.size() == 0 &&
+                read.data.settingsValues.boolData.size() == 0 &&
+                read.data.settingsValues.stringData.size() == 0);
+    EXPECT_TRUE(log.contains("Not sending request message to modem"));
+}
+
+TEST_F(RequestsTest, RegisterForSettingsChange_DeliversChangesUntilDeregistered) {
+    sp<SettingsChangeCb> changes = new SettingsChangeCb();
+    EXPECT_EQ(config->registerForSettingsChange(SettingsId::PRESENCE_CONFIG,
+                                                remote<V2_0::ISettingsChangeCb>(changes)),
+              RequestStatus::OK);
+    // The registration reaches the modem on a worker; wait for it before writing.
+    ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, 0x2A, 1, kWait));
+
+    ASSERT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
+    ASSERT_TRUE(changes->changes.waitFor(1));
+    V2_0::SettingsData change = changes->changes.at(0);
+    EXPECT_EQ(change.settingsId, SettingsId::PRESENCE_CONFIG);
+    EXPECT_EQ(change.settingsValues.intData.size(), 2u);
+
+    EXPECT_EQ(config->deregisterForSettingsChange(SettingsId::PRESENCE_CONFIG), RequestStatus::OK);
+    host->waitUntilIdle();
+    EXPECT_TRUE(log.contains("after calling deregisterForChange, status 1"));
+    ASSERT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
+    host->waitUntilIdle();
+    EXPECT_EQ(changes->changes.size(), 1u);
+}
+
+TEST_F(RequestsTest, DeregisterForSettingsChange_NeverRegistered_StillOk) {
+    EXPECT_EQ(config->deregisterForSettingsChange(SettingsId::USER_AGENT_STRING), RequestStatus::OK);
+    host->waitUntilIdle();
+    EXPECT_TRUE(log.contains("after calling deregisterForChange, status 0"));
+}
+
+TEST_F(RequestsTest, AppTokenAndFetchStatus_ReachTheModem) {
+    sp<SetConfigCb> cb = new SetConfigCb();
+    config->setAppToken("fcm-token-0123456789", remote<V2_0::ISetConfigCb>(cb));
+    ASSERT_TRUE(cb->responses.waitFor(1));
+    EXPECT_EQ(cb->responses.at(0), RequestStatus::OK);
+    std::vector<uint8_t> token = modem().acsToken(0);
+    EXPECT_EQ(std::string(token.begin(), token.end()), "fcm-token-0123456789");
+
+    config->updateTokenFetchStatus(42, V2_1::TokenType::FCM_TOKEN, V2_1::StatusCode::NETWORK_ERROR);
+    ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, 0xA7, 1, kWait));
+    ASSERT_TRUE(log.waitFor("ImsMcxSettings::sendAppTokenStatusOnThread, sent successfully", kWait));
+    std::vector<mcxemu::TokenStatus> statuses = modem().tokenStatuses(0);
+    ASSERT_EQ(statuses.size(), 1u);
+    EXPECT_EQ(statuses[0].statusCode, 2);
+    EXPECT_EQ(statuses[0].requestId, 42);
+}
+
+TEST_F(RequestsTest, TwoSetConfigsWithOneCallback_ShareOneEntryAndBothAnswer) {
+    sp<SetConfigCb> cb = new SetConfigCb();
+    sp<V2_0::ISetConfigCb> proxy = remote<V2_0::ISetConfigCb>(cb);
+    V2_0::Container container;
+    container.isCompressed = false;
+    container.config = imstest::patternBytes(100);
+    config->setConfig(container, proxy);
+    config->setConfig(container, proxy);
+    ASSERT_TRUE(cb->responses.waitFor(2));
+    EXPECT_EQ(cb->responses.at(0), RequestStatus::OK);
+    EXPECT_EQ(cb->responses.at(1), RequestStatus::OK);
+
+    auto* impl = static_cast<RcsConfig*>(config.get());
+    RcsConfig::Filed filed = impl->filed();
+    EXPECT_EQ(filed.setConfigWrappers, 1u);
+    EXPECT_EQ(filed.setConfigRecipients, 2u);
+}
+
+// ---- refusals
+
+TEST_F(RequestsTest, ModemDown_EveryRequestWithAnAnswerIsRefused) {
+    ASSERT_NO_FATAL_FAILURE(modemDown());
+
+    V2_0::Container container;
+    container.isCompressed = false;
+    container.config = imstest::patternBytes(10);
+    EXPECT_EQ(setConfigStatus(container.config, false), RequestStatus::FAIL);
+    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs config,modem service is not up"));
+
+    EXPECT_EQ(setSettingsStatus(presenceSample()), RequestStatus::FAIL);
+    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs settings,modem service is not up"));
+
+    GetSettingsResponse read = get(SettingsId::PRESENCE_CONFIG);
+    EXPECT_EQ(read.status, RequestStatus::FAIL);
+    EXPECT_EQ(read.data.settingsValues.intData.size(), 0u);
+
+    // Registration is taken at once; the refusal arrives as an empty change.
+    sp<SettingsChangeCb> changes = new SettingsChangeCb();
+    EXPECT_EQ(config->registerForSettingsChange(SettingsId::USER_AGENT_STRING,
+                                                remote<V2_0::ISettingsChangeCb>(changes)),
+              RequestStatus::OK);
+    ASSERT_TRUE(changes->changes.waitFor(1));
+    EXPECT_EQ(changes->changes.at(0).settingsValues.stringData.size(), 0u);
+    EXPECT_TRUE(log.contains(
+            "RcsConfigManager::handleEvent cannot register for rcs settings change,modem service is not up"));
+    EXPECT_TRUE(log.waitFor("Sent response for registerForSettingsChange fail,callback register resulted in success",
+                            kWait));
+
+    EXPECT_EQ(config->deregisterForSettingsChange(SettingsId::USER_AGENT_STRING), RequestStatus::OK);
+    host->waitUntilIdle();
+    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot proceed, modem service is not up"));
+    EXPECT_FALSE(log.contains("Before calling deregisterForChange in get"));
+}
+
+TEST_F(RequestsTest, ModemDown_TokenRequestsThrowOnTheLoopAndTheServiceGoesOn) {
+    ASSERT_NO_FATAL_FAILURE(modemDown());
+
+    sp<SetConfigCb> tokenCb = new SetConfigCb();
+    config->setAppToken("token", remote<V2_0::ISetConfigCb>(tokenCb));
+    ASSERT_TRUE(log.waitFor("RcsServiceHost: an event handler threw on the loop thread", kWait));
+    config->updateTokenFetchStatus(7, V2_1::TokenType::FCM_TOKEN, V2_1::StatusCode::FAILURE);
+    ASSERT_TRUE(log.waitFor("RcsServiceHost: an event handler threw on the loop thread", kWait, 2));
+    host->waitUntilIdle();
+    EXPECT_EQ(log.count("RcsConfigManager::handleEvent cannot proceed, modem service is not up"), 2u);
+    // The token sender never hears back; nothing reached the modem.
+    EXPECT_EQ(tokenCb->responses.size(), 0u);
+    EXPECT_EQ(modem().requestCount(IMSS_SERVICE_ID_V01, 0xA6), 0u);
+    EXPECT_EQ(modem().requestCount(IMSS_SERVICE_ID_V01, 0xA7), 0u);
+
+    // Still serving: a refusal now, and real work once the modem is back.
+    EXPECT_EQ(get(SettingsId::PRESENCE_CONFIG).status, RequestStatus::FAIL);
+    modem().setServiceUp(IMSS_SERVICE_ID_V01, true);
+    ASSERT_TRUE(log.waitFor("RcsConfigManager: ServiceStatus::AVAILABLE", kWait, 2));
+    sp<V2_1::IRcsConfig> again = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    sp<SetConfigCb> cb = new SetConfigCb();
+    again->setAppToken("token-after", remote<V2_0::ISetConfigCb>(cb));
+    ASSERT_TRUE(cb->responses.waitFor(1));
+    EXPECT_EQ(cb->responses.at(0), RequestStatus::OK);
+    EXPECT_NE(host->dump().find("handler failures caught: 2"), std::string::npos);
+}
+
+TEST_F(RequestsTest, ModemUpWithoutCarrierConfig_RefusesOnlyTheConfigUpload) {
+    // Restart the modem with carrier configuration switched off.
+    modem().setCarrierConfigSupported(false);
+    size_t before = log.count("RcsConfigManager: ServiceStatus::MODEM_UP");
+    modem().restart();
+    ASSERT_TRUE(log.waitFor("RcsConfigManager: ServiceStatus::MODEM_UP", kWait, before + 1));
+    host->waitUntilIdle();
+    config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+
+    EXPECT_EQ(setConfigStatus(imstest::patternBytes(50), false), RequestStatus::FAIL);
+    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs config,modem service is not up"));
+    EXPECT_TRUE(modem().receivedConfigs(0).empty());
+    EXPECT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
+    EXPECT_EQ(get(SettingsId::PRESENCE_CONFIG).status, RequestStatus::OK);
+}
+
+}  // namespace
+}  // namespace servicetest

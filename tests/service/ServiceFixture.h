@@ -1,0 +1,108 @@
+/*
+ * End-to-end fixture: the service host on the embedded modem emulator, and
+ * the factory as a client in another process sees it (a proxy from the
+ * service registry). Each test case runs in its own process.
+ */
+#ifndef TESTS_SERVICE_SERVICE_FIXTURE_H
+#define TESTS_SERVICE_SERVICE_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include <hidl/HidlTesting.h>
+#include <vendor/kel/ims/factory/1.0/IImsFactory.h>
+#include <vendor/kel/ims/factory/1.1/IImsFactory.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
+
+#include "FakeClients.h"
+#include "emulator/ModemEmulator.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_host.h"
+#include "rcsconfig/RcsConfig.h"
+#include "service/RcsServiceHost.h"
+#include "support/LogCapture.h"
+
+namespace servicetest {
+
+using ::android::sp;
+namespace F1_0 = ::vendor::kel::ims::factory::V1_0;
+namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
+
+constexpr std::chrono::seconds kWait(10);
+
+class ServiceFixture : public ::testing::Test {
+protected:
+    ~ServiceFixture() override {
+        if (host) host->stop();
+    }
+
+    mcxemu::ModemEmulator& modem() { return mcx_host_embedded_modem(); }
+
+    // Starts the service and waits until both modem services are up in it.
+    void startService(bool carrierConfig = true, rcsservice::RcsServiceHostOptions options = {}) {
+        modem().setCarrierConfigSupported(carrierConfig);
+        host = std::make_unique<rcsservice::RcsServiceHost>(options);
+        ASSERT_TRUE(host->start());
+        ASSERT_TRUE(log.waitFor(carrierConfig ? "RcsConfigManager: ServiceStatus::AVAILABLE"
+                                              : "RcsConfigManager: ServiceStatus::MODEM_UP",
+                                kWait));
+        ASSERT_TRUE(log.waitFor("RcsConfigManager::imsAppServiceEventCb::MODEM_UP", kWait));
+        host->waitUntilIdle();
+        if (options.startFactory_1_1) {
+            factory = ::android::hardware::testing::remoteOf(F1_1::IImsFactory::getService());
+            ASSERT_NE(factory, nullptr);
+        }
+    }
+
+    // Creates through createRcsConfig_1_1 and waits until the slot is subscribed.
+    sp<V2_1::IRcsConfig> create(uint32_t slot, const sp<V2_1::IRcsConfigListener>& listener) {
+        F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
+        sp<V2_1::IRcsConfig> config;
+        factory->createRcsConfig_1_1(slot, listener,
+                                     [&](F1_0::IImsFactory::StatusCode s, const sp<V2_1::IRcsConfig>& c) {
+                                         status = s;
+                                         config = c;
+                                     });
+        EXPECT_EQ(status, F1_0::IImsFactory::StatusCode::SUCCESS);
+        host->waitUntilIdle();
+        return config;
+    }
+
+    // Takes the IMS Settings service down and waits until the service saw it.
+    void modemDown() {
+        size_t before = log.count("RcsConfigManager: MODEM_DOWN or NOT_SUPPORTED");
+        modem().setServiceUp(IMSS_SERVICE_ID_V01, false);
+        ASSERT_TRUE(log.waitFor("RcsConfigManager: MODEM_DOWN or NOT_SUPPORTED", kWait, before + 1));
+        host->waitUntilIdle();
+    }
+
+    // A remote view of a client object, as the service receives it.
+    template <typename T>
+    static sp<T> remote(const sp<T>& local) {
+        return ::android::hardware::testing::remoteOf(local);
+    }
+
+    imstest::LogCapture log;
+    std::unique_ptr<rcsservice::RcsServiceHost> host;  // destroyed before the capture
+    sp<F1_1::IImsFactory> factory;
+};
+
+// A settings record with the given pairs.
+inline V2_0::SettingsData settingsOf(V2_0::SettingsId id, std::vector<V2_0::KeyValuePairTypeInt> ints,
+                                     std::vector<V2_0::KeyValuePairTypeBool> bools,
+                                     std::vector<V2_0::KeyValuePairTypeString> strings) {
+    V2_0::SettingsData data;
+    data.settingsId = id;
+    data.settingsValues.intData = ints;
+    data.settingsValues.boolData = bools;
+    data.settingsValues.stringData = strings;
+    return data;
+}
+
+}  // namespace servicetest
+
+#endif  // TESTS_SERVICE_SERVICE_FIXTURE_H

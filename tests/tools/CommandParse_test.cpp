@@ -162,6 +162,9 @@ TEST(ParseCommand_Accepted, TokenWaitModemAndWatchForms) {
     ASSERT_TRUE(parse("set-config --gzip doc.xml", &cmd, &error)) << error;
     EXPECT_TRUE(cmd.gzip);
     EXPECT_EQ("doc.xml", cmd.path);
+    ASSERT_TRUE(parse("slot 2 --new", &cmd, &error)) << error;
+    EXPECT_TRUE(cmd.fresh);
+    EXPECT_EQ(2, cmd.slot);
     ASSERT_TRUE(parse("uce-status --mask 0xd", &cmd, &error)) << error;
     EXPECT_TRUE(cmd.hasMask);
     EXPECT_EQ(0xdu, cmd.mask);

@@ -100,21 +100,47 @@ void ClientSession::stop() {
     mStarted = false;
 }
 
-bool ClientSession::waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error) {
+bool ClientSession::waitUntilReady(int slot, ServiceLog& log, std::chrono::milliseconds timeout,
+                                   std::string* error) {
+    // The manager refuses to subscribe an object created while the modem is
+    // down, and never retries; so the first object waits for the modem.
+    if (!log.waitForModemUp(timeout)) {
+        *error = "the modem's IMS services did not come up within " +
+                 std::to_string(timeout.count() / 1000) + " s";
+        return false;
+    }
+    // The manager tells the listeners before it marks the modem up; once its
+    // loop is idle the flags are set and requests are taken.
+    mHost->waitUntilIdle();
     if (config(slot, error) == nullptr) return false;
     mHost->waitUntilIdle();
-    (void)timeout;
+    mNotices.drain();
     return true;
 }
 
 sp<V2_0::IRcsConfig> ClientSession::config(int slot, std::string* error) {
     auto it = mConfigs.find(slot);
     if (it != mConfigs.end()) return it->second;
+    return create(slot, error);
+}
+
+sp<V2_0::IRcsConfig> ClientSession::recreate(int slot, std::string* error) {
+    sp<V2_0::IRcsConfig> config = create(slot, error);
+    // The new object's subscription is made on the loop; wait for it so the
+    // next request finds the modem connection in place.
+    if (config != nullptr) mHost->waitUntilIdle();
+    return config;
+}
+
+sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
     if (!mStarted) {
         *error = "the service is not running";
         return nullptr;
     }
-    sp<V2_1::IRcsConfigListener> listener = new ClientListener(slot, mNotices);
+    // One listener per slot for the whole session, so that a new object for
+    // the slot does not double the notices.
+    sp<V2_1::IRcsConfigListener>& listener = mListeners[slot];
+    if (listener == nullptr) listener = new ClientListener(slot, mNotices);
     sp<V2_0::IRcsConfig> config;
     F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
     Return<void> ret = Void();
@@ -149,7 +175,6 @@ sp<V2_0::IRcsConfig> ClientSession::config(int slot, std::string* error) {
         *error = "the factory refused slot " + std::to_string(slot) + ": " + factoryStatusText(status);
         return nullptr;
     }
-    mListeners[slot] = listener;
     mConfigs[slot] = config;
     return config;
 }

@@ -21,6 +21,7 @@
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
 #include "NoticeQueue.h"
+#include "ServiceLog.h"
 
 namespace rcsservice {
 class RcsServiceHost;
@@ -52,11 +53,17 @@ public:
 
     // Creates the object of `slot` and waits until the modem behind the
     // service is up and takes requests; false with the reason on timeout.
-    bool waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error);
+    // The reconfiguration notices of the start are dropped: they only say
+    // that the modem came up.
+    bool waitUntilReady(int slot, ServiceLog& log, std::chrono::milliseconds timeout, std::string* error);
 
     // The object for `slot`, created with our listener on first use. Null
     // with the reason in *error when the factory refuses.
     android::sp<V2_0::IRcsConfig> config(int slot, std::string* error);
+    // A new object for `slot` with the slot's listener, replacing ours: what
+    // a client does after a modem restart, since only a creation subscribes
+    // the slot at the modem again.
+    android::sp<V2_0::IRcsConfig> recreate(int slot, std::string* error);
     // The same object seen through its 2.1 interface; null when it has none.
     android::sp<V2_1::IRcsConfig> config_2_1(int slot, std::string* error);
     // The change callback of `slot`, shared by all its watched groups.
@@ -70,6 +77,8 @@ public:
     rcsservice::RcsServiceHost& host() { return *mHost; }
 
 private:
+    android::sp<V2_0::IRcsConfig> create(int slot, std::string* error);
+
     SessionOptions mOptions;
     NoticeQueue& mNotices;
     std::unique_ptr<rcsservice::RcsServiceHost> mHost;

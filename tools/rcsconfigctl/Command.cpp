@@ -226,7 +226,14 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
     const size_t n = words.size();
     if (verb == "slot") {
         out->verb = Verb::Slot;
-        return arity("slot 1|2", n, 2, 2, error) && parseSlot(words[1], &out->slot, error);
+        std::vector<std::string> pos;
+        std::vector<std::pair<std::string, std::string>> opts;
+        if (!splitOptions(words, 1, {"--new"}, {}, &pos, &opts, error) ||
+            !arity("slot 1|2 [--new]", pos.size(), 1, 1, error)) {
+            return false;
+        }
+        out->fresh = !opts.empty();
+        return parseSlot(pos[0], &out->slot, error);
     }
     if (verb == "set-config") {
         out->verb = Verb::SetConfig;
@@ -326,7 +333,8 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
 
 const char* commandHelp() {
     return "commands:\n"
-           "  slot 1|2                                choose the slot of later commands\n"
+           "  slot 1|2 [--new]                        choose the slot of later commands (--new: a new\n"
+           "                                          object, as a client makes after a modem restart)\n"
            "  set-config FILE [--gzip]                push an auto-configuration document\n"
            "  set-settings GROUP KEY=VALUE ...        write settings of one group\n"
            "  get-settings GROUP                      read one group\n"

@@ -2,7 +2,8 @@
  * Command: one parsed client command, complete and checked, so that running
  * it can no longer fail for bad input. parseCommand() is the grammar:
  *
- *   slot 1|2                               choose the slot of later commands
+ *   slot 1|2 [--new]                       choose the slot of later commands
+ *                                          (--new: a new object for it)
  *   set-config FILE [--gzip]               push an auto-configuration document
  *   set-settings GROUP KEY=VALUE ...       write settings of one group
  *   get-settings GROUP                     read one group
@@ -64,6 +65,7 @@ struct Command {
     int slot = 0;                      // slot
     std::string path;                  // set-config
     bool gzip = false;                 // set-config --gzip
+    bool fresh = false;                // slot --new
     std::vector<const GroupInfo*> groups;  // get/set-settings, watch, unwatch, wait change
     SettingsData settings;             // set-settings
     std::string text;                  // token, echo text, modem control text

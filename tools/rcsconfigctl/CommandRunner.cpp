@@ -85,9 +85,9 @@ size_t valueCount(const V2_0::SettingsData& d) {
 
 }  // namespace
 
-CommandRunner::CommandRunner(ClientSession& session, NoticeQueue& notices, Output& out,
+CommandRunner::CommandRunner(ClientSession& session, NoticeQueue& notices, ServiceLog& log, Output& out,
                              RunnerOptions options)
-    : mSession(session), mNotices(notices), mOut(out), mOptions(options) {}
+    : mSession(session), mNotices(notices), mLog(log), mOut(out), mOptions(options) {}
 
 std::string CommandRunner::prefix() const { return "[slot " + std::to_string(mOptions.slot) + "] "; }
 
@@ -102,7 +102,11 @@ std::string CommandRunner::seconds(std::chrono::milliseconds t) const {
 }
 
 bool CommandRunner::run(const Command& c, std::string* error) {
-    printNotices();
+    // A wait takes its notice from the queue itself, together with what came
+    // before it; every other command first shows what has arrived.
+    if (c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) {
+        printNotices();
+    }
     switch (c.verb) {
         case Verb::Slot: return slotCommand(c, error);
         case Verb::SetConfig: return setConfig(c, error);
@@ -189,10 +193,21 @@ bool CommandRunner::requestResult(const std::string& what, const Json& json, V2_
 
 bool CommandRunner::slotCommand(const Command& c, std::string* error) {
     mOptions.slot = c.slot;
-    const bool existed = mSession.hasConfig(c.slot);
-    if (mSession.config(c.slot, error) == nullptr) return false;
-    mOut.report(prefix() + (existed ? "RCS configuration object in use" : "RCS configuration object created") +
-                    " (factory " + mSession.factoryVersion() + ")",
+    const bool existed = mSession.hasConfig(c.slot) && !c.fresh;
+    if ((c.fresh ? mSession.recreate(c.slot, error) : mSession.config(c.slot, error)) == nullptr) return false;
+    const bool firstMention = mAnnounced.insert(c.slot).second;
+    std::string what;
+    if (c.fresh) {
+        what = "new RCS configuration object created (factory " + std::string(mSession.factoryVersion()) + ")";
+    } else if (!existed) {
+        what = "RCS configuration object created (factory " + std::string(mSession.factoryVersion()) + ")";
+    } else if (firstMention) {
+        // The start-up slot's object exists before any command runs.
+        what = "RCS configuration object created at start-up (factory " + std::string(mSession.factoryVersion()) + ")";
+    } else {
+        what = "RCS configuration object in use";
+    }
+    mOut.report(prefix() + what,
                 Json().str("cmd", "slot").num("slot", c.slot).str("factory", mSession.factoryVersion())
                     .flag("created", !existed).str("status", "OK"));
     return true;
@@ -283,6 +298,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
 bool CommandRunner::watch(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
+    unsigned long sent = mLog.registrationsSent();
     for (const auto* g : c.groups) {
         Return<V2_0::RequestStatus> ret = config->registerForSettingsChange(g->id, mSession.changeCallback(mOptions.slot));
         if (!ret.isOk()) {
@@ -294,6 +310,14 @@ bool CommandRunner::watch(const Command& c, std::string* error) {
                            static_cast<V2_0::RequestStatus>(ret), error)) {
             return false;
         }
+        ++sent;
+    }
+    // The registration travels to the modem on a worker thread of its own,
+    // which a later write could overtake; a watch is in place once it is sent.
+    mSession.host().waitUntilIdle();
+    if (!mLog.waitForRegistrations(sent, mOptions.timeout)) {
+        *error = "watch: the registration did not reach the modem within " + seconds(mOptions.timeout);
+        return false;
     }
     // From the command line, watching means staying to see the changes; in a
     // script the changes are printed as later commands run (or `wait change`).

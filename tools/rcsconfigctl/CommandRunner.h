@@ -10,6 +10,7 @@
 #define RCSCONFIGCTL_COMMAND_RUNNER_H
 
 #include <chrono>
+#include <set>
 #include <string>
 
 #include "ClientSession.h"
@@ -27,7 +28,8 @@ struct RunnerOptions {
 
 class CommandRunner {
 public:
-    CommandRunner(ClientSession& session, NoticeQueue& notices, Output& out, RunnerOptions options);
+    CommandRunner(ClientSession& session, NoticeQueue& notices, ServiceLog& log, Output& out,
+                  RunnerOptions options);
 
     // Runs one command. False when it failed, with a one-line reason in
     // *error (the result line, if any, has been printed already).
@@ -75,8 +77,10 @@ private:
 
     ClientSession& mSession;
     NoticeQueue& mNotices;
+    ServiceLog& mLog;
     Output& mOut;
     RunnerOptions mOptions;
+    std::set<int> mAnnounced;  // slots a `slot` command has named
     bool mHaveTokenRequest = false;
     int32_t mLastRequestId = 0;  // of the last token request printed
 };

@@ -64,7 +64,7 @@ void Output::report(const std::string& text, const Json& json) {
         mOut << json.text() << '\n';
     } else {
         mOut << text;
-        if (!text.empty() && text.back() != '\n') mOut << '\n';
+        if (text.empty() || text.back() != '\n') mOut << '\n';
     }
     mOut.flush();
 }

@@ -2,7 +2,6 @@
  * rcsconfigctl: runs the RCS configuration service in this process and
  * drives it as a client would, one command or a whole replayable script.
  */
-#include <android/log.h>
 #include <pthread.h>
 #include <signal.h>
 
@@ -19,6 +18,7 @@
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
+#include "ServiceLog.h"
 #include "ToolOptions.h"
 #include "service/RcsServiceHost.h"
 
@@ -28,19 +28,6 @@ using namespace rcsctl;
 
 constexpr int kExitFailed = 1;
 constexpr int kExitBadInput = 2;
-
-std::mutex gLogLock;
-FILE* gLogFile = nullptr;  // guarded by gLogLock
-
-// The service logs a great deal; by default it goes nowhere so that the
-// client's own output stays readable.
-void logToFile(const struct __android_logger_data*, const char* message) {
-    std::lock_guard<std::mutex> lock(gLogLock);
-    if (gLogFile != nullptr && message != nullptr) {
-        std::fprintf(gLogFile, "%s\n", message);
-        std::fflush(gLogFile);
-    }
-}
 
 // Turns SIGINT/SIGTERM into a Stop notice so a waiting command ends and the
 // service is stopped in order. The signals are blocked in every thread
@@ -182,22 +169,19 @@ int main(int argc, char** argv) {
         return kExitBadInput;
     }
 
-    if (options.verbose) {
-        __android_log_set_logger(__android_log_stderr_logger);
-    } else {
-        if (!options.logPath.empty()) {
-            gLogFile = std::fopen(options.logPath.c_str(), "w");
-            if (gLogFile == nullptr) {
-                out.error("", "cannot write log file '" + options.logPath + "'");
-                return kExitBadInput;
-            }
+    FILE* logFile = nullptr;
+    if (!options.logPath.empty()) {
+        logFile = std::fopen(options.logPath.c_str(), "w");
+        if (logFile == nullptr) {
+            out.error("", "cannot write log file '" + options.logPath + "'");
+            return kExitBadInput;
         }
-        __android_log_set_logger(logToFile);
     }
 
     NoticeQueue notices;
     int status = 0;
     {
+        ServiceLog serviceLog(logFile, options.verbose);
         SignalWatcher signalWatcher(notices);
         SessionOptions sessionOptions;
         sessionOptions.modemSocket = options.modemSocket;
@@ -211,8 +195,8 @@ int main(int argc, char** argv) {
             runnerOptions.slot = options.slot;
             runnerOptions.timeout = std::chrono::milliseconds(options.timeoutMs);
             runnerOptions.oneShot = !options.command.empty();
-            CommandRunner runner(session, notices, out, runnerOptions);
-            if (!session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
+            CommandRunner runner(session, notices, serviceLog, out, runnerOptions);
+            if (!session.waitUntilReady(options.slot, serviceLog, runnerOptions.timeout, &error)) {
                 out.error("", error);
                 status = kExitFailed;
             } else if (runnerOptions.oneShot) {
@@ -229,8 +213,6 @@ int main(int argc, char** argv) {
         }
         session.stop();
     }
-    std::lock_guard<std::mutex> lock(gLogLock);
-    if (gLogFile != nullptr) std::fclose(gLogFile);
-    gLogFile = nullptr;
+    if (logFile != nullptr) std::fclose(logFile);
     return status;
 }

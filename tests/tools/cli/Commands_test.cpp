@@ -50,7 +50,8 @@ TEST(Commands_Settings, SlotsKeepTheirOwnValues) {
         "slot 1\nget-settings presence\n");
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_TRUE(r.has("[slot 2] RCS configuration object created (factory 1.1)"));
-    EXPECT_TRUE(r.has("[slot 1] RCS configuration object in use (factory 1.1)"));
+    EXPECT_TRUE(r.has("[slot 1] RCS configuration object created at start-up (factory 1.1)"));
+    EXPECT_TRUE(r.has("[slot 1] RCS configuration object in use"));
     size_t slot2 = r.at("[slot 2] get-settings PRESENCE_CONFIG -> OK");
     size_t slot1 = r.at("[slot 1] get-settings PRESENCE_CONFIG -> OK");
     ASSERT_NE(std::string::npos, slot2);
@@ -172,8 +173,8 @@ TEST(Commands_Uce, FlagsFollowThePlatformMask) {
 }
 
 TEST(Commands_Modem, RestartTellsEverySlotToReconfigureAndServiceResumes) {
-    ToolResult r = runScript("slot 2\nslot 1\nmodem restart\nwait reconfig\nset-settings presence PUBLISH_TIMER=7\n"
-                             "get-settings presence\n");
+    ToolResult r = runScript("slot 2\nslot 1\nset-settings presence PUBLISH_TIMER=7\nmodem restart\nwait reconfig\n"
+                             "slot 1 --new\nget-settings presence\n");
     ASSERT_EQ(0, r.exitCode) << r.err << r.out;
     size_t restart = r.at("modem restarted");
     size_t one = r.at("[slot 1] listener: reconfiguration needed");
@@ -183,7 +184,17 @@ TEST(Commands_Modem, RestartTellsEverySlotToReconfigureAndServiceResumes) {
     ASSERT_NE(std::string::npos, two);
     EXPECT_LT(restart, one);
     EXPECT_LT(one, two);
-    EXPECT_TRUE(r.has("PUBLISH_TIMER (100) = 7"));
+    EXPECT_TRUE(r.has("[slot 1] new RCS configuration object created (factory 1.1)"));
+    // The modem kept its settings over the restart.
+    EXPECT_NE(std::string::npos, r.out.find("PUBLISH_TIMER (100) = 7", two));
+}
+
+TEST(Commands_Modem, AfterARestartTheOldObjectHasNoModemConnection) {
+    // Only a creation subscribes a slot at the modem; the old object's
+    // requests are dropped by the service, and the client reports the timeout.
+    ToolResult r = runScript("modem restart\nwait reconfig\nget-settings presence\n", {"--timeout", "1"});
+    EXPECT_EQ(1, r.exitCode) << r.out;
+    EXPECT_EQ("rcsconfigctl: stdin:3: get-settings: no answer from the service within 1 s\n", r.err);
 }
 
 TEST(Commands_Modem, ControlPassesThroughAndUnknownControlFails) {

@@ -13,7 +13,7 @@ TEST(MainJob_Session, RunsToTheEndAndTellsTheWholeStory) {
     EXPECT_EQ("", r.err);
     const std::vector<std::string> story = {
         "[slot 2] RCS configuration object created (factory 1.1)",
-        "[slot 1] RCS configuration object created (factory 1.1)",
+        "[slot 1] RCS configuration object created at start-up (factory 1.1)",
         "operator-autoconfig.xml: ",
         ", sent gzip-compressed as ",
         "[slot 1] modem has received 1 configuration document(s)",
@@ -33,6 +33,8 @@ TEST(MainJob_Session, RunsToTheEndAndTellsTheWholeStory) {
         "modem restarted",
         "[slot 1] listener: reconfiguration needed",
         "[slot 2] listener: reconfiguration needed",
+        "[slot 2] new RCS configuration object created (factory 1.1)",
+        "[slot 1] new RCS configuration object created (factory 1.1)",
         "[slot 1] modem has received 2 configuration document(s)",
     };
     size_t from = 0;

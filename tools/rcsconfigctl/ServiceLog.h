@@ -1,0 +1,59 @@
+/*
+ * ServiceLog: where the log of the service inside the client goes (a file,
+ * stderr, or nowhere), and what the client learns from it. The service says
+ * in its log when the modem's services have come up; that is the only sign
+ * of readiness a client of the HAL has besides a reconfiguration notice that
+ * may have gone out before the client's listener existed.
+ *
+ * Installs itself as liblog's logger; one instance per process.
+ */
+#ifndef RCSCONFIGCTL_SERVICE_LOG_H
+#define RCSCONFIGCTL_SERVICE_LOG_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+struct __android_logger_data;
+
+namespace rcsctl {
+
+class ServiceLog {
+public:
+    // Installs the logger. `file` (may be null) receives every line; `echo`
+    // also writes them to stderr. The file is not closed here.
+    ServiceLog(FILE* file, bool echo);
+    // Restores liblog's stderr logger.
+    ~ServiceLog();
+    ServiceLog(const ServiceLog&) = delete;
+    ServiceLog& operator=(const ServiceLog&) = delete;
+
+    // Waits until the service has reported both modem services up (the
+    // settings service with or without carrier configuration, and the
+    // application service). Main thread.
+    bool waitForModemUp(std::chrono::milliseconds timeout);
+
+    // Change registrations the settings client has finished sending to the
+    // modem (on its worker threads), successful or not; any thread.
+    unsigned long registrationsSent();
+    // Waits until registrationsSent() reaches `target`. Main thread.
+    bool waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout);
+
+private:
+    static void write(const struct __android_logger_data* data, const char* message);
+    void record(const char* message);
+
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    FILE* const mFile;
+    const bool mEcho;
+    bool mSettingsUp = false;     // guarded by mLock
+    bool mApplicationUp = false;  // guarded by mLock
+    unsigned long mRegistrations = 0;  // guarded by mLock
+};
+
+}  // namespace rcsctl
+
+#endif  // RCSCONFIGCTL_SERVICE_LOG_H

@@ -99,6 +99,8 @@ protected:
 private:
     int timeUntilNextEventLocked() const;
     void pushLocked(const TimedEvent& ev);
+    void siftUpLocked(size_t i);
+    void siftDownLocked(size_t i);
 };
 
 #endif  // IMS_TIMER_H

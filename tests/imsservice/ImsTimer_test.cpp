@@ -251,24 +251,6 @@ TEST(ImsTimer, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
     EXPECT_EQ(timer.size(), 0u);
 }
 
-TEST(ImsTimer, Log_WritesSizeAndNextTime) {
-    LogCapture log;
-    ImsTimer timer(nullptr);
-    Script s;
-    timer.addTimedCallback(0, Script::cb, &s);
-    timer.log();
-    EXPECT_TRUE(log.contains("ImsTimer *******************************************"));
-    EXPECT_TRUE(log.contains("    items queued: 1"));
-    EXPECT_TRUE(log.contains("    next item in: 0ms"));
-    // The nanoseconds are printed as they are, after the seconds.
-    EXPECT_TRUE(log.contains("delay:0ms time: ")) << log.dump();
-    EXPECT_TRUE(log.contains(" (Epoch)"));
-}
-
-}  // namespace
-
-namespace {
-
 // Removing from the middle of the heap must leave it a heap: overdue events
 // still run earliest first, and exactly the removed ones are gone.
 TEST(ImsTimer, ManyRemovals_KeepEarliestFirstOrder) {

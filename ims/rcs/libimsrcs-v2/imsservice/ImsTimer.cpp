@@ -192,16 +192,9 @@ void ImsTimer::processEvents() {
 }
 
 void ImsTimer::log() const {
-    size_t n;
-    int next;
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        n = queue.size();
-        next = timeUntilNextEventLocked();
-    }
     IMS_LOG("ImsTimer *******************************************");
-    IMS_LOG("    items queued: %zu", n);
-    IMS_LOG("    next item in: %dms", next);
+    IMS_LOG("    items queued: %zu", size());
+    IMS_LOG("    next item in: %dms", timeUntilNextEvent());
 }
 
 size_t ImsTimer::size() const {

@@ -48,9 +48,15 @@ struct Script {
     }
 };
 
+// Reads the queue when told, as a host's loop would: this must not deadlock.
 struct CountingMonitor : ITimerMonitor {
+    ImsTimer* timer = nullptr;
     int calls = 0;
-    void nextEventChanged() override { ++calls; }
+    int lastTimeout = -2;
+    void nextEventChanged() override {
+        ++calls;
+        lastTimeout = timer->timeUntilNextEvent();
+    }
 };
 
 TEST(ImsTimer, AddTimedCallback_WithNullCallback_FailsWithMessage) {
@@ -199,13 +205,16 @@ TEST(ImsTimer, RemoveTimedCallback_DropsOnlyThatIdAmongMany) {
 TEST(ImsTimer, Monitor_IsToldOnlyWhenTheNewEventIsEarliest) {
     CountingMonitor monitor;
     ImsTimer timer(&monitor);
+    monitor.timer = &timer;
     Script s;
     timer.addTimedCallback(500, Script::cb, &s);
     EXPECT_EQ(monitor.calls, 1);
+    EXPECT_GT(monitor.lastTimeout, 400);
     timer.addTimedCallback(1000, Script::cb, &s);
     EXPECT_EQ(monitor.calls, 1);
     timer.addTimedCallback(100, Script::cb, &s);
     EXPECT_EQ(monitor.calls, 2);
+    EXPECT_LE(monitor.lastTimeout, 100);
 }
 
 // The queue's lock is free while a callback runs, so callbacks may use the queue.

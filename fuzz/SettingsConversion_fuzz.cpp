@@ -1,0 +1,201 @@
+// Fuzzes the settings conversions with what a modem or a client could send:
+// arbitrary bytes as read responses and change indications of every group,
+// arbitrary ids at the dispatcher, and arbitrary records at the write fillers.
+//
+// Input, read front to back (missing bytes read as zero):
+//   byte 0: bits 0-1 action (0 response, 1 indication, 2 write, 3 any id),
+//           bits 2-3 settings group
+//   response / indication: the message bytes
+//   any id:  int32 id, uint8 isIndication, then the message bytes
+//   write:   uint8 settings id (mod 6), then pairs until the input ends:
+//            uint8 list (mod 3: int, bool, string), uint16 key (95 + mod 340),
+//            then int64 value | uint8 value | uint16 length (mod 1100) + bytes
+#include <android/log.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ims_settings_service_v01.h"
+#include "rcsconfig/RcsConfigManager.h"
+
+namespace {
+
+using ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeBool;
+using ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeInt;
+using ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeString;
+using SettingsData = RcsConfigManager::SettingsData;
+using SettingsId = RcsConfigManager::SettingsId;
+
+class ByteReader {
+public:
+    ByteReader(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
+    bool empty() const { return mPos >= mSize; }
+    template <typename T>
+    T take() {
+        T value{};
+        size_t n = std::min(sizeof(T), mSize - mPos);
+        memcpy(&value, mData + mPos, n);
+        mPos += n;
+        return value;
+    }
+    std::vector<uint8_t> bytes(size_t max) {
+        size_t n = std::min(max, mSize - mPos);
+        std::vector<uint8_t> out(mData + mPos, mData + mPos + n);
+        mPos += n;
+        return out;
+    }
+
+private:
+    const uint8_t* mData;
+    size_t mSize;
+    size_t mPos = 0;
+};
+
+// The largest read response of any group: every valid id is safe with it.
+size_t largestMessage() {
+    size_t largest = 0;
+    for (const auto& g : imss_settings_groups_v01) largest = std::max<size_t>(largest, g.get_resp_len);
+    return largest;
+}
+
+// A message of exactly `length` bytes (as the modem client hands it over),
+// holding the input's bytes and zeros after them.
+std::vector<uint8_t> message(ByteReader& in, size_t length) {
+    std::vector<uint8_t> msg = in.bytes(length);
+    msg.resize(length, 0);
+    return msg;
+}
+
+void convert(int id, std::vector<uint8_t>& msg, bool isIndication) {
+    SettingsData out{};
+    RcsConfigManager::convertResponseToHidlStruct(id, msg.data(), &out, isIndication);
+}
+
+SettingsData record(ByteReader& in) {
+    SettingsData data{};
+    data.settingsId = static_cast<SettingsId>(in.take<uint8_t>() % 6);
+    std::vector<KeyValuePairTypeInt> ints;
+    std::vector<KeyValuePairTypeBool> bools;
+    std::vector<KeyValuePairTypeString> strings;
+    while (!in.empty()) {
+        uint8_t list = in.take<uint8_t>() % 3;
+        uint32_t key = 95 + in.take<uint16_t>() % 340;
+        if (list == 0) {
+            ints.push_back({key, in.take<int64_t>()});
+        } else if (list == 1) {
+            bools.push_back({key, (in.take<uint8_t>() & 1) != 0});
+        } else {
+            std::vector<uint8_t> text = in.bytes(in.take<uint16_t>() % 1100);
+            KeyValuePairTypeString pair{};
+            pair.key = key;
+            pair.value = std::string(text.begin(), text.end());
+            strings.push_back(pair);
+        }
+    }
+    data.settingsValues.intData = ints;
+    data.settingsValues.boolData = bools;
+    data.settingsValues.stringData = strings;
+    return data;
+}
+
+// A write that succeeded must read back as an indication with only keys the
+// client sent, each in the list it was sent in.
+void checkReadBack(const SettingsData& sent, const std::vector<uint8_t>& msg) {
+    std::vector<uint8_t> copy(msg);
+    SettingsData back{};
+    if (!RcsConfigManager::convertResponseToHidlStruct(static_cast<int>(sent.settingsId),
+                                                       copy.data(), &back, true)) {
+        abort();
+    }
+    std::set<uint32_t> ints, bools, strings;
+    for (const auto& p : sent.settingsValues.intData) ints.insert(p.key);
+    for (const auto& p : sent.settingsValues.boolData) bools.insert(p.key);
+    for (const auto& p : sent.settingsValues.stringData) strings.insert(p.key);
+    for (const auto& p : back.settingsValues.intData) {
+        if (ints.count(p.key) == 0) abort();
+    }
+    for (const auto& p : back.settingsValues.boolData) {
+        if (bools.count(p.key) == 0) abort();
+    }
+    for (const auto& p : back.settingsValues.stringData) {
+        // The user agent array is reported even when nothing was written to it.
+        if (strings.count(p.key) == 0 && sent.settingsId != SettingsId::USER_AGENT_STRING) abort();
+    }
+}
+
+void write(ByteReader& in) {
+    SettingsData data = record(in);
+    const imss_settings_group_v01* group =
+            imss_settings_group_by_id(static_cast<int32_t>(data.settingsId));
+    if (group == nullptr) {
+        // Refused before anything is allocated.
+        rcs_settings_data_s request{};
+        if (RcsConfigManager::convertSetReqDataToMcx(data, &request)) abort();
+        return;
+    }
+    // The fillers run on a message owned here: a refused record through
+    // convertSetReqDataToMcx would abandon one message per input (as it must)
+    // and a long run would drown in them.
+    std::vector<uint8_t> msg(group->set_len, 0);
+    bool (*fill)(void*, SettingsData&) = nullptr;
+    switch (data.settingsId) {
+        case SettingsId::PRESENCE_CONFIG: fill = &RcsConfigManager::setPresenceConfigData; break;
+        case SettingsId::STANDALONE_MESSAGING_CONFIG: fill = &RcsConfigManager::setSMConfigData; break;
+        case SettingsId::USER_AGENT_STRING: fill = &RcsConfigManager::setUserAgentConfigData; break;
+        default: fill = &RcsConfigManager::setImsServiceEnableConfigData; break;
+    }
+    if (!fill(msg.data(), data)) return;
+    checkReadBack(data, msg);
+
+    // Accepted records also go the whole way, which must give the same bytes.
+    rcs_settings_data_s request{};
+    if (!RcsConfigManager::convertSetReqDataToMcx(data, &request)) abort();
+    bool same = memcmp(request.msgData, msg.data(), msg.size()) == 0;
+    free(request.msgData);
+    if (!same) abort();
+}
+
+void discardLog(const struct __android_logger_data*, const char*) {}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // Lines are still formatted (their arguments are part of what is fuzzed)
+    // but not printed: the output would swamp the run.
+    __android_log_set_logger(discardLog);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    ByteReader in(data, size);
+    uint8_t mode = in.take<uint8_t>();
+    const imss_settings_group_v01& group = imss_settings_groups_v01[(mode >> 2) & 3];
+    switch (mode & 3) {
+        case 0: {
+            std::vector<uint8_t> msg = message(in, group.get_resp_len);
+            convert(static_cast<int>(group.get_msg_id), msg, false);
+            break;
+        }
+        case 1: {
+            std::vector<uint8_t> msg = message(in, group.set_len);
+            convert(static_cast<int>(group.settings_id), msg, true);
+            break;
+        }
+        case 2:
+            write(in);
+            break;
+        case 3: {
+            int32_t id = in.take<int32_t>();
+            bool isIndication = (in.take<uint8_t>() & 1) != 0;
+            std::vector<uint8_t> msg = message(in, largestMessage());
+            convert(id, msg, isIndication);
+            break;
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,199 @@
+# Build-time step of hidl_host_generate() for one package (cmake -P).
+# Inputs: HIDL_GEN, ROOTS (entries separated by '|'), PACKAGE, PACKAGE_DIR,
+# OUTPUT_DIR, GLUE.
+#
+# 1. hidl-gen -L c++-headers writes the package's headers; the binder and
+#    passthrough headers (Bn*, Bp*, Bs*, IHw*, hwtypes.h) are removed because the
+#    host has no binder transport.
+# 2. hidl-gen -L hash gives each interface's hash for getHashChain().
+# 3. Each I*.h is read back and the glue that the generated sources carry on a
+#    device is written to GLUE: descriptor, IBase methods for a local object,
+#    castFrom, service registration, and a proxy class through which another
+#    "process" reaches the object (so tests can make it die).
+
+string(REPLACE "|" ";" ROOTS "${ROOTS}")
+set(_root_args)
+foreach(_r IN LISTS ROOTS)
+  list(APPEND _root_args -r ${_r})
+endforeach()
+
+execute_process(
+    COMMAND ${HIDL_GEN} -L c++-headers -o ${OUTPUT_DIR} -R ${_root_args} ${PACKAGE}
+    RESULT_VARIABLE _rc ERROR_VARIABLE _err OUTPUT_VARIABLE _out)
+if(NOT _rc EQUAL 0)
+  message(FATAL_ERROR "hidl-gen c++-headers ${PACKAGE} failed:\n${_out}${_err}")
+endif()
+
+set(_pkg_out ${OUTPUT_DIR}/${PACKAGE_DIR})
+file(GLOB _transport_headers ${_pkg_out}/Bn*.h ${_pkg_out}/Bp*.h ${_pkg_out}/Bs*.h
+     ${_pkg_out}/IHw*.h ${_pkg_out}/hwtypes.h)
+if(_transport_headers)
+  file(REMOVE ${_transport_headers})
+endif()
+
+execute_process(
+    COMMAND ${HIDL_GEN} -L hash -R ${_root_args} ${PACKAGE}
+    RESULT_VARIABLE _rc ERROR_VARIABLE _err OUTPUT_VARIABLE _hashes)
+if(NOT _rc EQUAL 0)
+  message(FATAL_ERROR "hidl-gen hash ${PACKAGE} failed:\n${_err}")
+endif()
+
+string(REGEX MATCH "^([a-zA-Z0-9_.]+)@([0-9]+)\\.([0-9]+)$" _m "${PACKAGE}")
+string(REPLACE "." "::" _namespace "${CMAKE_MATCH_1}")
+set(_namespace "${_namespace}::V${CMAKE_MATCH_2}_${CMAKE_MATCH_3}")
+
+set(H "::android::hardware")
+set(_includes "#include <hidl/HidlHostGlue.h>\n")
+set(_body "")
+
+file(GLOB _interface_headers ${_pkg_out}/I*.h)
+list(SORT _interface_headers)
+foreach(_header IN LISTS _interface_headers)
+  get_filename_component(_iface ${_header} NAME_WE)
+  string(APPEND _includes "#include <${PACKAGE_DIR}/${_iface}.h>\n")
+
+  file(READ ${_header} _text)
+  # One list element per line; ';' '[' ']' would confuse CMake lists.
+  string(REPLACE ";" "@SEMI@" _text "${_text}")
+  string(REPLACE "[" "@LB@" _text "${_text}")
+  string(REPLACE "]" "@RB@" _text "${_text}")
+  string(REPLACE "\n" ";" _lines "${_text}")
+
+  set(_descriptor "")
+  set(_chain "")
+  set(_has_service FALSE)
+  set(_methods "")
+  foreach(_line IN LISTS _lines)
+    if(_line MATCHES "Fully qualified interface name: \"([^\"]+)\"")
+      set(_descriptor "${CMAKE_MATCH_1}")
+    elseif(_line MATCHES "castFrom\\(const ::android::sp<([:A-Za-z0-9_]+)>& parent")
+      list(APPEND _chain "${CMAKE_MATCH_1}")
+    elseif(_line MATCHES "static ::android::sp<${_iface}> getService\\(const std::string &serviceName")
+      set(_has_service TRUE)
+    elseif(_line MATCHES "^    virtual ::android::hardware::Return<(.*)> ([A-Za-z0-9_]+)\\((.*)\\) = 0@SEMI@$")
+      set(_ret "${CMAKE_MATCH_1}")
+      set(_name "${CMAKE_MATCH_2}")
+      set(_args "${CMAKE_MATCH_3}")
+      string(REPLACE "@LB@" "[" _args "${_args}")
+      string(REPLACE "@RB@" "]" _args "${_args}")
+      string(REPLACE "@LB@" "[" _ret "${_ret}")
+      string(REPLACE "@RB@" "]" _ret "${_ret}")
+      # An argument's name is the identifier that ends it (before ", " or the end).
+      string(REGEX MATCHALL "[ &*][A-Za-z_][A-Za-z0-9_]*(, |$)" _names "${_args}")
+      set(_call "")
+      foreach(_n IN LISTS _names)
+        string(REGEX REPLACE "^[ &*]([A-Za-z0-9_]+).*$" "\\1" _n "${_n}")
+        if(_call)
+          string(APPEND _call ", ")
+        endif()
+        string(APPEND _call "${_n}")
+      endforeach()
+      string(APPEND _methods
+          "    ${H}::Return<${_ret}> ${_name}(${_args}) override {\n"
+          "        if (isDead()) return ${H}::details::deadObjectStatus();\n"
+          "        return mImpl->${_name}(${_call});\n"
+          "    }\n")
+    endif()
+  endforeach()
+  if(NOT _descriptor OR NOT _chain)
+    message(FATAL_ERROR "${_header}: not an interface header hidl-gen wrote")
+  endif()
+
+  string(REGEX MATCH "([0-9a-f]+) ${_descriptor}\n" _hm "${_hashes}")
+  if(NOT _hm)
+    message(FATAL_ERROR "no hash for ${_descriptor}")
+  endif()
+  set(_hash "${CMAKE_MATCH_1}")
+
+  set(_chain_init "")
+  foreach(_c IN LISTS _chain)
+    if(_chain_init)
+      string(APPEND _chain_init ", ")
+    endif()
+    string(APPEND _chain_init "${_c}::descriptor")
+  endforeach()
+
+  set(P "HostProxy_${_iface}")
+  string(APPEND _body
+      "// ---- ${_descriptor}\n\n"
+      "const char* ${_iface}::descriptor(\"${_descriptor}\");\n\n"
+      "namespace {\n"
+      "const bool k${_iface}HashRegistered =\n"
+      "        ${H}::details::registerInterfaceHash(\"${_descriptor}\", \"${_hash}\");\n\n"
+      "// How another process reaches a ${_iface}: every call fails with DEAD_OBJECT once it died.\n"
+      "class ${P} final : public ${H}::details::HostProxy<${_iface}> {\n"
+      "public:\n"
+      "    using ${H}::details::HostProxy<${_iface}>::HostProxy;\n"
+      "${_methods}"
+      "};\n"
+      "}  // namespace\n\n"
+      "${H}::Return<void> ${_iface}::interfaceChain(interfaceChain_cb _hidl_cb) {\n"
+      "    _hidl_cb(${H}::details::descriptorChain({${_chain_init}}));\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::debug(const ${H}::hidl_handle& /*fd*/,\n"
+      "        const ${H}::hidl_vec<${H}::hidl_string>& /*options*/) {\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::interfaceDescriptor(interfaceDescriptor_cb _hidl_cb) {\n"
+      "    _hidl_cb(descriptor);\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::getHashChain(getHashChain_cb _hidl_cb) {\n"
+      "    _hidl_cb(${H}::details::hashChain({${_chain_init}}));\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::setHALInstrumentation() {\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<bool> ${_iface}::linkToDeath(\n"
+      "        const ::android::sp<${H}::hidl_death_recipient>& recipient, uint64_t cookie) {\n"
+      "    return ${H}::details::localLinkToDeath(recipient, cookie);\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::ping() {\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::getDebugInfo(getDebugInfo_cb _hidl_cb) {\n"
+      "    _hidl_cb(${H}::details::localDebugInfo(this));\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<void> ${_iface}::notifySyspropsChanged() {\n"
+      "    return ${H}::Void();\n"
+      "}\n\n"
+      "${H}::Return<bool> ${_iface}::unlinkToDeath(\n"
+      "        const ::android::sp<${H}::hidl_death_recipient>& recipient) {\n"
+      "    return ${H}::details::localUnlinkToDeath(recipient);\n"
+      "}\n\n")
+  foreach(_c IN LISTS _chain)
+    string(APPEND _body
+        "${H}::Return<::android::sp<${_iface}>> ${_iface}::castFrom(\n"
+        "        const ::android::sp<${_c}>& parent, bool emitError) {\n"
+        "    return ${H}::details::castInterface<${_iface}, ${P}>(parent, emitError);\n"
+        "}\n\n")
+  endforeach()
+  if(_has_service)
+    string(APPEND _body
+        "::android::sp<${_iface}> ${_iface}::tryGetService(const std::string& serviceName, bool /*getStub*/) {\n"
+        "    return ${H}::details::getServiceAs<${_iface}>(serviceName);\n"
+        "}\n\n"
+        "::android::sp<${_iface}> ${_iface}::getService(const std::string& serviceName, bool getStub) {\n"
+        "    return tryGetService(serviceName, getStub);\n"
+        "}\n\n"
+        "::android::status_t ${_iface}::registerAsService(const std::string& serviceName) {\n"
+        "    return ${H}::details::registerAsService(this, serviceName);\n"
+        "}\n\n"
+        "bool ${_iface}::registerForNotifications(const std::string& serviceName,\n"
+        "        const ::android::sp<::android::hidl::manager::V1_0::IServiceNotification>& notification) {\n"
+        "    return ${H}::details::registerForNotifications(descriptor, serviceName, notification);\n"
+        "}\n\n")
+  endif()
+endforeach()
+
+string(REPLACE "@SEMI@" ";" _body "${_body}")
+string(CONCAT _content
+    "// Generated from the ${PACKAGE} headers by HidlHostGen.cmake. Do not edit.\n"
+    "${_includes}\n"
+    "namespace ${_namespace} {\n\n"
+    "${_body}"
+    "}  // namespace ${_namespace}\n")
+file(WRITE ${GLUE} "${_content}")

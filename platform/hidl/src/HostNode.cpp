@@ -1,0 +1,260 @@
+/*
+ * Death of a remote object's process on the host: the shared state behind
+ * all proxies of one object, and the thread that delivers death notices.
+ */
+#include <hidl/HidlHostGlue.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <hidl/HidlTesting.h>
+
+namespace android {
+namespace hardware {
+namespace details {
+
+namespace {
+
+// Nodes by object identity; weak so a node lives only while proxies hold it.
+struct NodeTable {
+    std::mutex lock;
+    std::map<IBase*, wp<HostNode>> nodes;  // guarded by lock
+};
+NodeTable& nodeTable() {
+    static NodeTable* table = new NodeTable();  // outlives every node, even at exit
+    return *table;
+}
+
+// Threads delivering death notices; joined on request and at exit.
+struct Notifiers {
+    std::mutex lock;
+    std::vector<std::thread> threads;  // guarded by lock
+    ~Notifiers() { joinAll(); }
+    void joinAll() {
+        for (;;) {
+            std::vector<std::thread> running;
+            {
+                std::lock_guard<std::mutex> guard(lock);
+                running.swap(threads);
+            }
+            if (running.empty()) return;
+            for (auto& t : running) t.join();
+        }
+    }
+};
+Notifiers& notifiers() {
+    static Notifiers instance;
+    return instance;
+}
+
+struct HashTable {
+    std::mutex lock;
+    std::map<std::string, hidl_array<uint8_t, 32>> hashes;  // guarded by lock
+};
+HashTable& hashTable() {
+    static HashTable* table = new HashTable();
+    return *table;
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+}  // namespace
+
+struct HostNode::State {
+    struct Link {
+        wp<hidl_death_recipient> recipient;
+        uint64_t cookie;
+        IBase* who;
+        wp<IBase> whoRef;
+    };
+    mutable std::mutex lock;
+    std::atomic<bool> dead{false};
+    std::vector<Link> links;  // guarded by lock
+};
+
+Status deadObjectStatus() {
+    return Status::fromStatusT(DEAD_OBJECT);
+}
+
+hidl_vec<hidl_string> descriptorChain(std::initializer_list<const char*> descriptors) {
+    hidl_vec<hidl_string> chain(descriptors.size());
+    size_t i = 0;
+    for (const char* d : descriptors) chain[i++] = d;
+    return chain;
+}
+
+bool registerInterfaceHash(const char* descriptor, const char* hexHash) {
+    hidl_array<uint8_t, 32> hash;
+    if (strlen(hexHash) != 64) logAlwaysFatal("interface hash must have 64 hex digits");
+    for (size_t i = 0; i < 32; ++i) {
+        int hi = hexValue(hexHash[2 * i]);
+        int lo = hexValue(hexHash[2 * i + 1]);
+        if (hi < 0 || lo < 0) logAlwaysFatal("interface hash is not hexadecimal");
+        hash[i] = static_cast<uint8_t>(hi << 4 | lo);
+    }
+    HashTable& table = hashTable();
+    std::lock_guard<std::mutex> guard(table.lock);
+    table.hashes[descriptor] = hash;
+    return true;
+}
+
+hidl_vec<hidl_array<uint8_t, 32>> hashChain(std::initializer_list<const char*> descriptors) {
+    HashTable& table = hashTable();
+    std::lock_guard<std::mutex> guard(table.lock);
+    hidl_vec<hidl_array<uint8_t, 32>> chain(descriptors.size());
+    size_t i = 0;
+    for (const char* d : descriptors) {
+        auto it = table.hashes.find(d);
+        if (it != table.hashes.end()) chain[i] = it->second;
+        ++i;
+    }
+    return chain;
+}
+
+Return<bool> localLinkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t /*cookie*/) {
+    return recipient != nullptr;
+}
+
+Return<bool> localUnlinkToDeath(const sp<hidl_death_recipient>& recipient) {
+    return recipient != nullptr;
+}
+
+::android::hidl::base::V1_0::DebugInfo localDebugInfo(const IBase* object) {
+    ::android::hidl::base::V1_0::DebugInfo info;
+    info.pid = static_cast<int32_t>(getpid());
+    info.ptr = reinterpret_cast<uint64_t>(object);
+    info.arch = sizeof(void*) == 8 ? ::android::hidl::base::V1_0::DebugArchitecture::IS_64BIT
+                                   : ::android::hidl::base::V1_0::DebugArchitecture::IS_32BIT;
+    return info;
+}
+
+HostNode::HostNode(IBase* impl) : mImpl(impl), mState(new State()) {}
+
+HostNode::~HostNode() {
+    NodeTable& table = nodeTable();
+    {
+        std::lock_guard<std::mutex> guard(table.lock);
+        auto it = table.nodes.find(mImpl);
+        // A newer node may already have taken the slot after this one's last
+        // strong reference went; only this node's own entry is removed.
+        if (it != table.nodes.end() && it->second.unsafe_get() == this) table.nodes.erase(it);
+    }
+    delete mState;
+}
+
+sp<HostNode> HostNode::forObject(const sp<IBase>& impl) {
+    NodeTable& table = nodeTable();
+    std::lock_guard<std::mutex> guard(table.lock);
+    auto it = table.nodes.find(impl.get());
+    if (it != table.nodes.end()) {
+        sp<HostNode> node = it->second.promote();
+        if (node != nullptr) return node;
+    }
+    sp<HostNode> node = new HostNode(impl.get());
+    table.nodes[impl.get()] = node;
+    return node;
+}
+
+bool HostNode::isDead() const {
+    return mState->dead.load();
+}
+
+bool HostNode::link(const sp<hidl_death_recipient>& recipient, uint64_t cookie, IBase* who) {
+    if (recipient == nullptr) return false;
+    std::lock_guard<std::mutex> guard(mState->lock);
+    if (mState->dead.load()) return false;
+    mState->links.push_back(State::Link{recipient, cookie, who, wp<IBase>(who)});
+    return true;
+}
+
+bool HostNode::unlink(const sp<hidl_death_recipient>& recipient, IBase* who) {
+    std::lock_guard<std::mutex> guard(mState->lock);
+    auto& links = mState->links;
+    auto end = std::remove_if(links.begin(), links.end(), [&](const State::Link& l) {
+        return l.who == who && l.recipient == recipient;
+    });
+    bool found = end != links.end();
+    links.erase(end, links.end());
+    return found;
+}
+
+void HostNode::unlinkAll(IBase* who) {
+    std::lock_guard<std::mutex> guard(mState->lock);
+    auto& links = mState->links;
+    links.erase(std::remove_if(links.begin(), links.end(),
+                               [&](const State::Link& l) { return l.who == who; }),
+                links.end());
+}
+
+void HostNode::kill() {
+    std::vector<State::Link> links;
+    {
+        std::lock_guard<std::mutex> guard(mState->lock);
+        if (mState->dead.exchange(true)) return;
+        links.swap(mState->links);
+    }
+    if (links.empty()) return;
+    // A device reports the death on a binder thread, never on the caller's.
+    Notifiers& n = notifiers();
+    std::lock_guard<std::mutex> guard(n.lock);
+    n.threads.emplace_back([links = std::move(links)]() {
+        for (const auto& l : links) {
+            sp<hidl_death_recipient> recipient = l.recipient.promote();
+            if (recipient != nullptr) recipient->serviceDied(l.cookie, l.whoRef);
+        }
+    });
+}
+
+}  // namespace details
+
+std::string toString(const sp<::android::hidl::base::V1_0::IBase>& o) {
+    if (o == nullptr) return "(null)";
+    std::string os = "[class or subclass of ";
+    os += ::android::hidl::base::V1_0::IBase::descriptor;
+    os += "]";
+    os += o->isRemote() ? "@remote" : "@local";
+    return os;
+}
+
+namespace testing {
+
+sp<IBase> remoteBaseOf(const sp<IBase>& object) {
+    if (object == nullptr) return nullptr;
+    sp<details::HostNode> node;
+    sp<IBase> impl = object;
+    if (auto* remote = dynamic_cast<details::HostRemote*>(object.get())) {
+        node = remote->hostNode();
+        impl = remote->hostImpl();
+    } else {
+        node = details::HostNode::forObject(object);
+    }
+    return new details::HostProxy<IBase>(node, impl);
+}
+
+void killProcessOf(const sp<IBase>& object) {
+    if (object == nullptr) return;
+    if (auto* remote = dynamic_cast<details::HostRemote*>(object.get())) {
+        remote->hostNode()->kill();
+    } else {
+        details::HostNode::forObject(object)->kill();
+    }
+}
+
+void waitForDeathNotifications() {
+    details::notifiers().joinAll();
+}
+
+}  // namespace testing
+}  // namespace hardware
+}  // namespace android

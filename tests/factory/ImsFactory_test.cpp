@@ -1,0 +1,337 @@
+// The IMS factories and their creatable registries: slot checks, the
+// listener check of the 1.1 factory only, routing by name, ownership of the
+// creatables, and service start. Each test runs in its own process, so the
+// static registries start empty.
+#include "ImsFactory.h"
+
+#include <hidl/HidlTesting.h>
+#include <vendor/kel/ims/callcapability/1.0/ICallCapabilityService.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
+
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "support/LogCapture.h"
+
+using android::sp;
+using android::hardware::hidl_string;
+using android::hardware::Return;
+using android::hardware::Void;
+using android::hidl::base::V1_0::IBase;
+using StatusCode = vendor::kel::ims::factory::V1_0::IImsFactory::StatusCode;
+namespace V2_0 = vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = vendor::kel::ims::rcsconfig::V2_1;
+using vendor::kel::ims::callcapability::V1_0::ICallCapabilityService;
+
+namespace {
+
+struct Listener20 : V2_0::IRcsConfigListener {
+    Return<void> onReconfigNeeded() override { return Void(); }
+};
+
+struct Listener21 : V2_1::IRcsConfigListener {
+    Return<void> onReconfigNeeded() override { return Void(); }
+    Return<void> onTokenFetchRequest(int32_t, V2_1::TokenType, V2_1::TokenRequestReason) override {
+        return Void();
+    }
+};
+
+struct FakeRcsConfig : V2_1::IRcsConfig {
+    Return<void> setConfig(const V2_0::Container&, const sp<V2_0::ISetConfigCb>&) override { return Void(); }
+    Return<void> setSettingsValue(const V2_0::SettingsData&, const sp<V2_0::ISetConfigCb>&) override {
+        return Void();
+    }
+    Return<void> getSettingsValue(V2_0::SettingsId, const sp<V2_0::IGetSettingsCb>&) override { return Void(); }
+    Return<V2_0::RequestStatus> registerForSettingsChange(V2_0::SettingsId,
+                                                          const sp<V2_0::ISettingsChangeCb>&) override {
+        return V2_0::RequestStatus::OK;
+    }
+    Return<V2_0::RequestStatus> deregisterForSettingsChange(V2_0::SettingsId) override {
+        return V2_0::RequestStatus::OK;
+    }
+    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>&) override { return Void(); }
+    Return<void> setAppToken(const hidl_string&, const sp<V2_0::ISetConfigCb>&) override { return Void(); }
+    Return<void> updateTokenFetchStatus(int32_t, V2_1::TokenType, V2_1::StatusCode) override { return Void(); }
+};
+
+struct FakeCallCapability : ICallCapabilityService {};
+
+std::atomic<int> gDestroyed{0};
+
+// Records what the factory asked for and builds `kind` of object.
+class FakeCreatable : public ImsCreatable {
+public:
+    enum class Kind { RcsConfig, CallCapability, Nothing };
+    FakeCreatable(const std::string& name, Kind kind) : ImsCreatable(name), mKind(kind) {}
+    FakeCreatable(const std::string& name, const std::string& second, Kind kind)
+        : ImsCreatable(name, second), mKind(kind) {}
+    ~FakeCreatable() override { ++gDestroyed; }
+
+    sp<IBase> createInstance(const Params& params) override {
+        calls.push_back(params);
+        switch (mKind) {
+            case Kind::RcsConfig: return new FakeRcsConfig();
+            case Kind::CallCapability: return new FakeCallCapability();
+            case Kind::Nothing: return nullptr;
+        }
+        return nullptr;
+    }
+    bool first() const { return firstRegistered(); }
+    bool second() const { return secondRegistered(); }
+
+    std::vector<Params> calls;
+
+private:
+    Kind mKind;
+};
+
+struct Answer {
+    StatusCode status = static_cast<StatusCode>(99);
+    sp<IBase> object;
+    int callbacks = 0;
+};
+
+enum class Method { Rcs10, Rcs11, Rcs11v21, Cap10, Cap11 };
+
+// Builds one creatable per name the factories look up, on both registries.
+struct AllCreatables {
+    FakeCreatable* rcs = new FakeCreatable("createRcsConfig", FakeCreatable::Kind::RcsConfig);
+    FakeCreatable* rcs11 = new FakeCreatable("createRcsConfig_1_1", FakeCreatable::Kind::RcsConfig);
+    FakeCreatable* cap = new FakeCreatable("createCallCapabilityService", FakeCreatable::Kind::CallCapability);
+};
+
+class ImsFactoryTest : public ::testing::Test {
+protected:
+    void TearDown() override { android::hardware::testing::resetServiceRegistry(); }
+
+    // Calls one create method; the listener is a fresh 2.1 listener unless `noListener`.
+    Answer create(Method method, uint32_t slot, bool noListener = false) {
+        Answer answer;
+        sp<Listener21> listener = noListener ? nullptr : new Listener21();
+        lastListener = listener;
+        auto record = [&answer](StatusCode s, const sp<IBase>& o) {
+            answer.status = s;
+            answer.object = o;
+            ++answer.callbacks;
+        };
+        auto rcs20 = [&](StatusCode s, const sp<V2_0::IRcsConfig>& o) { record(s, o); };
+        auto rcs21 = [&](StatusCode s, const sp<V2_1::IRcsConfig>& o) { record(s, o); };
+        auto cap = [&](StatusCode s, const sp<ICallCapabilityService>& o) { record(s, o); };
+        Return<void> ret;
+        switch (method) {
+            case Method::Rcs10: ret = f10->createRcsConfig(slot, listener, rcs20); break;
+            case Method::Rcs11: ret = f11->createRcsConfig(slot, listener, rcs20); break;
+            case Method::Rcs11v21: ret = f11->createRcsConfig_1_1(slot, listener, rcs21); break;
+            case Method::Cap10: ret = f10->createCallCapabilityService(slot, cap); break;
+            case Method::Cap11: ret = f11->createCallCapabilityService(slot, cap); break;
+        }
+        EXPECT_TRUE(ret.isOk());  // the transport status is OK in every case
+        EXPECT_EQ(answer.callbacks, 1);
+        return answer;
+    }
+
+    // Priority of the first captured line containing `text`, or -1.
+    int priorityOf(const std::string& text) {
+        for (const auto& line : log.lines()) {
+            if (line.text.find(text) != std::string::npos) return line.priority;
+        }
+        return -1;
+    }
+
+    imstest::LogCapture log;
+    sp<ImsFactory_1_0> f10 = new ImsFactory_1_0();
+    sp<ImsFactory_1_1> f11 = new ImsFactory_1_1();
+    sp<IBase> lastListener;
+};
+
+const Method kAllMethods[] = {Method::Rcs10, Method::Rcs11, Method::Rcs11v21, Method::Cap10, Method::Cap11};
+
+std::string invalidSlotText(Method m) {
+    switch (m) {
+        case Method::Rcs10:
+        case Method::Rcs11: return "Factory createRcsConfig: Invalid slot id";
+        case Method::Rcs11v21: return "Factory createRcsConfig_1_1: Invalid slot id";
+        default: return "Factory createCallCapabilityService: Invalid slot id";
+    }
+}
+
+}  // namespace
+
+TEST_F(ImsFactoryTest, EveryCreateMethod_RefusesSlotsOtherThanOneAndTwo) {
+    AllCreatables creatables;
+    for (Method m : kAllMethods) {
+        for (uint32_t slot : {0u, 3u, 4294967295u}) {
+            log.clear();
+            Answer a = create(m, slot);
+            EXPECT_EQ(a.status, StatusCode::INVALID_ARGUMENTS) << static_cast<int>(m) << " slot " << slot;
+            EXPECT_EQ(a.object, nullptr);
+            EXPECT_EQ(priorityOf(invalidSlotText(m)), ANDROID_LOG_ERROR) << log.dump();
+        }
+    }
+    EXPECT_TRUE(creatables.rcs->calls.empty());
+    EXPECT_TRUE(creatables.rcs11->calls.empty());
+    EXPECT_TRUE(creatables.cap->calls.empty());
+}
+
+TEST_F(ImsFactoryTest, EveryCreateMethod_AcceptsSlotsOneAndTwoWithItsParams) {
+    AllCreatables creatables;
+    for (Method m : kAllMethods) {
+        for (uint32_t slot : {1u, 2u}) {
+            Answer a = create(m, slot);
+            EXPECT_EQ(a.status, StatusCode::SUCCESS);
+            ASSERT_NE(a.object, nullptr);
+            FakeCreatable* target = m == Method::Rcs11v21 ? creatables.rcs11
+                                    : (m == Method::Cap10 || m == Method::Cap11) ? creatables.cap
+                                                                                : creatables.rcs;
+            ASSERT_FALSE(target->calls.empty());
+            const Params& p = target->calls.back();
+            EXPECT_EQ(p.slotId, static_cast<int32_t>(slot));
+            EXPECT_EQ(p.listenerVersion, m == Method::Rcs11v21 ? 1 : 0);
+            if (m == Method::Cap10 || m == Method::Cap11) {
+                EXPECT_EQ(p.listener, nullptr);
+            } else {
+                EXPECT_EQ(p.listener.get(), lastListener.get());
+            }
+        }
+    }
+    EXPECT_EQ(priorityOf("Factory createRcsConfig slotid 1"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("Factory createRcsConfig_1_1 slotid 2"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("Factory createCallCapabilityService slotid 2"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("Factory createRcsConfig createInstance Sucess"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("Factory createCallCapabilityService createInstance Success"), ANDROID_LOG_INFO);
+}
+
+TEST_F(ImsFactoryTest, EmptyListener_IsRefusedBy11ButPassedOnBy10) {
+    AllCreatables creatables;
+    Answer refused = create(Method::Rcs11, 0, /*noListener=*/true);
+    EXPECT_EQ(refused.status, StatusCode::INVALID_ARGUMENTS);
+    EXPECT_EQ(priorityOf("Factory createRcsConfig: invalid input params"), ANDROID_LOG_ERROR);
+    // The listener is checked before the slot, and nothing is looked up.
+    EXPECT_FALSE(log.contains("Factory createRcsConfig slotid"));
+    EXPECT_FALSE(log.contains("Invalid slot id"));
+    EXPECT_TRUE(creatables.rcs->calls.empty());
+
+    log.clear();
+    Answer passed = create(Method::Rcs10, 1, /*noListener=*/true);
+    EXPECT_EQ(passed.status, StatusCode::SUCCESS);
+    ASSERT_EQ(creatables.rcs->calls.size(), 1u);
+    EXPECT_EQ(creatables.rcs->calls[0].listener, nullptr);
+    EXPECT_FALSE(log.contains("invalid input params"));
+
+    // createRcsConfig_1_1 makes no listener check either.
+    Answer v21 = create(Method::Rcs11v21, 2, /*noListener=*/true);
+    EXPECT_EQ(v21.status, StatusCode::SUCCESS);
+}
+
+TEST_F(ImsFactoryTest, UnregisteredName_AnswersNotSupported) {
+    // Two names on the 1.1 registry only, as the RCS manager registers.
+    new FakeCreatable("createRcsConfig", "somethingElse", FakeCreatable::Kind::RcsConfig);
+    EXPECT_EQ(create(Method::Rcs11, 1).status, StatusCode::SUCCESS);
+    EXPECT_EQ(create(Method::Rcs10, 1).status, StatusCode::NOT_SUPPORTED);
+
+    log.clear();
+    Answer v21 = create(Method::Rcs11v21, 1);
+    EXPECT_EQ(v21.status, StatusCode::NOT_SUPPORTED);
+    EXPECT_EQ(v21.object, nullptr);
+    EXPECT_EQ(priorityOf("ImsFactory lookup failed for createRcsConfig_1_1"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("Factory createRcsConfig createInstance Not Supported"), ANDROID_LOG_ERROR);
+
+    for (Method m : {Method::Cap10, Method::Cap11}) {
+        log.clear();
+        EXPECT_EQ(create(m, 2).status, StatusCode::NOT_SUPPORTED);
+        EXPECT_EQ(priorityOf("Factory createCallCapabilityService createInstance Not Supported"),
+                  ANDROID_LOG_ERROR);
+    }
+}
+
+TEST_F(ImsFactoryTest, CreatableReturningNothing_IsPassedOnWithSuccess) {
+    new FakeCreatable("createRcsConfig", FakeCreatable::Kind::Nothing);
+    Answer a = create(Method::Rcs11, 1);
+    EXPECT_EQ(a.status, StatusCode::SUCCESS);
+    EXPECT_EQ(a.object, nullptr);
+}
+
+TEST_F(ImsFactoryTest, DuplicateName_KeepsTheFirstCreatable) {
+    auto* first = new FakeCreatable("createRcsConfig", "createRcsConfig_1_1", FakeCreatable::Kind::RcsConfig);
+    EXPECT_TRUE(first->first());
+    EXPECT_TRUE(first->second());
+    log.clear();
+    auto* second = new FakeCreatable("createRcsConfig", "createCallCapabilityService",
+                                     FakeCreatable::Kind::CallCapability);
+    EXPECT_FALSE(second->first());
+    EXPECT_TRUE(second->second());
+    EXPECT_EQ(priorityOf("ImsFactory deregistration for api:createRcsConfig"), ANDROID_LOG_INFO);
+    EXPECT_EQ(priorityOf("ImsFactory registration for api:createCallCapabilityService"), ANDROID_LOG_INFO);
+
+    EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig").get(), first);
+    EXPECT_EQ(create(Method::Rcs11, 1).status, StatusCode::SUCCESS);
+    EXPECT_EQ(first->calls.size(), 1u);
+    EXPECT_TRUE(second->calls.empty());
+}
+
+TEST_F(ImsFactoryTest, OneNameCreatable_KeepsTheResultOf11InItsFlag) {
+    new FakeCreatable("shared", "other", FakeCreatable::Kind::RcsConfig);  // takes "shared" on 1.1
+    auto* oneName = new FakeCreatable("shared", FakeCreatable::Kind::RcsConfig);
+    EXPECT_FALSE(oneName->first());  // 1.0 accepted it, 1.1 did not
+    EXPECT_EQ(ImsFactory_1_0::getCreatable("shared").get(), oneName);
+    EXPECT_NE(ImsFactory_1_1::getCreatable("shared").get(), oneName);
+    EXPECT_EQ(gDestroyed.load(), 0);  // still owned by the 1.0 registry
+}
+
+TEST_F(ImsFactoryTest, CreatableWhoseNamesAreAllTaken_IsDeleted) {
+    auto* kept = new FakeCreatable("createRcsConfig", "createRcsConfig_1_1", FakeCreatable::Kind::RcsConfig);
+    new FakeCreatable("createRcsConfig", "createRcsConfig_1_1", FakeCreatable::Kind::Nothing);
+    // It goes once its construction is over: at the next registration.
+    new FakeCreatable("another", FakeCreatable::Kind::Nothing);
+    EXPECT_EQ(gDestroyed.load(), 1);
+    EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig_1_1").get(), kept);
+}
+
+TEST_F(ImsFactoryTest, AfterDeregister_LookupsFailAndCreatesAnswerNotSupported) {
+    AllCreatables creatables;
+    ImsFactory_1_0::deregister();
+    ImsFactory_1_1::deregister();
+    EXPECT_EQ(gDestroyed.load(), 3);
+    EXPECT_EQ(priorityOf("ImsFactory inside deregister"), ANDROID_LOG_INFO);
+    log.clear();
+    for (const char* name : {"createRcsConfig", "createRcsConfig_1_1", "createCallCapabilityService"}) {
+        EXPECT_EQ(ImsFactory_1_0::getCreatable(name), nullptr);
+        EXPECT_EQ(ImsFactory_1_1::getCreatable(name), nullptr);
+    }
+    EXPECT_EQ(log.count("ImsFactory lookup failed for"), 6u);
+    for (Method m : kAllMethods) EXPECT_EQ(create(m, 1).status, StatusCode::NOT_SUPPORTED);
+}
+
+TEST_F(ImsFactoryTest, FactoryDestruction_EmptiesItsOwnRegistryOnly) {
+    new FakeCreatable("only11", "x", FakeCreatable::Kind::Nothing);
+    auto* both = new FakeCreatable("both", FakeCreatable::Kind::Nothing);
+    f11.clear();
+    EXPECT_EQ(ImsFactory_1_1::getCreatable("only11"), nullptr);
+    EXPECT_EQ(ImsFactory_1_0::getCreatable("both").get(), both);
+    EXPECT_EQ(gDestroyed.load(), 1);  // "both" is still held by the 1.0 registry
+}
+
+TEST_F(ImsFactoryTest, Start_UsesOneUnjoinedThreadAndRegistersDefault) {
+    f11->start();
+    EXPECT_EQ(android::hardware::testing::threadpoolMaxThreads(), 1u);
+    EXPECT_FALSE(android::hardware::testing::threadpoolCallerWillJoin());
+    EXPECT_EQ(vendor::kel::ims::factory::V1_1::IImsFactory::getService("default").get(), f11.get());
+    f10->start();
+    EXPECT_EQ(vendor::kel::ims::factory::V1_0::IImsFactory::getService("default").get(), f10.get());
+    EXPECT_FALSE(log.contains("registration failed"));
+}
+
+TEST_F(ImsFactoryTest, Start_LogsAFailedRegistrationAndCarriesOn) {
+    android::hardware::testing::failServiceRegistrations(android::NAME_NOT_FOUND);
+    f10->start();
+    f11->start();
+    std::string code = std::to_string(android::NAME_NOT_FOUND);
+    EXPECT_EQ(priorityOf("ImsFactory_1_0 HAL registration failed with " + code), ANDROID_LOG_ERROR);
+    EXPECT_EQ(priorityOf("ImsFactory_1_1 HAL registration failed with " + code), ANDROID_LOG_ERROR);
+    EXPECT_EQ(vendor::kel::ims::factory::V1_1::IImsFactory::getService("default"), nullptr);
+}

@@ -1,0 +1,94 @@
+// The generated settings records and the value types under them: what the
+// settings conversion relies on when it copies and compares client records.
+#include <vendor/kel/ims/rcsconfig/2.0/types.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+
+namespace {
+
+V2_0::SettingsData presenceSample() {
+    V2_0::SettingsData data;
+    data.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
+    data.settingsValues.intData = {{100, 30}, {101, -1}};
+    data.settingsValues.boolData = {{110, true}};
+    data.settingsValues.stringData.resize(1);
+    data.settingsValues.stringData[0].key = 111;
+    data.settingsValues.stringData[0].value = "sip:presence@example.org";
+    return data;
+}
+
+}  // namespace
+
+TEST(HidlRecords, SettingsData_WhenCopied_IsEqualAndIndependent) {
+    V2_0::SettingsData original = presenceSample();
+    V2_0::SettingsData copy = original;
+    EXPECT_EQ(copy, original);
+
+    copy.settingsValues.stringData[0].value = "changed";
+    copy.settingsValues.intData[1].value = 7;
+    EXPECT_NE(copy, original);
+    EXPECT_EQ(std::string(original.settingsValues.stringData[0].value), "sip:presence@example.org");
+    EXPECT_EQ(original.settingsValues.intData[1].value, -1);
+}
+
+TEST(HidlRecords, SettingsData_WhenMoved_LeavesSourceEmpty) {
+    V2_0::SettingsData source = presenceSample();
+    V2_0::SettingsData target = std::move(source);
+    EXPECT_EQ(target.settingsValues.intData.size(), 2u);
+    EXPECT_EQ(source.settingsValues.intData.size(), 0u);  // NOLINT: moved-from state is defined
+    EXPECT_EQ(source.settingsValues.stringData.size(), 0u);
+}
+
+TEST(HidlString, KeepsLengthAndEmbeddedZeros) {
+    const char raw[] = {'a', '\0', 'b'};
+    hidl_string s(raw, sizeof(raw));
+    EXPECT_EQ(s.size(), 3u);
+    EXPECT_EQ(std::string(s), std::string(raw, 3));
+    EXPECT_EQ(s.c_str()[3], '\0');  // always terminated
+
+    hidl_string empty;
+    EXPECT_TRUE(empty.empty());
+    EXPECT_STREQ(empty.c_str(), "");
+    EXPECT_EQ(empty, "");
+    EXPECT_NE(hidl_string("abc"), hidl_string("abd"));
+    EXPECT_EQ(hidl_string(std::string("xyz")), "xyz");
+}
+
+TEST(HidlVec, ResizeKeepsPrefixAndValueInitialisesTail) {
+    hidl_vec<V2_0::KeyValuePairTypeInt> v = {{1, 10}, {2, 20}, {3, 30}};
+    v.resize(2);
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[1].value, 20);
+    v.resize(4);
+    ASSERT_EQ(v.size(), 4u);
+    EXPECT_EQ(v[0].key, 1u);
+    EXPECT_EQ(v[3].key, 0u);
+    EXPECT_EQ(v[3].value, 0);
+
+    std::vector<V2_0::KeyValuePairTypeInt> asStd = v;
+    EXPECT_EQ(asStd.size(), 4u);
+    hidl_vec<V2_0::KeyValuePairTypeInt> back(asStd);
+    EXPECT_EQ(back, v);
+
+    v.resize(0);
+    EXPECT_EQ(v.size(), 0u);
+    EXPECT_EQ(v.begin(), v.end());
+}
+
+TEST(HidlVec, ContainerCarriesBytesUnchanged) {
+    V2_0::Container c;
+    c.isCompressed = true;
+    std::vector<uint8_t> bytes(5000);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 7);
+    c.config = bytes;
+    V2_0::Container copy = c;
+    EXPECT_TRUE(copy.isCompressed);
+    EXPECT_EQ(std::vector<uint8_t>(copy.config), bytes);
+}

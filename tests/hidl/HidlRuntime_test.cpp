@@ -1,0 +1,277 @@
+// Behaviour of the host HIDL runtime that the service front depends on:
+// castFrom across the 2.0/2.1 listener versions, remote proxies that die,
+// death notification, the dead-object status, and the service registry.
+#include <android/hidl/manager/1.0/IServiceNotification.h>
+#include <hidl/HidlTesting.h>
+#include <hidl/HidlTransportSupport.h>
+#include <vendor/kel/ims/factory/1.1/IImsFactory.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <vector>
+
+using ::android::sp;
+using ::android::wp;
+using ::android::hardware::hidl_death_recipient;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
+namespace testing_hooks = ::android::hardware::testing;
+namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
+
+namespace {
+
+struct Listener20 : V2_0::IRcsConfigListener {
+    std::atomic<int> reconfigs{0};
+    Return<void> onReconfigNeeded() override {
+        ++reconfigs;
+        return Void();
+    }
+};
+
+struct Listener21 : V2_1::IRcsConfigListener {
+    std::atomic<int> reconfigs{0};
+    std::atomic<int> tokenRequests{0};
+    int32_t lastRequestId = 0;
+    V2_1::TokenType lastType{};
+    V2_1::TokenRequestReason lastReason{};
+    Return<void> onReconfigNeeded() override {
+        ++reconfigs;
+        return Void();
+    }
+    Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
+                                     V2_1::TokenRequestReason reason) override {
+        lastRequestId = requestId;
+        lastType = type;
+        lastReason = reason;
+        ++tokenRequests;
+        return Void();
+    }
+};
+
+// Records each death notice and lets the test wait for them.
+struct Recipient : hidl_death_recipient {
+    struct Notice {
+        uint64_t cookie;
+        wp<IBase> who;
+        pid_t tid;
+    };
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<Notice> notices;  // guarded by lock
+
+    void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
+        std::lock_guard<std::mutex> guard(lock);
+        notices.push_back(Notice{cookie, who, gettid()});
+        changed.notify_all();
+    }
+    bool waitFor(size_t count) {
+        std::unique_lock<std::mutex> guard(lock);
+        return changed.wait_for(guard, std::chrono::seconds(5), [&] { return notices.size() >= count; });
+    }
+    size_t count() {
+        std::lock_guard<std::mutex> guard(lock);
+        return notices.size();
+    }
+};
+
+}  // namespace
+
+TEST(HidlCast, LocalObject_CastsUpAndDownAlongItsChain) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_0::IRcsConfigListener> asOld = V2_0::IRcsConfigListener::castFrom(sp<IBase>(impl));
+    ASSERT_NE(asOld, nullptr);
+    EXPECT_EQ(asOld.get(), static_cast<V2_0::IRcsConfigListener*>(impl.get()));
+
+    sp<IBase> asBase = impl;
+    sp<V2_1::IRcsConfigListener> down = V2_1::IRcsConfigListener::castFrom(asBase);
+    EXPECT_EQ(down.get(), impl.get());
+    EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(asOld, false).withDefault(nullptr).get(), impl.get());
+}
+
+TEST(HidlCast, LocalObject_RefusesAnInterfaceItDoesNotImplement) {
+    sp<Listener20> impl = new Listener20();
+    Return<sp<V2_1::IRcsConfigListener>> cast = V2_1::IRcsConfigListener::castFrom(sp<IBase>(impl), false);
+    EXPECT_TRUE(cast.isOk());
+    EXPECT_EQ(static_cast<sp<V2_1::IRcsConfigListener>>(cast), nullptr);
+    EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(sp<IBase>(new Listener21()), true)
+                  .withDefault(nullptr) == nullptr, false);
+    // A listener of an unrelated interface is refused too.
+    sp<IBase> factoryless = new Listener20();
+    EXPECT_EQ(::vendor::kel::ims::factory::V1_1::IImsFactory::castFrom(factoryless).withDefault(nullptr), nullptr);
+    EXPECT_EQ(V2_0::IRcsConfigListener::castFrom(sp<IBase>()).withDefault(nullptr), nullptr);
+}
+
+TEST(HidlCast, RemoteObject_DownCastGivesAProxyThatReachesTheObject) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
+    ASSERT_NE(remote, nullptr);
+    EXPECT_TRUE(remote->isRemote());
+    EXPECT_NE(static_cast<IBase*>(remote.get()), static_cast<IBase*>(impl.get()));
+
+    sp<V2_1::IRcsConfigListener> remote21 = V2_1::IRcsConfigListener::castFrom(remote, false);
+    ASSERT_NE(remote21, nullptr);
+    EXPECT_TRUE(remote21->isRemote());
+    Return<void> ret = remote21->onTokenFetchRequest(42, static_cast<V2_1::TokenType>(7),
+                                                     V2_1::TokenRequestReason::TOKEN_EXPIRED);
+    EXPECT_TRUE(ret.isOk());
+    EXPECT_EQ(impl->tokenRequests.load(), 1);
+    EXPECT_EQ(impl->lastRequestId, 42);
+    EXPECT_EQ(static_cast<int32_t>(impl->lastType), 7);
+    EXPECT_EQ(impl->lastReason, V2_1::TokenRequestReason::TOKEN_EXPIRED);
+
+    // And back up again.
+    sp<V2_0::IRcsConfigListener> up = V2_0::IRcsConfigListener::castFrom(sp<IBase>(remote21));
+    ASSERT_NE(up, nullptr);
+    EXPECT_TRUE(up->onReconfigNeeded().isOk());
+    EXPECT_EQ(impl->reconfigs.load(), 1);
+}
+
+TEST(HidlCast, RemoteObject_OfOlderVersionCannotBeCastDown) {
+    sp<Listener20> impl = new Listener20();
+    sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
+    EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(remote, false).withDefault(nullptr), nullptr);
+}
+
+TEST(HidlDeath, DeadProxy_FailsEveryCallWithDeadObject) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    ASSERT_TRUE(remote->onReconfigNeeded().isOk());
+
+    testing_hooks::killProcessOf(remote);
+    Return<void> call = remote->onReconfigNeeded();
+    EXPECT_FALSE(call.isOk());
+    EXPECT_TRUE(call.isDeadObject());
+    EXPECT_TRUE(remote->ping().isDeadObject());
+    EXPECT_EQ(impl->reconfigs.load(), 1);  // the dead call never arrived
+
+    // Casting a dead object: null without error, or the error when asked for.
+    Return<sp<V2_0::IRcsConfigListener>> quiet = V2_0::IRcsConfigListener::castFrom(sp<IBase>(remote), false);
+    EXPECT_TRUE(quiet.isOk());
+    EXPECT_EQ(static_cast<sp<V2_0::IRcsConfigListener>>(quiet), nullptr);
+    Return<sp<V2_0::IRcsConfigListener>> loud = V2_0::IRcsConfigListener::castFrom(sp<IBase>(remote), true);
+    EXPECT_TRUE(loud.isDeadObject());
+}
+
+TEST(HidlDeath, KillingTheObject_KillsEveryProxyOfIt) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_0::IRcsConfigListener> first = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
+    sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    testing_hooks::killProcessOf(impl);
+    EXPECT_TRUE(first->onReconfigNeeded().isDeadObject());
+    EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
+    // The object itself still works for its own process.
+    EXPECT_TRUE(impl->onReconfigNeeded().isOk());
+}
+
+TEST(HidlDeath, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookie) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
+    sp<Recipient> recipient = new Recipient();
+    ASSERT_TRUE(remote->linkToDeath(recipient, 0x1234).withDefault(false));
+
+    testing_hooks::killProcessOf(remote);
+    ASSERT_TRUE(recipient->waitFor(1));
+    testing_hooks::waitForDeathNotifications();
+    ASSERT_EQ(recipient->count(), 1u);
+    const Recipient::Notice& notice = recipient->notices[0];
+    EXPECT_EQ(notice.cookie, 0x1234u);
+    EXPECT_NE(notice.tid, gettid());
+    EXPECT_EQ(notice.who.promote().get(), static_cast<IBase*>(remote.get()));
+
+    // Killing again tells nobody twice; a new link on a dead object is refused.
+    testing_hooks::killProcessOf(remote);
+    testing_hooks::waitForDeathNotifications();
+    EXPECT_EQ(recipient->count(), 1u);
+    EXPECT_FALSE(remote->linkToDeath(recipient, 1).withDefault(true));
+}
+
+TEST(HidlDeath, UnlinkedRecipient_IsNotTold) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    sp<Recipient> kept = new Recipient();
+    sp<Recipient> dropped = new Recipient();
+    ASSERT_TRUE(remote->linkToDeath(kept, 1).withDefault(false));
+    ASSERT_TRUE(remote->linkToDeath(dropped, 2).withDefault(false));
+    EXPECT_TRUE(remote->unlinkToDeath(dropped).withDefault(false));
+    EXPECT_FALSE(remote->unlinkToDeath(dropped).withDefault(true));
+
+    testing_hooks::killProcessOf(impl);
+    ASSERT_TRUE(kept->waitFor(1));
+    testing_hooks::waitForDeathNotifications();
+    EXPECT_EQ(dropped->count(), 0u);
+    EXPECT_EQ(kept->notices[0].cookie, 1u);
+}
+
+TEST(HidlDeath, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    wp<Recipient> weak;
+    {
+        sp<Recipient> recipient = new Recipient();
+        weak = recipient;
+        ASSERT_TRUE(remote->linkToDeath(recipient, 1).withDefault(false));
+    }
+    EXPECT_EQ(weak.promote(), nullptr);
+    testing_hooks::killProcessOf(impl);
+    testing_hooks::waitForDeathNotifications();  // must not touch the freed recipient
+}
+
+TEST(HidlDeath, LocalObject_AcceptsALinkThatNeverFires) {
+    sp<Listener21> impl = new Listener21();
+    sp<Recipient> recipient = new Recipient();
+    EXPECT_FALSE(impl->isRemote());
+    EXPECT_TRUE(impl->linkToDeath(recipient, 5).withDefault(false));
+    EXPECT_FALSE(impl->linkToDeath(nullptr, 5).withDefault(true));
+    EXPECT_TRUE(impl->unlinkToDeath(recipient).withDefault(false));
+}
+
+TEST(HidlStatus, UncheckedFailedReturn_AbortsAsOnADevice) {
+    sp<Listener21> impl = new Listener21();
+    sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    testing_hooks::killProcessOf(remote);
+    EXPECT_DEATH({ remote->onReconfigNeeded(); }, "not checked");
+}
+
+TEST(HidlStatus, ValueOfFailedReturn_AbortsAndWithDefaultDoesNot) {
+    Return<bool> failed(::android::hardware::Status::fromStatusT(::android::DEAD_OBJECT));
+    EXPECT_TRUE(failed.withDefault(true));
+    EXPECT_DEATH({ bool b = failed; (void)b; }, "failed HIDL call");
+}
+
+TEST(HidlIntrospection, InterfaceChainAndHashesFollowTheHalFiles) {
+    sp<Listener21> impl = new Listener21();
+    std::vector<std::string> chain;
+    ASSERT_TRUE(impl->interfaceChain([&](const hidl_vec<hidl_string>& d) {
+                        for (const auto& s : d) chain.emplace_back(s);
+                    }).isOk());
+    EXPECT_EQ(chain, (std::vector<std::string>{"vendor.kel.ims.rcsconfig@2.1::IRcsConfigListener",
+                                               "vendor.kel.ims.rcsconfig@2.0::IRcsConfigListener",
+                                               "android.hidl.base@1.0::IBase"}));
+    std::string descriptor;
+    impl->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; }).isOk();
+    EXPECT_EQ(descriptor, V2_1::IRcsConfigListener::descriptor);
+
+    size_t hashes = 0;
+    bool allSet = true;
+    impl->getHashChain([&](const hidl_vec<::android::hardware::hidl_array<uint8_t, 32>>& h) {
+            hashes = h.size();
+            for (const auto& one : h) {
+                bool any = false;
+                for (size_t i = 0; i < 32; ++i) any = any || one[i] != 0;
+                allSet = allSet && any;
+            }
+        }).isOk();
+    EXPECT_EQ(hashes, 3u);
+    EXPECT_TRUE(allSet);
+}

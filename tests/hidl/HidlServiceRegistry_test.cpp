@@ -1,0 +1,112 @@
+// The in-process service registry behind registerAsService/getService and
+// the recorded thread-pool configuration.
+#include <android/hidl/manager/1.0/IServiceNotification.h>
+#include <hidl/HidlTesting.h>
+#include <hidl/HidlTransportSupport.h>
+#include <vendor/kel/ims/factory/1.1/IImsFactory.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+namespace testing_hooks = ::android::hardware::testing;
+namespace F1_0 = ::vendor::kel::ims::factory::V1_0;
+namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
+namespace RC2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+namespace RC2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
+
+namespace {
+
+struct Factory11 : F1_1::IImsFactory {
+    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
+        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
+        return Void();
+    }
+    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
+        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
+        return Void();
+    }
+    Return<void> createRcsConfig_1_1(uint32_t, const sp<RC2_1::IRcsConfigListener>&, createRcsConfig_1_1_cb cb) override {
+        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
+        return Void();
+    }
+};
+
+struct Factory10 : F1_0::IImsFactory {
+    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
+        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
+        return Void();
+    }
+    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
+        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
+        return Void();
+    }
+};
+
+struct Notification : ::android::hidl::manager::V1_0::IServiceNotification {
+    std::vector<std::string> seen;
+    Return<void> onRegistration(const hidl_string& fqName, const hidl_string& name, bool preexisting) override {
+        seen.push_back(std::string(fqName) + "/" + std::string(name) + (preexisting ? " old" : " new"));
+        return Void();
+    }
+};
+
+class HidlServiceRegistry : public ::testing::Test {
+protected:
+    void TearDown() override { testing_hooks::resetServiceRegistry(); }
+};
+
+}  // namespace
+
+TEST_F(HidlServiceRegistry, RegisteredService_IsFoundUnderEveryInterfaceOfItsChain) {
+    sp<Factory11> factory = new Factory11();
+    ASSERT_EQ(factory->registerAsService("default"), ::android::OK);
+    EXPECT_EQ(F1_1::IImsFactory::getService("default").get(), factory.get());
+    sp<F1_0::IImsFactory> older = F1_0::IImsFactory::getService();
+    EXPECT_EQ(older.get(), static_cast<F1_0::IImsFactory*>(factory.get()));
+    EXPECT_EQ(F1_1::IImsFactory::getService("other"), nullptr);
+    EXPECT_EQ(RC2_0::IRcsConfig::tryGetService("default"), nullptr);
+}
+
+TEST_F(HidlServiceRegistry, OlderServiceRegisteredLater_ReplacesOnlyItsOwnVersion) {
+    sp<Factory11> newer = new Factory11();
+    sp<Factory10> older = new Factory10();
+    ASSERT_EQ(newer->registerAsService("default"), ::android::OK);
+    ASSERT_EQ(older->registerAsService("default"), ::android::OK);
+    EXPECT_EQ(F1_0::IImsFactory::getService("default").get(), older.get());
+    EXPECT_EQ(F1_1::IImsFactory::getService("default").get(), newer.get());
+}
+
+TEST_F(HidlServiceRegistry, FailingRegistration_ReportsTheStatusAndRegistersNothing) {
+    testing_hooks::failServiceRegistrations(::android::NAME_NOT_FOUND);
+    sp<Factory11> factory = new Factory11();
+    EXPECT_EQ(factory->registerAsService("default"), ::android::NAME_NOT_FOUND);
+    EXPECT_EQ(F1_1::IImsFactory::getService("default"), nullptr);
+    testing_hooks::failServiceRegistrations(::android::OK);
+    EXPECT_EQ(factory->registerAsService("default"), ::android::OK);
+}
+
+TEST_F(HidlServiceRegistry, Notification_ToldOfExistingAndLaterRegistrations) {
+    sp<Notification> notification = new Notification();
+    sp<Factory10> first = new Factory10();
+    ASSERT_EQ(first->registerAsService("default"), ::android::OK);
+    ASSERT_TRUE(F1_0::IImsFactory::registerForNotifications("default", notification));
+    sp<Factory11> second = new Factory11();
+    ASSERT_EQ(second->registerAsService("default"), ::android::OK);
+    EXPECT_EQ(notification->seen,
+              (std::vector<std::string>{"vendor.kel.ims.factory@1.0::IImsFactory/default old",
+                                        "vendor.kel.ims.factory@1.0::IImsFactory/default new"}));
+}
+
+TEST(HidlThreadpool, Configure_IsRecordedForTheProcess) {
+    EXPECT_EQ(testing_hooks::threadpoolConfigureCount(), 0u);
+    EXPECT_EQ(::android::hardware::configureRpcThreadpool(1, false), ::android::OK);
+    EXPECT_EQ(testing_hooks::threadpoolMaxThreads(), 1u);
+    EXPECT_FALSE(testing_hooks::threadpoolCallerWillJoin());
+    EXPECT_EQ(testing_hooks::threadpoolConfigureCount(), 1u);
+}

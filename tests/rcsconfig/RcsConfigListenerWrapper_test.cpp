@@ -1,0 +1,161 @@
+// RcsConfigListenerWrapper: which listener calls go out for which version
+// and slot, how an empty, uncastable or dead listener is handled, and the
+// lines that report each call.
+#include "rcsconfig/RcsConfiglistenerWrapper.h"
+
+#include <hidl/HidlTesting.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "support/LogCapture.h"
+
+using android::sp;
+using android::hardware::Return;
+using android::hardware::Void;
+using android::hidl::base::V1_0::IBase;
+namespace hooks = android::hardware::testing;
+namespace V2_0 = vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = vendor::kel::ims::rcsconfig::V2_1;
+
+namespace {
+
+struct Listener20 : V2_0::IRcsConfigListener {
+    int reconfigs = 0;
+    Return<void> onReconfigNeeded() override {
+        ++reconfigs;
+        return Void();
+    }
+};
+
+struct Listener21 : V2_1::IRcsConfigListener {
+    int reconfigs = 0;
+    int tokens = 0;
+    int32_t requestId = 0;
+    int32_t type = 0;
+    int32_t reason = 0;
+    Return<void> onReconfigNeeded() override {
+        ++reconfigs;
+        return Void();
+    }
+    Return<void> onTokenFetchRequest(int32_t id, V2_1::TokenType t, V2_1::TokenRequestReason r) override {
+        ++tokens;
+        requestId = id;
+        type = static_cast<int32_t>(t);
+        reason = static_cast<int32_t>(r);
+        return Void();
+    }
+};
+
+struct NotAListener : V2_0::ISetConfigCb {
+    Return<void> setConfigResponse(V2_0::RequestStatus) override { return Void(); }
+};
+
+std::string tag(const RcsConfigListenerWrapper& w) {
+    char buffer[32];
+    snprintf(buffer, sizeof(buffer), "[x%x]",
+             static_cast<unsigned int>(reinterpret_cast<uintptr_t>(&w)));
+    return buffer;
+}
+
+void requestToken(RcsConfigListenerWrapper& w, int32_t slot, int32_t id = 7) {
+    w.onTokenFetchRequest(id, static_cast<V2_1::TokenType>(1), static_cast<V2_1::TokenRequestReason>(2), slot);
+}
+
+}  // namespace
+
+TEST(RcsConfigListenerWrapper, Version0_GetsReconfigurationButNeverTokenRequests) {
+    imstest::LogCapture log;
+    sp<Listener21> listener = new Listener21();  // even a 2.1 object, if it came in as 2.0
+    RcsConfigListenerWrapper wrapper(listener, 0, 1);
+
+    requestToken(wrapper, 1);
+    EXPECT_EQ(listener->tokens, 0);
+    EXPECT_TRUE(log.messages().empty()) << log.dump();  // skipped silently
+
+    wrapper.onReconfigNeeded();
+    EXPECT_EQ(listener->reconfigs, 1);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status success"});
+}
+
+TEST(RcsConfigListenerWrapper, Version1_GetsTokenRequestsOfItsOwnSlotOnly) {
+    imstest::LogCapture log;
+    sp<Listener21> listener = new Listener21();
+    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
+
+    requestToken(wrapper, 2);
+    EXPECT_EQ(listener->tokens, 0);
+    EXPECT_TRUE(log.messages().empty()) << log.dump();
+
+    wrapper.onTokenFetchRequest(-3, static_cast<V2_1::TokenType>(0x7fffffff),
+                                static_cast<V2_1::TokenRequestReason>(-1), 1);
+    EXPECT_EQ(listener->tokens, 1);
+    EXPECT_EQ(listener->requestId, -3);
+    EXPECT_EQ(listener->type, 0x7fffffff);  // passed through unchanged
+    EXPECT_EQ(listener->reason, -1);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{tag(wrapper) + " Call onTokenFetchRequest with status success"});
+
+    // Reconfiguration goes out whatever the slot.
+    wrapper.onReconfigNeeded();
+    EXPECT_EQ(listener->reconfigs, 1);
+}
+
+TEST(RcsConfigListenerWrapper, DeadClient_IsLoggedAsFailAndTheCallReturns) {
+    imstest::LogCapture log;
+    sp<Listener21> listener = new Listener21();
+    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_1::IRcsConfigListener>(listener), 1, 2);
+    hooks::killProcessOf(listener);
+
+    wrapper.onReconfigNeeded();
+    requestToken(wrapper, 2);
+    EXPECT_EQ(listener->reconfigs, 0);
+    EXPECT_EQ(listener->tokens, 0);
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status fail",
+                                        tag(wrapper) + " Call onTokenFetchRequest with status fail"}));
+}
+
+TEST(RcsConfigListenerWrapper, EmptyListener_SkipsEveryCallWithALogLine) {
+    imstest::LogCapture log;
+    RcsConfigListenerWrapper wrapper(nullptr, 1, 1);
+    wrapper.onReconfigNeeded();
+    requestToken(wrapper, 1);
+    EXPECT_EQ(log.count(tag(wrapper) + " No listener, onReconfigNeeded not sent"), 1u);
+    EXPECT_EQ(log.count(tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"), 1u);
+    EXPECT_FALSE(log.contains("with status"));
+}
+
+TEST(RcsConfigListenerWrapper, ListenerOfTheWrongInterface_IsKeptEmpty) {
+    imstest::LogCapture log;
+    RcsConfigListenerWrapper wrapper(sp<IBase>(new NotAListener()), 0, 1);
+    wrapper.onReconfigNeeded();
+    EXPECT_TRUE(log.contains("No listener, onReconfigNeeded not sent"));
+}
+
+TEST(RcsConfigListenerWrapper, Version1WithA20Listener_SkipsTokenRequestsWithALogLine) {
+    imstest::LogCapture log;
+    sp<Listener20> listener = new Listener20();
+    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
+    requestToken(wrapper, 1);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"});
+    wrapper.onReconfigNeeded();
+    EXPECT_EQ(listener->reconfigs, 1);
+}
+
+TEST(RcsConfigListenerWrapper, Destruction_ReleasesTheListener) {
+    sp<Listener20> listener = new Listener20();
+    android::wp<Listener20> weak = listener;
+    {
+        RcsConfigListenerWrapper wrapper(listener, 0, 1);
+        listener.clear();
+        EXPECT_NE(weak.promote(), nullptr);
+    }
+    EXPECT_EQ(weak.promote(), nullptr);
+}

@@ -1,0 +1,239 @@
+// The fill rules of the write conversion: which lists each group reads, how
+// a bad pair stops the fill, capacities, and the log lines a trace shows.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "SettingsTestRecords.h"
+#include "ims_settings_service_v01.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using namespace rcstest;
+using imstest::LogCapture;
+
+using Filler = bool (*)(void*, SettingsData&);
+
+Filler fillerFor(uint32_t settingsId) {
+    switch (settingsId) {
+        case 0: return &RcsConfigManager::setPresenceConfigData;
+        case 1: return &RcsConfigManager::setSMConfigData;
+        case 2: return &RcsConfigManager::setUserAgentConfigData;
+        default: return &RcsConfigManager::setImsServiceEnableConfigData;
+    }
+}
+
+// Runs a group's filler on a zeroed message of the group's write length.
+struct Fill {
+    bool ok;
+    std::vector<uint8_t> msg;
+};
+
+Fill fill(SettingsId id, const Pairs& pairs) {
+    const imss_settings_group_v01* g = imss_settings_group_by_id(static_cast<int32_t>(id));
+    Fill f{false, std::vector<uint8_t>(g->set_len, 0)};
+    SettingsData data = makeRecord(id, pairs);
+    f.ok = fillerFor(g->settings_id)(f.msg.data(), data);
+    return f;
+}
+
+TEST(SetConversion, Presence_LogsEveryStepInOrder) {
+    LogCapture log;
+    rcs_settings_data_s request{};
+    ASSERT_TRUE(RcsConfigManager::convertSetReqDataToMcx(
+            makeRecord(SettingsId::PRESENCE_CONFIG, {{{101, 60}}, {{110, true}}, {{111, "uri"}}}),
+            &request));
+    free(request.msgData);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                      "convertSetReqDataToMcx for Setting 0",
+                                      "In convert rcs settings data PRESENCE_CONFIG",
+                                      "in setPresenceConfigData",
+                                      "setPresenceConfigData Int data key: 101 value: 60",
+                                      "setPresenceConfigData Bool data key: 110 value: 1",
+                                      "setPresenceConfigData string data key: 111 value: uri",
+                              }));
+}
+
+TEST(SetConversion, FailedFill_KeepsTheMessageOutOfTheRequest) {
+    LogCapture log;
+    rcs_settings_data_s request{};
+    EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
+            makeRecord(SettingsId::PRESENCE_CONFIG, {{{99, 1}}, {}, {}}), &request));
+    EXPECT_EQ(request.msgData, nullptr);
+    EXPECT_EQ(request.msgId, 0x69u);
+}
+
+TEST(SetConversion, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans) {
+    LogCapture log;
+    Fill f = fill(SettingsId::PRESENCE_CONFIG, {{{99, 5}, {100, 7}}, {{109, true}}, {{111, "x"}}});
+    EXPECT_FALSE(f.ok);
+    EXPECT_TRUE(log.contains("Int data key: 99 value: 5"));
+    EXPECT_TRUE(log.contains("Int data key: 100 value: 7")) << "the rest of the list is still walked";
+    EXPECT_FALSE(log.contains("Bool data"));
+    EXPECT_FALSE(log.contains("string data"));
+    EXPECT_EQ(f.msg[0], 1);
+    EXPECT_EQ(f.msg[72], 0);
+}
+
+// Unknown keys, and keys of the group sent in the wrong list.
+TEST(SetConversion, UnknownKeyInEachReadList_FailsTheGroup) {
+    struct Case {
+        SettingsId id;
+        Pairs pairs;
+    };
+    std::vector<Case> cases = {
+            {SettingsId::PRESENCE_CONFIG, {{{112, 1}}, {}, {}}},
+            {SettingsId::PRESENCE_CONFIG, {{}, {{108, true}}, {}}},
+            {SettingsId::PRESENCE_CONFIG, {{}, {}, {{110, "a"}}}},
+            {SettingsId::STANDALONE_MESSAGING_CONFIG, {{{302, 1}}, {}, {}}},
+            {SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{300, "a"}}}},
+            {SettingsId::USER_AGENT_STRING, {{}, {}, {{201, "a"}}}},
+            {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{{400, 1}}, {}, {}}},
+            {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{424, true}}, {}}},
+            {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {}, {{417, "a"}}}},
+    };
+    for (size_t i = 0; i < cases.size(); ++i) {
+        EXPECT_FALSE(fill(cases[i].id, cases[i].pairs).ok) << "case " << i;
+    }
+}
+
+TEST(SetConversion, LaterPairWithTheSameKey_Overwrites) {
+    Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
+                  {{{300, 1}, {300, 2}}, {}, {{304, "longer-name"}, {304, "short"}}});
+    ASSERT_TRUE(f.ok);
+    EXPECT_EQ(f.msg[378], 2);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&f.msg[259])), "short");
+}
+
+// Every string field of every group: exactly the capacity is accepted, one
+// more fails and leaves the field flagged but empty.
+TEST(SetConversion, StringCapacity_ExactIsAcceptedOneMoreFails) {
+    for (const auto& g : imss_settings_groups_v01) {
+        for (size_t i = 0; i < g.field_count; ++i) {
+            const auto& field = g.fields[i];
+            if (field.type != IMSS_VALUE_CHARS) continue;
+            SCOPED_TRACE(field.field_name);
+            auto id = static_cast<SettingsId>(g.settings_id);
+            Fill exact = fill(id, {{}, {}, {{field.key, std::string(field.capacity, 'c')}}});
+            EXPECT_TRUE(exact.ok);
+            EXPECT_EQ(exact.msg[field.value_offset + field.capacity - 1], 'c');
+
+            Fill over = fill(id, {{}, {}, {{field.key, std::string(field.capacity + 1, 'c')}}});
+            EXPECT_FALSE(over.ok);
+            if (field.flag_offset != IMSS_NO_PRESENCE_FLAG) {
+                EXPECT_EQ(over.msg[field.flag_offset], 1);
+            }
+            for (uint32_t b = 0; b < field.capacity; ++b) {
+                ASSERT_EQ(over.msg[field.value_offset + b], 0) << "byte " << b;
+            }
+        }
+    }
+}
+
+TEST(SetConversion, UserAgent_EachPairRewritesTheWholeArray) {
+    Fill f = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "a-long-agent"}, {200, "ua"}}});
+    ASSERT_TRUE(f.ok);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(f.msg.data())), "ua");
+    Fill g = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "ua"}, {200, std::string(1025, 'x')}}});
+    EXPECT_FALSE(g.ok);
+    EXPECT_EQ(g.msg, std::vector<uint8_t>(1024, 0));
+}
+
+TEST(SetConversion, ListsTheGroupDoesNotRead_CountAsNoSetting) {
+    LogCapture log;
+    EXPECT_FALSE(fill(SettingsId::USER_AGENT_STRING, {{{200, 1}, {300, 2}}, {{200, true}}, {}}).ok);
+    EXPECT_EQ(log.count("No setting specified"), 1u);
+    EXPECT_FALSE(log.contains("setUserAgentConfigData string data"));
+
+    EXPECT_FALSE(fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {{300, true}}, {}}).ok);
+    EXPECT_FALSE(fill(SettingsId::PRESENCE_CONFIG, {}).ok);
+    EXPECT_FALSE(fill(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {}).ok);
+    EXPECT_EQ(log.count("No setting specified"), 4u);
+}
+
+TEST(SetConversion, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedField) {
+    LogCapture log;
+    Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
+                  {{}, {{999, true}, {304, false}}, {{302, "acs"}, {304, "vendor"}, {313, "2.0"}}});
+    EXPECT_TRUE(f.ok);
+    EXPECT_EQ(f.msg[258], 1);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                      "in setSMConfigData",
+                                      "setSMConfigData string data key: 302 value: acs len: 3",
+                                      "setSMConfigData string data key: 304 value: vendor len: 6",
+                                      "client_vendor",
+                                      "setSMConfigData string data key: 313 value: 2.0 len: 3",
+                                      "bot_version",
+                              }));
+}
+
+TEST(SetConversion, StandaloneMessaging_UnknownStringKeyLogsDefaultAndWalksOn) {
+    LogCapture log;
+    Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{314, "x"}, {309, "1.0"}}});
+    EXPECT_FALSE(f.ok);
+    int def = log.indexOf("default");
+    ASSERT_GE(def, 0);
+    EXPECT_GT(log.indexOf("rcs_version"), def);
+    EXPECT_EQ(f.msg[343], 1);
+}
+
+TEST(SetConversion, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
+    LogCapture log;
+    Fill f = fill(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
+                  {{{419, 1}, {999, 2}, {420, 3}}, {{400, true}}, {}});
+    EXPECT_FALSE(f.ok);
+    EXPECT_TRUE(log.contains("setImsServiceEnableConfigData Int data key: 419 value: 1 retVal 1"));
+    EXPECT_TRUE(log.contains("setImsServiceEnableConfigData Int data key: 999 value: 2 retVal 1"));
+    EXPECT_TRUE(log.contains("setImsServiceEnableConfigData Int data key: 420 value: 3 retVal 0"));
+    EXPECT_FALSE(log.contains("Bool data"));
+
+    log.clear();
+    Fill g = fill(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
+                  {{}, {{401, false}}, {{418, std::string(21, 'w')}, {418, "ok"}}});
+    EXPECT_FALSE(g.ok);
+    EXPECT_TRUE(log.contains("setImsServiceEnableConfigData Bool data key: 401 value: 0 retVal 1"));
+    EXPECT_TRUE(log.contains("setImsServiceEnableConfigData string data key: 418 value: ok retVal 0"));
+}
+
+TEST(SetConversion, SettingsIdFour_IsRefusedOnBothPaths) {
+    LogCapture log;
+    rcs_settings_data_s request{};
+    EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
+            makeRecord(static_cast<SettingsId>(4), {{{100, 1}}, {}, {}}), &request));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"convertSetReqDataToMcx for Setting 4",
+                                                        "Invalid Setting ID passed"}));
+    EXPECT_EQ(request.msgData, nullptr);
+
+    log.clear();
+    EXPECT_FALSE(RcsConfigManager::convertReceiveRespDataToMcx(4, &request));
+    EXPECT_FALSE(RcsConfigManager::convertReceiveRespDataToMcx(-1, &request));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                      "Invalid Setting ID passed",
+                                      "Unable to allocate memory for request message",
+                                      "Invalid Setting ID passed",
+                                      "Unable to allocate memory for request message"}));
+    EXPECT_EQ(request.msgData, nullptr);
+}
+
+TEST(SetConversion, ReadPreparation_GivesTheReadIdAndAZeroedResponseBuffer) {
+    LogCapture log;
+    const char* names[] = {"PRESENCE_CONFIG", "STANDALONE_MESSAGING_CONFIG", "USER_AGENT_STRING",
+                           "IMS_SERVICE_ENABLE_CONFIG"};
+    const uint32_t readIds[] = {0x6A, 0x6D, 0x8A, 0x90};
+    for (int id = 0; id < 4; ++id) {
+        rcs_settings_data_s request{};
+        ASSERT_TRUE(RcsConfigManager::convertReceiveRespDataToMcx(id, &request));
+        EXPECT_EQ(request.msgId, readIds[id]);
+        const auto* g = imss_settings_group_by_id(id);
+        EXPECT_EQ(std::vector<uint8_t>(static_cast<uint8_t*>(request.msgData),
+                                       static_cast<uint8_t*>(request.msgData) + g->get_resp_len),
+                  std::vector<uint8_t>(g->get_resp_len, 0));
+        free(request.msgData);
+        EXPECT_EQ(log.messages().back(), std::string("convertReceiveRespDataToMcx for ") + names[id]);
+    }
+}
+
+}  // namespace

@@ -1,7 +1,6 @@
 // The generated settings records and the value types under them: what the
 // settings conversion relies on when it copies and compares client records.
 #include <vendor/kel/ims/rcsconfig/2.0/types.h>
-#include <vendor/kel/ims/rcsconfig/2.1/types.h>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +10,6 @@
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
-namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 
 namespace {
 
@@ -46,23 +44,6 @@ TEST(HidlRecords, SettingsData_WhenMoved_LeavesSourceEmpty) {
     EXPECT_EQ(target.settingsValues.intData.size(), 2u);
     EXPECT_EQ(source.settingsValues.intData.size(), 0u);  // NOLINT: moved-from state is defined
     EXPECT_EQ(source.settingsValues.stringData.size(), 0u);
-}
-
-TEST(HidlRecords, KeyNumbers_MatchTheFourGroups) {
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::PresenceConfigKeys::PUBLISH_TIMER), 100u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::PresenceConfigKeys::PRESENCE_SERVICE_URI), 111u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::UserAgentStringKeys::IMS_USER_AGENT), 200u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::StandaloneMessagingConfigKeys::BOT_VERSION), 313u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::ImsServiceEnableConfigKeys::SERVICE_MASK_BY_NETWORK_ENABLED), 421u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::ImsServiceEnableConfigKeys::MMTEL_CALL_COMPOSER_CONFIG_ENABLED), 423u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG), 3u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::RequestStatus::OK), 0u);
-    EXPECT_EQ(static_cast<uint32_t>(V2_0::RequestStatus::FAIL), 3u);
-    // The token enumerations are 32-bit and carry any value through unchanged.
-    static_assert(sizeof(V2_1::TokenType) == 4 && sizeof(V2_1::StatusCode) == 4 &&
-                  sizeof(V2_1::TokenRequestReason) == 4, "32-bit enumerations");
-    auto unknown = static_cast<V2_1::StatusCode>(-5);
-    EXPECT_EQ(static_cast<int32_t>(unknown), -5);
 }
 
 TEST(HidlString, KeepsLengthAndEmbeddedZeros) {

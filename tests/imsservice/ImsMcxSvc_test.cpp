@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -29,7 +30,13 @@ mcx_idl_service_object* imss() { return imss_get_service_object_internal_v01(1, 
 mcx_idl_service_object* imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
 
 std::mutex gOrderLock;
+std::condition_variable gOrderChanged;
 std::vector<std::string> gOrder;  // guarded by gOrderLock: svcUp calls across instances
+
+bool waitForBringUps(size_t n) {
+    std::unique_lock<std::mutex> l(gOrderLock);
+    return gOrderChanged.wait_for(l, 5s, [&] { return gOrder.size() >= n; });
+}
 
 // A minimal client: opens its connection in svcUp and waits again after a loss.
 class TestSvc : public ImsMcxSvc {
@@ -46,6 +53,7 @@ public:
         }
         std::lock_guard<std::mutex> l(gOrderLock);
         gOrder.push_back(mName);
+        gOrderChanged.notify_all();
     }
     void modemDown() override {
         downs++;
@@ -116,7 +124,7 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     // The flag was cleared: after a modem restart both come up once more
     // (one of them signalled, the other queued again or signalled itself).
     modem.restart();
-    ASSERT_TRUE(log.waitFor("handleImsSvcStatusEvent Service Up event 1 ", 5s, 2) && loop.waitUntilIdle());
+    ASSERT_TRUE(waitForBringUps(4) && loop.waitUntilIdle());
     EXPECT_EQ(first.downs, 1);
     EXPECT_EQ(second.downs, 1);
     EXPECT_EQ(first.ups, 2);

@@ -37,21 +37,5 @@ TEST_F(UceStatusTest, GetUceStatus_FlagsFollowThePlatformMask) {
     EXPECT_EQ(log.count("RcsConfig got getUceStatus request"), std::size(cases));
 }
 
-TEST_F(UceStatusTest, GetUceStatus_DeadListenerStaysFiled) {
-    ASSERT_NO_FATAL_FAILURE(startService());
-    sp<Listener_2_1> listener = new Listener_2_1();
-    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-    sp<UceListener> uce = new UceListener();
-    sp<V2_0::IRcsServiceStatusListener> proxy = remote<V2_0::IRcsServiceStatusListener>(uce);
-    config->getUceStatus(proxy);
-    config->getUceStatus(proxy);
-
-    ::android::hardware::testing::killProcessOf(proxy);
-    ::android::hardware::testing::waitForDeathNotifications();
-    // Both recipients heard of the death and both stay, as does the link.
-    EXPECT_EQ(log.count("RcsConfig client died. cookie:"), 2u);
-    EXPECT_EQ(static_cast<RcsConfig*>(config.get())->filed().uceStatusRecipients, 2u);
-}
-
 }  // namespace
 }  // namespace servicetest

@@ -5,6 +5,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 namespace imstest {
 
 void LoopThread::WakeMonitor::nextEventChanged() {
@@ -60,6 +62,11 @@ void LoopThread::post(std::function<void()> fn) {
 void LoopThread::runOnLoop(const std::function<void()>& fn) {
     if (isLoopThread()) {
         fn();
+        return;
+    }
+    if (!running()) {
+        // Waiting would hang the test; say why instead.
+        ADD_FAILURE() << "LoopThread::runOnLoop called while the loop is not running";
         return;
     }
     bool done = false;  // guarded by mLock

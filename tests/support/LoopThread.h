@@ -73,7 +73,8 @@ public:
     // Runs `fn` on the loop thread, later, in posting order.
     void post(std::function<void()> fn);
     // Runs `fn` on the loop thread and returns when it has run; runs it inline
-    // when called on the loop thread. The loop must be running.
+    // when called on the loop thread. The loop must be running (a test failure
+    // is recorded otherwise) and must not be stopped by another thread meanwhile.
     void runOnLoop(const std::function<void()>& fn);
 
     // Waits until the loop is idle (see above). False on time-out or if the

@@ -16,8 +16,9 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <map>
+#include <string_view>
 #include <mutex>
-#include <set>
 
 namespace {
 
@@ -29,7 +30,9 @@ struct PowerState {
     std::string sysfsDir = kSysfsDir;  // guarded by lock
     int lockFd = -1;             // guarded by lock
     int unlockFd = -1;           // guarded by lock
-    std::set<std::string> held;  // guarded by lock
+    // Name -> held. Names stay once seen, so the usual take/release cycle of
+    // one name allocates nothing after the first time.
+    std::map<std::string, bool, std::less<>> held;  // guarded by lock
     int acquires = 0;            // guarded by lock
     int releases = 0;            // guarded by lock
     int failAcquire = 0;         // guarded by lock
@@ -99,7 +102,12 @@ extern "C" int acquire_wake_lock(int lock, const char* id) {
     } else {
         rv = static_cast<int>(strlen(id));
     }
-    s.held.insert(id);
+    auto it = s.held.find(std::string_view(id));
+    if (it == s.held.end()) {
+        s.held.emplace(id, true);
+    } else {
+        it->second = true;
+    }
     ++s.acquires;
     return rv;
 }
@@ -115,7 +123,8 @@ extern "C" int release_wake_lock(const char* id) {
         return fail(err);
     }
     // The kernel refuses to unlock a name it does not know; so does the record.
-    if (s.held.count(id) == 0) return fail(EINVAL);
+    auto it = s.held.find(std::string_view(id));
+    if (it == s.held.end() || !it->second) return fail(EINVAL);
     int rv = 0;
     if (s.unlockFd >= 0) {
         rv = writeName(s.unlockFd, id);
@@ -123,7 +132,7 @@ extern "C" int release_wake_lock(const char* id) {
     } else {
         rv = static_cast<int>(strlen(id));
     }
-    s.held.erase(id);
+    it->second = false;
     ++s.releases;
     return rv;
 }
@@ -133,13 +142,18 @@ namespace power_host {
 std::vector<std::string> heldWakeLocks() {
     PowerState& s = state();
     std::lock_guard<std::mutex> guard(s.lock);
-    return std::vector<std::string>(s.held.begin(), s.held.end());
+    std::vector<std::string> names;
+    for (const auto& entry : s.held) {
+        if (entry.second) names.push_back(entry.first);
+    }
+    return names;
 }
 
 bool isWakeLockHeld(const std::string& id) {
     PowerState& s = state();
     std::lock_guard<std::mutex> guard(s.lock);
-    return s.held.count(id) != 0;
+    auto it = s.held.find(id);
+    return it != s.held.end() && it->second;
 }
 
 int acquireCount() {

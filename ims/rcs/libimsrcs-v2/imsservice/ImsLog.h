@@ -56,12 +56,20 @@ inline const TidText& tidText() {
 
 }  // namespace imslog_detail
 
+/*
+ * True when a line written now would reach the log. Lets callers skip building
+ * costly arguments (strings, dumps) for lines that would be dropped.
+ */
+static inline bool isImsLogEnabled() {
+    return __android_log_is_loggable(ANDROID_LOG_ERROR, nullptr, ANDROID_LOG_VERBOSE) != 0;
+}
+
 static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
 static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...) {
     (void)level;
-    if (!__android_log_is_loggable(ANDROID_LOG_ERROR, nullptr, ANDROID_LOG_VERBOSE)) return;
+    if (!isImsLogEnabled()) return;
 
     // Marker and base name; the name is cut so that the prefix fits 128 characters.
     static const char kMarker[] = "[IMS_COM] |";

@@ -28,6 +28,8 @@ void normalise(timespec& ts) {
 
 }  // namespace
 
+// Callers skip toString() when the line would be dropped: it runs on every
+// timer operation and costs more than the operation itself.
 std::string ImsTimer::TimedEvent::toString() const {
     char buf[256];
     snprintf(buf, sizeof(buf), "TimedEvent id:%d callback:%p data:%p delay:%ldms time: %ld.%06ld (Epoch)",
@@ -70,7 +72,7 @@ int ImsTimer::addTimedCallback(long delayMs, TimedCallback cb, void* data) {
         std::lock_guard<std::mutex> guard(mLock);
         ev.id = nextTimerIdLocked();
         pushLocked(ev);
-        IMS_LOG("Adding timed callback - %s", ev.toString().c_str());
+        if (isImsLogEnabled()) IMS_LOG("Adding timed callback - %s", ev.toString().c_str());
         // Ids are not compared: an equal event queued earlier is just as early.
         const TimedEvent& front = queue.front();
         becameFront = cmpTimeSpec(front.time, ev.time) == 0 && front.callback == ev.callback &&
@@ -83,20 +85,54 @@ int ImsTimer::addTimedCallback(long delayMs, TimedCallback cb, void* data) {
 
 void ImsTimer::removeTimedCallback(int id) {
     std::lock_guard<std::mutex> guard(mLock);
-    auto keep = queue.begin();
-    bool removed = false;
-    for (auto it = queue.begin(); it != queue.end(); ++it) {
-        if (it->id == id) {
-            IMS_LOG("Removing timed callback - %s", it->toString().c_str());
-            removed = true;
-        } else {
-            if (keep != it) *keep = *it;
-            ++keep;
+    size_t matches = 0;
+    size_t at = 0;
+    for (size_t i = 0; i < queue.size(); ++i) {
+        if (queue[i].id == id) {
+            if (isImsLogEnabled()) IMS_LOG("Removing timed callback - %s", queue[i].toString().c_str());
+            ++matches;
+            at = i;
         }
     }
-    if (!removed) return;
-    queue.erase(keep, queue.end());
+    if (matches == 0) return;
+    if (matches == 1) {
+        // The usual case: take the one event out and repair the heap around it.
+        queue[at] = queue.back();
+        queue.pop_back();
+        if (at < queue.size()) {
+            siftUpLocked(at);
+            siftDownLocked(at);
+        }
+        return;
+    }
+    // An id handed out again after wrapping while its old event still waits.
+    queue.erase(std::remove_if(queue.begin(), queue.end(),
+                               [id](const TimedEvent& ev) { return ev.id == id; }),
+                queue.end());
     std::make_heap(queue.begin(), queue.end(), cmp);
+}
+
+void ImsTimer::siftUpLocked(size_t i) {
+    while (i > 0) {
+        size_t parent = (i - 1) / 2;
+        if (!cmp(queue[parent], queue[i])) break;
+        std::swap(queue[parent], queue[i]);
+        i = parent;
+    }
+}
+
+void ImsTimer::siftDownLocked(size_t i) {
+    const size_t n = queue.size();
+    for (;;) {
+        size_t first = i;
+        size_t left = 2 * i + 1;
+        size_t right = left + 1;
+        if (left < n && cmp(queue[first], queue[left])) first = left;
+        if (right < n && cmp(queue[first], queue[right])) first = right;
+        if (first == i) return;
+        std::swap(queue[first], queue[i]);
+        i = first;
+    }
 }
 
 int ImsTimer::timeUntilNextEvent() const {
@@ -128,7 +164,7 @@ void ImsTimer::processEvents() {
             std::pop_heap(queue.begin(), queue.end(), cmp);
             ev = queue.back();
             queue.pop_back();
-            IMS_LOG("Callback triggered - %s", ev.toString().c_str());
+            if (isImsLogEnabled()) IMS_LOG("Callback triggered - %s", ev.toString().c_str());
         }
 
         // The lock is free here: the callback may add or remove timers.
@@ -151,21 +187,14 @@ void ImsTimer::processEvents() {
 
         std::lock_guard<std::mutex> guard(mLock);
         pushLocked(ev);
-        IMS_LOG("Re-entering timed callback - %s", ev.toString().c_str());
+        if (isImsLogEnabled()) IMS_LOG("Re-entering timed callback - %s", ev.toString().c_str());
     }
 }
 
 void ImsTimer::log() const {
-    size_t n;
-    int next;
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        n = queue.size();
-        next = timeUntilNextEventLocked();
-    }
     IMS_LOG("ImsTimer *******************************************");
-    IMS_LOG("    items queued: %zu", n);
-    IMS_LOG("    next item in: %dms", next);
+    IMS_LOG("    items queued: %zu", size());
+    IMS_LOG("    next item in: %dms", timeUntilNextEvent());
 }
 
 size_t ImsTimer::size() const {

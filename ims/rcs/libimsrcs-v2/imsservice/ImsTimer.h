@@ -56,7 +56,8 @@ public:
     int addTimedCallback(long delayMs, TimedCallback cb, void* data);
 
     // Drops every queued event with this id; an unknown id changes nothing.
-    // A callback that is running at that moment is not affected. Any thread.
+    // An event whose callback is running at that moment is not queued, so it is
+    // re-queued by its callback's result as usual. Any thread.
     void removeTimedCallback(int id);
 
     // Milliseconds until the earliest event (rounded up), 0 if one is due,
@@ -99,6 +100,8 @@ protected:
 private:
     int timeUntilNextEventLocked() const;
     void pushLocked(const TimedEvent& ev);
+    void siftUpLocked(size_t i);
+    void siftDownLocked(size_t i);
 };
 
 #endif  // IMS_TIMER_H

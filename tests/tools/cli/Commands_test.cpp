@@ -4,6 +4,8 @@
 
 #include <zlib.h>
 
+#include <signal.h>
+
 #include <sstream>
 
 #include "ToolProcess.h"
@@ -209,7 +211,9 @@ TEST(Commands_Modem, ControlPassesThroughAndUnknownControlFails) {
 TEST(Commands_Dump, PrintsTheServiceStateAndExits0) {
     ToolResult r = runTool({"--slot", "2", "dump"});
     ASSERT_EQ(0, r.exitCode) << r.err;
-    EXPECT_FALSE(r.out.empty());
+    EXPECT_TRUE(r.has("Modem (embedded modem emulator)"));
+    EXPECT_TRUE(r.has("  slot 2: settings client subscribed: yes, application client subscribed: yes"));
+    EXPECT_TRUE(r.has("slot 2, IRcsConfigListener 2.1"));
 }
 
 TEST(Commands_Json, EveryResultAndNoticeIsOneJsonObjectPerLine) {
@@ -249,6 +253,52 @@ TEST(Commands_Daemon, NoDaemonOnTheSocketIsAFailure) {
     ToolResult r = runTool({"--modem-socket", dir.path() + "/none.sock", "--timeout", "1", "dump"});
     EXPECT_EQ(1, r.exitCode) << r.out;
     EXPECT_NE(std::string::npos, r.err.find("rcsconfigctl: ")) << r.err;
+}
+
+}  // namespace
+}  // namespace clitest
+
+namespace clitest {
+namespace {
+
+TEST(Commands_Watch, FromTheCommandLineItPrintsAnotherClientsChangesUntilInterrupted) {
+    // Two clients on one modem daemon: one watches, the other writes.
+    TempDir dir;
+    const std::string socket = dir.path() + "/modem.sock";
+    ModemDaemon daemon(socket);
+    ASSERT_TRUE(daemon.start());
+    BackgroundTool watcher({"--modem-socket", socket, "watch", "user-agent"});
+    ASSERT_TRUE(watcher.waitForOutput("[slot 1] watch USER_AGENT_STRING -> OK", 20000));
+    ToolResult writer = runTool({"--modem-socket", socket, "set-settings", "user-agent", "IMS_USER_AGENT=from B"});
+    ASSERT_EQ(0, writer.exitCode) << writer.err;
+    ASSERT_TRUE(watcher.waitForOutput("IMS_USER_AGENT (200) = \"from B\"", 20000));
+    ToolResult r = watcher.stop(SIGINT);
+    EXPECT_EQ(0, r.exitCode) << r.err;
+    EXPECT_TRUE(r.has("[slot 1] change of USER_AGENT_STRING:"));
+}
+
+TEST(Commands_Watch, CountEndsTheWatchAfterThatManyChanges) {
+    TempDir dir;
+    const std::string socket = dir.path() + "/modem.sock";
+    ModemDaemon daemon(socket);
+    ASSERT_TRUE(daemon.start());
+    BackgroundTool watcher({"--modem-socket", socket, "--slot", "2", "watch", "presence", "--count", "2"});
+    ASSERT_TRUE(watcher.waitForOutput("[slot 2] watch PRESENCE_CONFIG -> OK", 20000));
+    ToolResult writer = runScript("slot 2\nset-settings presence PUBLISH_TIMER=1\nset-settings presence PUBLISH_TIMER=2\n",
+                                  {"--modem-socket", socket});
+    ASSERT_EQ(0, writer.exitCode) << writer.err;
+    ToolResult r = watcher.stop(0);  // signal 0: only collect; the watch ends by itself
+    EXPECT_EQ(0, r.exitCode) << r.err;
+    EXPECT_EQ(2u, r.count("[slot 2] change of PRESENCE_CONFIG:"));
+}
+
+TEST(Commands_Factory, Version10ObjectsGetNoTokenRequests) {
+    ToolResult r = runScript("dump\nmodem token-request FCM_TOKEN TOKEN_INVALID 3\nwait token-request --timeout 1\n",
+                             {"--factory", "1.0"});
+    EXPECT_EQ(1, r.exitCode);
+    EXPECT_TRUE(r.has("  modem up: yes, carrier configuration accepted: yes"));
+    EXPECT_TRUE(r.has("slot 1, IRcsConfigListener 2.0"));
+    EXPECT_EQ("rcsconfigctl: stdin:3: wait token-request: no token request for slot 1 within 1 s\n", r.err);
 }
 
 }  // namespace

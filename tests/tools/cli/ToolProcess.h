@@ -25,6 +25,25 @@ struct ToolResult {
 // Runs the client with `args`, feeding `input` on stdin; waits for it to end.
 ToolResult runTool(const std::vector<std::string>& args, const std::string& input = "");
 
+// A client left running in the background (e.g. a watch), read line by line.
+class BackgroundTool {
+public:
+    explicit BackgroundTool(const std::vector<std::string>& args);
+    // Kills the client if it still runs.
+    ~BackgroundTool();
+    // Waits until stdout has a line containing `needle`; false after `timeoutMs`.
+    bool waitForOutput(const std::string& needle, int timeoutMs);
+    // Sends `signal` and collects the rest of the output and the exit status.
+    ToolResult stop(int signal);
+
+private:
+    void readSome(int timeoutMs);
+    pid_t mPid = -1;
+    int mOut = -1;
+    int mErr = -1;
+    ToolResult mResult;
+};
+
 // A scratch directory removed with the object.
 class TempDir {
 public:

@@ -244,6 +244,12 @@ bool CommandRunner::setConfig(const Command& c, std::string* error) {
         *error = "set-config: no answer from the service within " + seconds(mOptions.timeout);
         return false;
     }
+    // The answer of an upload is the modem's own verdict on the whole document.
+    if (status == V2_0::RequestStatus::OK) {
+        json.str("status", statusWord(status));
+        mOut.report(prefix() + what + " -> OK (accepted by the modem)", json);
+        return true;
+    }
     return requestResult(what, json, status, error);
 }
 

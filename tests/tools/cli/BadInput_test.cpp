@@ -67,5 +67,13 @@ TEST(BadInput_Json, ErrorsAlsoComeAsAJsonObjectOnStdout) {
     EXPECT_EQ("{\"error\":\"unknown group '7' (groups: presence, messaging, user-agent, ims-service)\"}\n", r.out);
 }
 
+TEST(BadInput_Help, HelpListsOptionsAndCommandsWithStatus0) {
+    ToolResult r = runTool({"--help"});
+    EXPECT_EQ(0, r.exitCode);
+    EXPECT_EQ(0u, r.at("usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]"));
+    EXPECT_TRUE(r.has("  set-settings GROUP KEY=VALUE ...        write settings of one group"));
+    EXPECT_EQ("", r.err);
+}
+
 }  // namespace
 }  // namespace clitest

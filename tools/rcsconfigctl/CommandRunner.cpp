@@ -550,7 +550,8 @@ bool CommandRunner::waitReconfig(const Command& c, std::string* error) {
             !mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::Reconfig && pending.count(n.slot); },
                               left, &taken)) {
             for (const auto& n : got) printNotice(n);
-            *error = "wait reconfig: no reconfiguration notice within " + seconds(timeoutOf(c));
+            *error = mNotices.stopped() ? std::string("wait reconfig: interrupted")
+                                        : "wait reconfig: no reconfiguration notice within " + seconds(timeoutOf(c));
             return false;
         }
         pending.erase(taken.back().slot);
@@ -573,8 +574,9 @@ bool CommandRunner::waitTokenRequest(const Command& c, std::string* error) {
     std::vector<Notice> taken;
     if (!mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::TokenRequest && n.slot == slot; },
                           timeoutOf(c), &taken)) {
-        *error = "wait token-request: no token request for slot " + std::to_string(slot) + " within " +
-                 seconds(timeoutOf(c));
+        *error = mNotices.stopped() ? std::string("wait token-request: interrupted")
+                                    : "wait token-request: no token request for slot " + std::to_string(slot) +
+                                          " within " + seconds(timeoutOf(c));
         return false;
     }
     for (const auto& n : taken) printNotice(n);
@@ -588,7 +590,9 @@ bool CommandRunner::waitChange(const Command& c, std::string* error) {
     if (!mNotices.waitFor([&](const Notice& n) {
             return n.kind == Notice::Kind::Change && n.slot == slot && n.settings.settingsId == id;
         }, timeoutOf(c), &taken)) {
-        *error = "wait change: no change of " + c.groups[0]->name + " within " + seconds(timeoutOf(c));
+        *error = mNotices.stopped() ? std::string("wait change: interrupted")
+                                    : "wait change: no change of " + c.groups[0]->name + " within " +
+                                          seconds(timeoutOf(c));
         return false;
     }
     for (const auto& n : taken) printNotice(n);

@@ -105,7 +105,10 @@ int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path,
                   Output& output, NoticeQueue& notices, bool keepGoing) {
     int status = 0;
     for (const auto& entry : lines) {
-        if (notices.stopped()) break;
+        if (notices.stopped()) {
+            output.error(path + ":" + std::to_string(entry.number), "interrupted");
+            return kExitFailed;
+        }
         std::string error;
         if (!runner.run(entry.command, &error)) {
             output.error(path + ":" + std::to_string(entry.number), error);
@@ -120,7 +123,11 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
     int status = 0;
     std::string line;
     int number = 0, first = 0;
-    while (!notices.stopped() && readLogicalLine(std::cin, &line, &number, &first)) {
+    while (readLogicalLine(std::cin, &line, &number, &first)) {
+        if (notices.stopped()) {
+            output.error("stdin:" + std::to_string(first), "interrupted");
+            return kExitFailed;
+        }
         std::vector<std::string> words;
         std::string error;
         Command command;

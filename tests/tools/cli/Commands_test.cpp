@@ -315,7 +315,9 @@ TEST(Commands_Wait, ASignalEndsAWaitAsAFailureAndTheClientStopsInOrder) {
     ASSERT_TRUE(tool.waitForOutput("waiting", 20000));
     ToolResult r = tool.stop(SIGTERM);
     EXPECT_EQ(1, r.exitCode);
-    EXPECT_EQ("rcsconfigctl: " + script + ":2: wait reconfig: interrupted\n", r.err);
+    // The signal ends the wait, or stops the script before the wait began.
+    EXPECT_EQ(0u, r.err.find("rcsconfigctl: " + script + ":2: ")) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("interrupted")) << r.err;
     EXPECT_FALSE(r.has("not reached"));
 }
 

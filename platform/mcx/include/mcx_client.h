@@ -5,8 +5,10 @@
  * Contract (what callers may rely on):
  * - Every function returns MCX_NO_ERR (0) on success or one of the negative
  *   codes below.
- * - mcx_client_send_msg_sync blocks for at most timeout_ms; the request and
- *   response lengths must equal those of the message in the service's table.
+ * - mcx_client_send_msg_sync blocks for at most timeout_ms (which must not be
+ *   0); the request and response lengths must equal those of the message in
+ *   the service's table, and a response of another length from the modem is
+ *   refused with MCX_ERR_RESP_LENGTH.
  * - Indication, error and notify callbacks run on the library's own threads,
  *   never on the thread that made a call into the library.
  * - A notifier reports MCX_CLIENT_SERVICE_COUNT_INC when its service appears,
@@ -39,6 +41,7 @@ typedef int mcx_client_error_type;
 #define MCX_ERR_RESP_LENGTH (-7)      /* response length differs from the message's */
 #define MCX_ERR_NO_SERVICE (-8)       /* the service is not up */
 #define MCX_ERR_TRANSPORT (-9)        /* the modem failed the message at transport level */
+#define MCX_ERR_MSG_LENGTH (-10)      /* an encoded buffer's length differs from the message's */
 
 /* Returns a constant text naming an error code ("MCX_ERR_TIMEOUT", ...). */
 const char* mcx_client_error_name(mcx_client_error_type err);
@@ -104,8 +107,9 @@ mcx_client_error_type mcx_client_send_msg_sync(mcx_client_type handle, unsigned 
                                                unsigned int resp_len, unsigned int timeout_ms);
 
 /* Decodes an encoded buffer of the given kind into a message structure. Refuses
- * (MCX_ERR_REQ_LENGTH / MCX_ERR_RESP_LENGTH / MCX_ERR_INVALID_ARG) a buffer or a
- * destination whose length is not the message's. */
+ * an encoded buffer whose length is not the message's (MCX_ERR_MSG_LENGTH), a
+ * destination smaller than the message or a message id or kind the service's
+ * table does not have (MCX_ERR_INVALID_ARG). */
 mcx_client_error_type mcx_client_message_decode(mcx_client_type handle,
                                                 mcx_idl_type_of_message_type kind,
                                                 unsigned int msg_id, const void* buf,

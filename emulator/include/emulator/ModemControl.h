@@ -1,0 +1,40 @@
+/*
+ * Text commands that steer a ModemEmulator: the same language for the
+ * in-process emulator (mcx_host_modem_control) and for the mcx-modemd daemon.
+ *
+ *   ping                                      -> "pong"
+ *   service <imss|imsa> <up|down>
+ *   restart                                   modem restart: both services down, then up
+ *   reset                                     forget all state, faults and the request log
+ *   carrier-config <on|off>                   0x9C in the supported-messages bitmap
+ *   fail <svc> <msg> transport [count]
+ *   fail <svc> <msg> result <result> <error> [count]
+ *   fail <svc> <msg> seg-status <value> [count]
+ *   fail <svc> <msg> delay <ms> [count]
+ *   drop-ind <svc> <msg> [count]
+ *   ind-length <svc> <msg> <length> [count]
+ *   clear-faults
+ *   token-request <sub> <type> <reason> [request-id]   -> "sent <n>"
+ *   count <svc> <msg>                         -> number of such requests received
+ *   connections <svc>                         -> number of open connections
+ *   configs <sub>                             -> "<n>" then "token=<t> gzip=<0|1> len=<bytes>" lines
+ *   token <sub>                               -> the stored ACS token's text
+ *   clear-requests
+ *
+ * Numbers may be decimal or 0x-hex; count 0 means "until cleared".
+ */
+#ifndef EMULATOR_MODEM_CONTROL_H
+#define EMULATOR_MODEM_CONTROL_H
+
+#include <string>
+
+#include "emulator/ModemEmulator.h"
+
+namespace mcxemu {
+
+// Runs one command; false (with the reason in *reply) if it is not understood.
+bool runControlCommand(ModemEmulator& modem, const std::string& command, std::string* reply);
+
+}  // namespace mcxemu
+
+#endif  // EMULATOR_MODEM_CONTROL_H

@@ -1,0 +1,149 @@
+/*
+ * ModemEmulator: the modem's side of the IMS Settings ("imss") and IMS
+ * Application ("imsa") services, for hosts without a modem.
+ *
+ * A transport (the messaging library's embedded transport, or the mcx-modemd
+ * daemon on behalf of its socket clients) attaches a ModemSink, opens
+ * connections to a service and passes requests in; the emulator answers them
+ * from the service's message table and its own state, and pushes indications,
+ * lost connections and service up/down through the sinks.
+ *
+ * The control half (service up/down, faults, the request log, inspection of
+ * the stored state) is for tests and for the daemon's control commands.
+ *
+ * Thread safety: every method may be called from any thread. Sinks are called
+ * with the emulator's lock held, so a sink must not call back into the
+ * emulator; it should only queue what it receives.
+ */
+#ifndef EMULATOR_MODEM_EMULATOR_H
+#define EMULATOR_MODEM_EMULATOR_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <vector>
+
+#include "emulator/ModemTypes.h"
+
+namespace mcxemu {
+
+class SettingsService;
+class ApplicationService;
+
+class ModemEmulator : private IndicationOut {
+public:
+    ModemEmulator();
+    ~ModemEmulator() override;
+    ModemEmulator(const ModemEmulator&) = delete;
+    ModemEmulator& operator=(const ModemEmulator&) = delete;
+
+    // ---- transport side ----
+
+    // Adds a sink; it is told the current state of every service at once.
+    void attach(ModemSink* sink);
+    // Removes a sink and closes its connections without telling it.
+    void detach(ModemSink* sink);
+    // True when the service (IMSS_SERVICE_ID_V01 / IMSA_SERVICE_ID_V01) is up.
+    bool isServiceUp(uint32_t serviceId) const;
+    // Opens a connection whose indications go to `sink`; 0 when the service is down or unknown.
+    uint64_t connect(uint32_t serviceId, ModemSink* sink);
+    // Closes a connection; unknown ids are ignored.
+    void disconnect(uint64_t connId);
+    // Handles one request. Lengths are checked against the service's table
+    // again here, since the daemon's bytes come from a socket.
+    ModemReply request(uint64_t connId, uint32_t msgId, const uint8_t* data, size_t len);
+
+    // ---- control side ----
+
+    // Takes a service down (every connection to it is lost) or brings it up.
+    void setServiceUp(uint32_t serviceId, bool up);
+    // Both services down, then up again: a modem restart. Stored settings,
+    // tokens and received documents survive it, connections and uploads in
+    // progress do not.
+    void restart();
+    // Forgets everything (state, faults, log); services up, carrier config supported.
+    void reset();
+    // Whether the supported-messages bitmap lists 0x9C (default: yes).
+    void setCarrierConfigSupported(bool supported);
+
+    // Fails the next `count` requests of msgId (count 0: until cleared).
+    void failMessage(uint32_t serviceId, uint32_t msgId, const MessageFault& fault, int count = 1);
+    // Drops the next `count` indications msgId (count 0: until cleared).
+    void dropIndication(uint32_t serviceId, uint32_t msgId, int count = 1);
+    // Sends the next `count` indications msgId with `length` bytes instead.
+    void setIndicationLength(uint32_t serviceId, uint32_t msgId, uint32_t length, int count = 1);
+    void clearFaults();
+
+    // Every request received, in order (also failed and refused ones).
+    std::vector<RequestRecord> requests() const;
+    // Number of requests msgId of a service received so far.
+    size_t requestCount(uint32_t serviceId, uint32_t msgId) const;
+    // Waits until requestCount(serviceId, msgId) >= count; false on timeout.
+    bool waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
+                         std::chrono::milliseconds timeout) const;
+    void clearRequests();
+    // Number of open connections to a service.
+    size_t connectionCount(uint32_t serviceId) const;
+
+    // Stored field layout of a settings group (its write-request layout).
+    std::vector<uint8_t> storedSettings(int32_t subscription, uint32_t group) const;
+    // Documents received completely by a subscription, oldest first.
+    std::vector<ReceivedConfig> receivedConfigs(int32_t subscription) const;
+    // Last ACS token received by a subscription (empty if none).
+    std::vector<uint8_t> acsToken(int32_t subscription) const;
+    // Token-fetch outcomes reported by a subscription, oldest first.
+    std::vector<TokenStatus> tokenStatuses(int32_t subscription) const;
+
+    // Sends indication 0x42 to every imsa connection bound to `subscription`
+    // and registered for token requests; returns how many got it. requestId
+    // is sent as given even when hasRequestId is false.
+    int sendTokenRequest(int32_t subscription, int32_t tokenType, int32_t requestReason,
+                         bool hasRequestId, int32_t requestId);
+
+private:
+    struct Connection {
+        uint32_t serviceId;
+        ModemSink* sink;
+    };
+    struct Countdown {
+        explicit Countdown(int count = 1);  // count <= 0: until cleared
+        bool take();                        // true if the fault applies to this use
+        int remaining;
+        bool forever;
+    };
+    struct PendingFault {
+        MessageFault fault;
+        Countdown count;
+    };
+    struct LengthFault {
+        uint32_t length;
+        Countdown count;
+    };
+    using Key = std::pair<uint32_t, uint32_t>;  // (service, message)
+
+    void emit(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override;
+    std::vector<uint64_t> connectionsOf(uint32_t serviceId) const override;
+    void setServiceUpLocked(uint32_t serviceId, bool up);
+    int32_t subscriptionOfLocked(const Connection& c, uint64_t connId) const;
+
+    mutable std::mutex mLock;
+    mutable std::condition_variable mRequestCv;
+    std::set<ModemSink*> mSinks;                    // guarded by mLock
+    std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
+    std::map<uint64_t, Connection> mConnections;    // guarded by mLock
+    uint64_t mNextConnId = 1;                       // guarded by mLock
+    std::map<Key, PendingFault> mFaults;            // guarded by mLock
+    std::map<Key, Countdown> mDroppedIndications;   // guarded by mLock
+    std::map<Key, LengthFault> mIndicationLengths;  // guarded by mLock
+    std::vector<RequestRecord> mRequests;           // guarded by mLock
+    std::unique_ptr<SettingsService> mSettings;     // guarded by mLock
+    std::unique_ptr<ApplicationService> mApplication;  // guarded by mLock
+};
+
+}  // namespace mcxemu
+
+#endif  // EMULATOR_MODEM_EMULATOR_H

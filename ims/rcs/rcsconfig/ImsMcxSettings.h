@@ -1,0 +1,256 @@
+/*
+ * ImsMcxSettings: the client of the modem's IMS Settings service ("imss").
+ *
+ * One service-wide connection tells whether the modem accepts carrier
+ * configuration and receives indications; one connection per subscription
+ * (imssClient) carries the requests: the carrier-configuration upload, the
+ * settings-group writes, reads and change registrations, and the ACS token
+ * messages. Every request runs on a detached worker thread that holds the
+ * request mutex for its whole modem exchange, so requests never interleave on
+ * the modem side. Indications are decoded on the messaging library's thread
+ * and dispatched on the event-loop thread through the handler base.
+ *
+ * The request workers live in their own sources, one per kind of request:
+ * ImsMcxSettingsConfig.cpp (upload), ImsMcxSettingsRequests.cpp (settings
+ * groups) and ImsMcxSettingsToken.cpp (ACS token and token-fetch status).
+ */
+#ifndef RCSCONFIG_IMS_MCX_SETTINGS_H
+#define RCSCONFIG_IMS_MCX_SETTINGS_H
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "ims_settings_service_v01.h"
+#include "imsservice/ImsCom.h"
+#include "imsservice/ImsComHandler.h"
+#include "imsservice/ImsMcxSvc.h"
+#include "imsservice/ImsTimer.h"
+#include "mcx_client.h"
+#include "rcsconfig/RcsSettingsData.h"
+
+class ImsMcxSettings;
+
+// State of the IMS Settings service as reported to the owner.
+enum class ServiceStatus : int32_t {
+    NOT_SUPPORTED = 0,
+    AVAILABLE = 1,  // service up and the modem accepts carrier configuration
+    MODEM_UP = 2,   // service up, no carrier configuration
+    MODEM_DOWN = 3,
+};
+
+// One event carried from the messaging library's threads to the loop thread.
+struct imssCallbackData_s {
+    int32_t type;    // IMSS_EVENT_CONNECTION_ERROR or IMSS_EVENT_INDICATION
+    uint32_t msgId;  // indication's message id, 0 for an error
+    void* data;      // malloc'ed decoded indication, freed by processMcxInd; null for an error
+};
+
+enum : int32_t {
+    IMSS_EVENT_CONNECTION_ERROR = 1,
+    IMSS_EVENT_INDICATION = 2,
+};
+
+// One carrier-configuration upload handed to its worker thread.
+struct configData_s {
+    ImsMcxSettings* owner;
+    std::vector<uint8_t> data;  // copy of the document
+    bool isGzipped;
+    int32_t token;              // configuration token of this upload, 0..255
+    int32_t subId;
+};
+
+// One ACS token send or token-fetch status report handed to its worker thread.
+struct rcsAppTokenData_s {
+    ImsMcxSettings* owner;
+    int32_t reqId;               // request id of a status report, 0 for a token
+    std::vector<uint8_t> token;  // token bytes
+    int32_t tokenType;           // kept with a status report, not sent
+    int32_t statusCode;
+    int32_t subId;
+    uint64_t requestKey;         // app-token request counter when queued
+    std::function<void(bool)> callback;  // completion of a token send; empty for a status report
+};
+
+class ImsMcxSettings : public ImsMcxSvc, public imsComHandler<imssCallbackData_s> {
+public:
+    // The telephony side's token type and fetch status pass through unchanged
+    // as their 32-bit values.
+    using TokenType = uint32_t;
+    using StatusCode = uint32_t;
+
+    // A connection of the IMS Settings service bound to one subscription.
+    class imssClient {
+    public:
+        imssClient(ImsMcxSettings* owner, int sub);
+        // Releases the connection if it is open. Loop thread or owner's destructor.
+        virtual ~imssClient();
+
+        // Opens the connection and binds it to the subscription; true when the
+        // bind request went through. Loop thread.
+        bool initClient();
+        // Releases the connection if open. Loop thread.
+        void modemDown();
+
+        // Request bodies; each runs on a worker thread holding the request mutex.
+        bool sendConfigMsg(configData_s* record);
+        bool sendRcsConfigRequestMessage(ims_settings_set_new_carrier_config_req_msg_v01& msg);
+        bool sendSettingMsg(rcs_settings_data_s* record);
+        bool receiveSettingMsg(rcs_settings_data_s* record);
+        bool updateSettingMsg(int group);
+        bool sendAppTokenMsg(ims_settings_set_acs_token_req_msg_v01& msg);
+        bool updateAppTokenStatusMsg(ims_settings_update_acs_token_status_req_msg_v01& msg);
+
+        int subscription() const { return mSub; }
+
+    private:
+        // Sends one request on this connection with the client's timeout.
+        int sendSync(unsigned int msgId, void* req, unsigned int reqLen, void* resp,
+                     unsigned int respLen);
+
+        // Written on the loop thread, read by workers: the modem library turns a
+        // released handle into an error, so a worker racing a modem restart
+        // fails its request instead of crashing.
+        std::atomic<mcx_client_type> mHandle{nullptr};
+        mcx_client_os_params mOsParams;
+        int mSub;
+        ImsMcxSettings* mOwner;
+    };
+
+    // Constructs the client with the process's event loop and timer queue and
+    // starts waiting for the service. Host's thread, before the loop runs.
+    ImsMcxSettings(ImsCom& com, ImsTimer& timer);
+    // Releases every connection. Waits for running request workers. Host's thread.
+    ~ImsMcxSettings() override;
+
+    ImsMcxSettings(const ImsMcxSettings&) = delete;
+    ImsMcxSettings& operator=(const ImsMcxSettings&) = delete;
+
+    // Service came up: reports the service status. Loop thread (service watcher).
+    void svcUp() override;
+    // Service went away or the connection failed: reports MODEM_DOWN, releases
+    // every connection, empties the maps and waits for the service again. Loop thread.
+    void modemDown() override;
+    // Dispatches one event posted by the library's threads. Loop thread.
+    void handleEvent(imssCallbackData_s& event) override;
+
+    // Opens (once) the connection of subscription 0 or 1. Loop thread.
+    bool subscribeToSub(int sub);
+    // Opens the service-wide connection and tells whether the modem accepts
+    // carrier-configuration segments. Loop thread.
+    bool carrierConfigEnabled();
+
+    // Sets or clears the one service-status listener. Owner's thread, before
+    // the service can come up.
+    void registerServiceStatusListener(std::function<void(ServiceStatus)> listener);
+    void deRegisterServiceStatusListener();
+
+    // Uploads a carrier-configuration document on a worker thread; cb answers
+    // with the modem's verdict (indication 0x9D) or false on a send failure.
+    // Always true. Manager's (loop) thread.
+    bool sendRcsConfig(std::function<void(bool)> cb, int subId, std::vector<uint8_t> config,
+                       bool isGzipped);
+    // Writes one settings group (msgData: malloc'ed write request, owned from
+    // here on). cb runs on the worker thread. Manager's (loop) thread.
+    bool sendRcsSettings(std::function<void(bool)> cb, int subId, int msgId, void* msgData);
+    // Reads one settings group into msgData (malloc'ed response buffer, owned
+    // from here on); cb gets (msgId, response) or (msgId, null) on the worker
+    // thread. Manager's (loop) thread.
+    bool receiveRcsSettings(std::function<void(int, void*)> cb, int subId, int msgId,
+                            void* msgData);
+    // Files cb as the group's change listener (first one wins) and registers
+    // for the group's indications. Manager's (loop) thread.
+    bool registerForRcsSettingsUpdate(std::function<void(int, void*)> cb, int subId,
+                                      int settingsId);
+    // Forgets the group's listener; the modem is not told. True if one was
+    // removed. Manager's (loop) thread.
+    bool deregisterForRcsSettingsUpdate(int settingsId);
+    // Sends an ACS token; cb gets the outcome on the worker thread. Manager's (loop) thread.
+    bool sendAppToken(std::function<void(bool)> cb, int subId, std::string token);
+    // Reports the outcome of a token fetch. Manager's (loop) thread.
+    bool sendTokenFetchStatus(int subId, int reqId, TokenType tokenType, StatusCode statusCode);
+
+    // Indication callback of every connection of this client. Library's thread.
+    static void mcxImsSettingsSvcIndCb(mcx_client_struct* handle, unsigned int msgId,
+                                       void* ind_buf, unsigned int ind_buf_len,
+                                       void* ind_cb_data);
+    // Error callback of the service-wide connection. Library's thread.
+    static void mcxErrorCb(mcx_client_struct* handle, int error, void* data);
+
+    // Dispatches one decoded indication and frees it. Loop thread.
+    void processMcxInd(unsigned int msgId, void* data);
+
+    // Worker thread entries.
+    static void sendConfigdata(void* record);
+    static void sendRcsSettingData(rcs_settings_data_s* record);
+    static void receiveRcsSettingData(rcs_settings_data_s* record);
+    static void registerForSettingsUpdate(rcs_settings_data_s* record);
+    static void sendAppTokenData(rcsAppTokenData_s* record);
+    static void updateAppTokenStatus(rcsAppTokenData_s* record);
+
+private:
+    friend class imssClient;
+
+    static constexpr size_t kSlotCount = 3;
+
+    void SendConfigOnThread(configData_s* record);
+    void SendSettingOnThread(rcs_settings_data_s* record);
+    void ReceiveSettingOnThread(rcs_settings_data_s* record);
+    void UpdateSettingOnThread(rcs_settings_data_s* record);
+    void sendAppTokenOnThread(rcsAppTokenData_s* record);
+    void sendAppTokenStatusOnThread(rcsAppTokenData_s* record);
+
+    // The subscription's client, or null (also for a subscription out of range).
+    imssClient* clientFor(int subId);
+    // Counter seeds: the object's address, so numbers start anywhere.
+    uint8_t tokenSeed() const;
+    uint64_t requestSeed() const;
+    // Starts a detached worker on fn(record). A failed start raises the
+    // standard library's std::system_error, as every thread start in this
+    // client does; the record is then the caller's.
+    template <typename Record>
+    void startWorker(void (*fn)(Record*), Record* record);
+    // Brackets every worker so the destructor can wait for them.
+    void workerStarted();
+    void workerFinished();
+
+    // Held by every worker for the whole of its modem exchange.
+    std::mutex mRequestMutex;
+    std::atomic<imssClient*> mClients[kSlotCount];
+    std::function<void(ServiceStatus)> mStatusListener;
+
+    // The maps are filled on the loop thread and emptied by workers and by
+    // modemDown; mMapLock keeps them consistent and is never held while a
+    // callback runs.
+    std::mutex mMapLock;
+    std::map<int, std::function<void(bool)>> mConfigCbs;                      // guarded by mMapLock
+    std::map<unsigned long, std::function<void(bool)>> mSetSettingsCbs;       // guarded by mMapLock
+    std::map<unsigned long, std::function<void(int, void*)>> mGetSettingsCbs; // guarded by mMapLock
+    std::map<unsigned int, std::function<void(int, void*)>> mSettingsListeners; // guarded by mMapLock
+    std::map<unsigned long, std::function<void(bool)>> mAppTokenCbs;          // guarded by mMapLock
+
+    std::atomic<uint8_t> mConfigToken;
+    std::atomic<uint64_t> mSettingsRequestId;
+    std::atomic<uint64_t> mAppTokenRequestId;
+
+    std::atomic<int> mWorkersInFlight{0};
+};
+
+template <typename Record>
+void ImsMcxSettings::startWorker(void (*fn)(Record*), Record* record) {
+    workerStarted();
+    try {
+        std::thread(fn, record).detach();
+    } catch (const std::system_error& e) {
+        workerFinished();
+        throw std::system_error(e.code(), "thread constructor failed");
+    }
+}
+
+#endif  // RCSCONFIG_IMS_MCX_SETTINGS_H

@@ -1,0 +1,71 @@
+/*
+ * DaemonTransport: the messaging library talking to mcx-modemd over its Unix
+ * socket. A reader thread receives replies, indications and service events;
+ * when the daemon dies every open connection is lost and every service goes
+ * down, and the thread keeps trying to reconnect so that a restarted daemon
+ * is seen as the service coming back.
+ */
+#ifndef MCX_DAEMON_TRANSPORT_H
+#define MCX_DAEMON_TRANSPORT_H
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "McxTransport.h"
+#include "emulator/ModemWire.h"
+
+namespace mcx {
+
+class DaemonTransport : public McxTransport {
+public:
+    // Starts the reader thread and waits (at most a second) for the first
+    // connection attempt, so that the service states are known on return.
+    DaemonTransport(std::string socketPath, TransportListener& listener);
+    // Stops the reader thread; no listener call happens after it returns.
+    ~DaemonTransport() override;
+
+    int open(uint32_t serviceId, uint64_t* connId) override;
+    void close(uint64_t connId) override;
+    TransportReply request(uint64_t connId, uint32_t msgId, const void* req, uint32_t reqLen,
+                           uint32_t timeoutMs) override;
+    int control(const std::string& command, std::string* reply) override;
+
+private:
+    struct Pending {
+        bool done = false;
+        TransportReply reply;
+        uint64_t value = 0;
+    };
+
+    void readerLoop();
+    int connectSocket() const;
+    void serve(int fd);
+    void handleFrame(const mcxemu::wire::Frame& frame);
+    void lostDaemon();
+    // Writes a frame if fd is still the daemon connection.
+    void sendOn(int fd, mcxemu::wire::FrameType type, const std::vector<uint8_t>& payload);
+    // Sends a frame carrying a new request id and waits for its reply.
+    Pending call(mcxemu::wire::FrameType type, mcxemu::wire::Writer& body, uint32_t timeoutMs);
+
+    const std::string mPath;
+    TransportListener& mListener;
+    std::mutex mWriteLock;                   // one frame at a time on the socket; taken before mLock
+    std::mutex mLock;
+    std::condition_variable mCv;
+    int mFd = -1;                            // guarded by mLock
+    bool mStop = false;                      // guarded by mLock
+    bool mFirstAttemptDone = false;          // guarded by mLock
+    uint32_t mNextReqId = 1;                 // guarded by mLock
+    std::map<uint32_t, Pending> mPending;    // guarded by mLock
+    std::set<uint64_t> mOpenConns;           // guarded by mLock
+    std::set<uint32_t> mUpServices;          // guarded by mLock
+    std::thread mReader;
+};
+
+}  // namespace mcx
+
+#endif  // MCX_DAEMON_TRANSPORT_H

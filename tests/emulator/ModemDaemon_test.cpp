@@ -1,0 +1,227 @@
+// mcx-modemd as a real process behind the messaging library's daemon transport.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "emulator/ModemDaemon.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_client.h"
+#include "mcx_host.h"
+#include "support/ModemTestUtil.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// One mcx-modemd child process, started from the build tree.
+class DaemonProcess {
+public:
+    explicit DaemonProcess(std::string path) : mPath(std::move(path)) {}
+    ~DaemonProcess() { kill(); }
+
+    // Starts the daemon and waits for its ready line.
+    bool start() {
+        int fds[2];
+        if (pipe(fds) != 0) return false;
+        mPid = fork();
+        if (mPid == 0) {
+            dup2(fds[1], STDOUT_FILENO);
+            close(fds[0]);
+            close(fds[1]);
+            execl(MCX_MODEMD_PATH, "mcx-modemd", "--socket", mPath.c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        close(fds[1]);
+        std::string line;
+        char c;
+        while (read(fds[0], &c, 1) == 1 && c != '\n') line += c;
+        close(fds[0]);
+        return line.find("ready") != std::string::npos;
+    }
+    void kill() {
+        if (mPid <= 0) return;
+        ::kill(mPid, SIGKILL);
+        waitpid(mPid, nullptr, 0);
+        mPid = -1;
+    }
+
+private:
+    std::string mPath;
+    pid_t mPid = -1;
+};
+
+struct Seen {
+    std::mutex lock;
+    std::condition_variable cv;
+    std::vector<int> notify;
+    std::vector<int> errors;
+    std::vector<std::vector<uint8_t>> indications;
+    template <typename Pred>
+    bool waitUntil(Pred pred) {
+        std::unique_lock<std::mutex> l(lock);
+        return cv.wait_for(l, 10s, [&] { return pred(); });
+    }
+};
+
+void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
+    auto* s = static_cast<Seen*>(d);
+    std::lock_guard<std::mutex> l(s->lock);
+    s->notify.push_back(ev);
+    s->cv.notify_all();
+}
+void onError(mcx_client_type, int err, void* d) {
+    auto* s = static_cast<Seen*>(d);
+    std::lock_guard<std::mutex> l(s->lock);
+    s->errors.push_back(err);
+    s->cv.notify_all();
+}
+void onInd(mcx_client_type, unsigned int, void* buf, unsigned int len, void* d) {
+    auto* s = static_cast<Seen*>(d);
+    std::lock_guard<std::mutex> l(s->lock);
+    auto* p = static_cast<uint8_t*>(buf);
+    s->indications.emplace_back(p, p + len);
+    s->cv.notify_all();
+}
+
+mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+mcx_idl_service_object_type imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
+
+class ModemDaemonTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(daemon.start());
+        ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    }
+    void TearDown() override {
+        mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+        daemon.kill();
+        unlink(path.c_str());
+    }
+    mcx_client_type open(mcx_idl_service_object_type svc, Seen* s = nullptr) {
+        mcx_service_info info;
+        EXPECT_EQ(mcx_client_get_any_service(svc, &info), MCX_NO_ERR);
+        mcx_client_type h = nullptr;
+        EXPECT_EQ(mcx_client_init(&info, svc, s ? onInd : nullptr, s, nullptr, &h), MCX_NO_ERR);
+        return h;
+    }
+    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) {
+        ims_settings_bind_subscription_req_msg_v01 req{sub};
+        ims_settings_bind_subscription_resp_msg_v01 resp{};
+        return mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, 4, &resp, 16, timeout);
+    }
+    std::string control(const std::string& cmd) {
+        char reply[256] = {};
+        EXPECT_EQ(mcx_host_modem_control(cmd.c_str(), reply, sizeof(reply)), MCX_NO_ERR) << cmd;
+        return reply;
+    }
+
+    std::string path = "/tmp/mcx-modemd-test-" + std::to_string(getpid()) + ".sock";
+    DaemonProcess daemon{path};
+};
+
+TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsReturn) {
+    Seen watch, errors;
+    mcx_client_type notifier = nullptr;
+    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &watch), MCX_NO_ERR);
+    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 1; }));
+
+    mcx_client_type h = open(imss());
+    ASSERT_EQ(mcx_client_register_error_cb(h, onError, &errors), MCX_NO_ERR);
+    ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
+
+    daemon.kill();
+    ASSERT_TRUE(errors.waitUntil([&] { return !errors.errors.empty(); }));
+    EXPECT_EQ(errors.errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
+    EXPECT_EQ(bind(h, 1), MCX_ERR_SERVICE_GONE);
+    mcx_service_info info;
+    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 2; }));
+    EXPECT_EQ(watch.notify[1], MCX_CLIENT_SERVICE_COUNT_DEC);
+
+    // A new daemon on the same socket is the service coming back.
+    ASSERT_TRUE(daemon.start());
+    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 3; }));
+    EXPECT_EQ(watch.notify[2], MCX_CLIENT_SERVICE_COUNT_INC);
+    mcx_client_type again = open(imss());
+    EXPECT_EQ(bind(again, 0), MCX_NO_ERR);
+    EXPECT_EQ(errors.errors.size(), 1u);
+
+    mcx_client_release(h);
+    mcx_client_release(again);
+    mcx_client_release(notifier);
+}
+
+TEST_F(ModemDaemonTest, DaemonKeepsItsStateAcrossClientRestarts) {
+    mcx_client_type h = open(imss());
+    ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
+    ims_settings_set_acs_token_req_msg_v01 token{};
+    token.token_len = 4;
+    std::memcpy(token.token, "t0k3", 4);
+    ims_settings_set_acs_token_resp_msg_v01 resp{};
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_ACS_TOKEN_V01, &token, sizeof(token), &resp,
+                                       sizeof(resp), 1000),
+              MCX_NO_ERR);
+    auto gz = imstest::gzipBytes(imstest::patternBytes(3000));
+    ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+    seg.is_gzipped = 1;
+    seg.token = 6;
+    seg.seq_num = 1;
+    seg.seg_count = 1;
+    seg.config_len = static_cast<uint32_t>(gz.size());
+    std::memcpy(seg.config, gz.data(), gz.size());
+    ims_settings_set_new_carrier_config_resp_msg_v01 segResp{};
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_NEW_CARRIER_CONFIG_V01, &seg, sizeof(seg), &segResp,
+                                       sizeof(segResp), 1000),
+              MCX_NO_ERR);
+    mcx_client_release(h);
+
+    // The client goes away and comes back on a fresh socket connection.
+    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr), MCX_NO_ERR);
+    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    EXPECT_EQ(control("token 1"), "t0k3");
+    EXPECT_EQ(control("configs 1"), "1\ntoken=6 gzip=1 len=3000");
+    std::string direct;
+    ASSERT_TRUE(mcxemu::sendDaemonControl(path, "count imss 0x9c", &direct));
+    EXPECT_EQ(direct, "1");
+}
+
+TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
+    Seen seen;
+    mcx_client_type h = open(imsa(), &seen);
+    imsa_bind_subscription_req_msg_v01 bind{1, 0};
+    imsa_bind_subscription_resp_msg_v01 bindResp{};
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_BIND_SUBSCRIPTION_V01, &bind, 8, &bindResp, 8, 1000), MCX_NO_ERR);
+    imsa_ind_reg_req_msg_v01 reg{};
+    reg.reg[18][0] = 1;
+    reg.reg[18][1] = 1;
+    imsa_ind_reg_resp_msg_v01 regResp{};
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_IND_REGISTER_V01, &reg, 38, &regResp, 8, 1000), MCX_NO_ERR);
+
+    EXPECT_EQ(control("token-request 0 3 1 12"), "sent 1");
+    ASSERT_TRUE(seen.waitUntil([&] { return seen.indications.size() == 1; }));
+    imsa_config_token_request_ind_msg_v01 ind{};
+    ASSERT_EQ(mcx_client_message_decode(h, MCX_IDL_INDICATION, IMSA_CONFIG_TOKEN_REQUEST_IND_V01,
+                                        seen.indications[0].data(), 16, &ind, sizeof(ind)),
+              MCX_NO_ERR);
+    EXPECT_EQ(ind.token_type, 3);
+    EXPECT_EQ(ind.request_id, 12);
+
+    control("fail imsa 0x33 delay 60000");
+    EXPECT_EQ(mcx_client_send_msg_sync(h, IMSA_BIND_SUBSCRIPTION_V01, &bind, 8, &bindResp, 8, 200),
+              MCX_ERR_TIMEOUT);
+    control("fail imsa 0x33 transport");
+    EXPECT_EQ(mcx_client_send_msg_sync(h, IMSA_BIND_SUBSCRIPTION_V01, &bind, 8, &bindResp, 8, 1000),
+              MCX_ERR_TRANSPORT);
+    mcx_client_release(h);
+}
+
+}  // namespace

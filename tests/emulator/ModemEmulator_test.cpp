@@ -1,0 +1,504 @@
+// The emulator driven directly, as a transport drives it: requests in,
+// replies and pushed events out through a recording sink.
+#include "emulator/ModemEmulator.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "emulator/ModemControl.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_client.h"
+#include "support/ModemTestUtil.h"
+
+namespace {
+
+using mcxemu::ModemEmulator;
+using mcxemu::ModemReply;
+
+struct Pushed {
+    enum Kind { State, Indication, Lost } kind;
+    uint64_t connId;
+    uint32_t value;  // service id or message id
+    bool up;
+    std::vector<uint8_t> data;
+};
+
+class RecordingSink : public mcxemu::ModemSink {
+public:
+    void onServiceState(uint32_t serviceId, bool up) override {
+        events.push_back({Pushed::State, 0, serviceId, up, {}});
+    }
+    void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override {
+        events.push_back({Pushed::Indication, connId, msgId, false, std::move(data)});
+    }
+    void onConnectionLost(uint64_t connId) override {
+        events.push_back({Pushed::Lost, connId, 0, false, {}});
+    }
+    std::vector<Pushed> indications(uint64_t connId, uint32_t msgId) const {
+        std::vector<Pushed> out;
+        for (const auto& e : events) {
+            if (e.kind == Pushed::Indication && e.connId == connId && e.value == msgId) out.push_back(e);
+        }
+        return out;
+    }
+    std::vector<Pushed> events;
+};
+
+template <typename T>
+ModemReply send(ModemEmulator& m, uint64_t conn, uint32_t msgId, const T& msg) {
+    return m.request(conn, msgId, reinterpret_cast<const uint8_t*>(&msg), sizeof(msg));
+}
+
+template <typename T>
+T as(const std::vector<uint8_t>& bytes) {
+    T out{};
+    EXPECT_GE(bytes.size(), sizeof(T));
+    std::memcpy(&out, bytes.data(), std::min(bytes.size(), sizeof(T)));
+    return out;
+}
+
+class ModemEmulatorTest : public ::testing::Test {
+protected:
+    void SetUp() override { modem.attach(&sink); }
+    void TearDown() override { modem.detach(&sink); }
+
+    uint64_t imss(int32_t sub = -1) {
+        uint64_t c = modem.connect(IMSS_SERVICE_ID_V01, &sink);
+        if (sub >= 0) {
+            ims_settings_bind_subscription_req_msg_v01 bind{sub};
+            EXPECT_EQ(send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).status, 0);
+        }
+        return c;
+    }
+    void registerGroup(uint64_t conn, uint32_t group, bool report) {
+        ims_settings_config_ind_reg_req_msg_v01 reg{};
+        reg.reg[imss_settings_groups_v01[group].ind_reg_offset] = 1;
+        reg.reg[imss_settings_groups_v01[group].ind_reg_offset + 1] = report ? 1 : 0;
+        ASSERT_EQ(send(modem, conn, IMSS_CONFIG_IND_REGISTER_V01, reg).status, 0);
+    }
+    ModemReply segment(uint64_t conn, uint8_t token, uint8_t seq, uint8_t count, bool gz,
+                       const std::vector<uint8_t>& doc, size_t offset) {
+        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+        seg.is_gzipped = gz ? 1 : 0;
+        seg.token = token;
+        seg.seq_num = seq;
+        seg.seg_count = count;
+        seg.config_len = static_cast<uint32_t>(std::min<size_t>(2000, doc.size() - offset));
+        std::memcpy(seg.config, doc.data() + offset, seg.config_len);
+        return send(modem, conn, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg);
+    }
+    // Sends a whole document the way the settings client does.
+    void upload(uint64_t conn, uint8_t token, const std::vector<uint8_t>& doc, bool gz) {
+        uint8_t count = static_cast<uint8_t>(doc.size() / 2000 + 1);
+        uint8_t seq = 1;
+        for (size_t off = 0; off < doc.size(); off += 2000, ++seq) {
+            auto r = segment(conn, token, seq, count, gz, doc, off);
+            ASSERT_EQ(r.status, 0);
+            auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(r.response);
+            ASSERT_EQ(resp.seg_status, 0u);
+        }
+    }
+    int32_t lastConfigStatus(uint64_t conn, uint8_t token) {
+        auto inds = sink.indications(conn, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
+        if (inds.empty()) return -1;
+        auto ind = as<ims_settings_carrier_config_status_ind_msg_v01>(inds.back().data);
+        EXPECT_EQ(ind.ref_num, token);
+        return ind.config_status;
+    }
+
+    ModemEmulator modem;
+    RecordingSink sink;
+};
+
+TEST_F(ModemEmulatorTest, SupportedMessages_ListCarrierConfigOnlyWhenEnabled) {
+    uint64_t c = imss();
+    auto supported = [&] {
+        auto r = modem.request(c, IMSS_GET_SUPPORTED_MSGS_V01, nullptr, 0);
+        EXPECT_EQ(r.status, 0);
+        auto resp = as<ims_settings_get_supported_msgs_resp_msg_v01>(r.response);
+        EXPECT_EQ(resp.supported_msgs_valid, 1);
+        EXPECT_GE(resp.supported_msgs_len, 21u);
+        EXPECT_TRUE(resp.supported_msgs[0x98 / 8] & (1u << (0x98 % 8)));
+        EXPECT_FALSE(resp.supported_msgs[0x9D / 8] & (1u << (0x9D % 8))) << "indications are not requests";
+        return (resp.supported_msgs[19] & 0x10) != 0;
+    };
+    EXPECT_TRUE(supported());
+    modem.setCarrierConfigSupported(false);
+    EXPECT_FALSE(supported());
+}
+
+TEST_F(ModemEmulatorTest, Requests_WithWrongLengthOrUnknownIdOrClosedConnection_AreRefused) {
+    uint64_t c = imss();
+    uint8_t buf[8] = {};
+    EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 3).status, MCX_ERR_REQ_LENGTH);
+    EXPECT_EQ(modem.request(c, 0x55, buf, 4).status, MCX_ERR_INVALID_ARG);
+    EXPECT_EQ(modem.request(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01, buf, 8).status, MCX_ERR_INVALID_ARG);
+    modem.disconnect(c);
+    EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
+    EXPECT_EQ(modem.request(999, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
+    // Every request reaches the log, the refused ones too.
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 1u);
+    EXPECT_EQ(modem.requests().size(), 3u);
+}
+
+TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
+    uint64_t c = imss();
+    ims_settings_bind_subscription_req_msg_v01 bind{2};
+    auto resp = as<ims_settings_bind_subscription_resp_msg_v01>(
+        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
+    EXPECT_EQ(resp.resp.result, mcxemu::kResultFailure);
+    EXPECT_EQ(resp.resp.error, mcxemu::kErrorInvalidArgument);
+    bind.subscription = 1;
+    resp = as<ims_settings_bind_subscription_resp_msg_v01>(
+        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
+    EXPECT_EQ(resp.resp.result, 0);
+    EXPECT_EQ(resp.common_resp_valid, 1);
+}
+
+TEST_F(ModemEmulatorTest, SettingsWrite_StoresFlaggedFieldsPerSubscription_AndReadReturnsThem) {
+    uint64_t sub0 = imss(0), sub1 = imss(1);
+    const auto& presence = imss_settings_groups_v01[0];
+    std::vector<uint8_t> write(presence.set_len, 0);
+    write[0] = 1;  // publish_timer present
+    uint32_t timer = 120;
+    std::memcpy(&write[4], &timer, 4);
+    uint32_t ignored = 77;  // publish_extended_timer not flagged: must not be stored
+    std::memcpy(&write[12], &ignored, 4);
+    write[76] = 1;
+    std::memcpy(&write[77], "sip:ps@example", 14);
+    auto r = modem.request(sub0, presence.set_msg_id, write.data(), write.size());
+    ASSERT_EQ(r.status, 0);
+    ASSERT_EQ(r.response.size(), 16u);
+    EXPECT_EQ(as<ims_settings_resp_hdr_v01>(r.response).result, 0);
+
+    // A second write adds a field and keeps the first ones.
+    std::vector<uint8_t> second(presence.set_len, 0);
+    second[72] = 1;
+    second[73] = 1;
+    ASSERT_EQ(modem.request(sub0, presence.set_msg_id, second.data(), second.size()).status, 0);
+
+    uint8_t zero = 0;
+    auto read = modem.request(sub0, presence.get_msg_id, &zero, 1);
+    ASSERT_EQ(read.response.size(), presence.get_resp_len);
+    EXPECT_EQ(read.response[8], 1) << "settings_resp_valid";
+    const uint8_t* fields = read.response.data() + presence.get_fields_offset;
+    EXPECT_EQ(fields[0], 1);
+    uint32_t stored;
+    std::memcpy(&stored, fields + 4, 4);
+    EXPECT_EQ(stored, 120u);
+    EXPECT_EQ(fields[8], 0);
+    std::memcpy(&stored, fields + 12, 4);
+    EXPECT_EQ(stored, 0u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(fields + 77)), "sip:ps@example");
+    EXPECT_EQ(fields[72], 1);
+    EXPECT_EQ(fields[73], 1);
+
+    auto other = modem.request(sub1, presence.get_msg_id, &zero, 1);
+    EXPECT_EQ(std::vector<uint8_t>(other.response.begin() + 16, other.response.end()),
+              std::vector<uint8_t>(presence.set_len, 0))
+        << "subscription 1 has its own store";
+    EXPECT_EQ(modem.storedSettings(0, 0), std::vector<uint8_t>(fields, fields + presence.set_len));
+}
+
+TEST_F(ModemEmulatorTest, SettingsWrite_WithBooleanOutOfRange_StoresNothing) {
+    uint64_t c = imss(0);
+    const auto& enable = imss_settings_groups_v01[3];
+    std::vector<uint8_t> write(enable.set_len, 0);
+    write[0] = 1;
+    write[1] = 2;  // volte_enabled
+    write[16] = 1;
+    write[17] = 1;
+    auto r = modem.request(c, enable.set_msg_id, write.data(), write.size());
+    EXPECT_EQ(as<ims_settings_resp_hdr_v01>(r.response).result, mcxemu::kResultFailure);
+    EXPECT_EQ(modem.storedSettings(0, 3), std::vector<uint8_t>(enable.set_len, 0));
+}
+
+TEST_F(ModemEmulatorTest, SettingsWrite_NotifiesRegisteredConnectionsOfTheSameSubscription) {
+    uint64_t writer = imss(0), watcher = imss(0), unregistered = imss(0), otherSub = imss(1);
+    registerGroup(watcher, 2, true);
+    registerGroup(otherSub, 2, true);
+    registerGroup(unregistered, 0, true);  // another group
+    const auto& ua = imss_settings_groups_v01[2];
+    std::vector<uint8_t> write(ua.set_len, 0);
+    std::memcpy(write.data(), "IMS-UA/1.0", 10);
+    ASSERT_EQ(modem.request(writer, ua.set_msg_id, write.data(), write.size()).status, 0);
+
+    auto got = sink.indications(watcher, ua.ind_msg_id);
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].data, write);
+    EXPECT_TRUE(sink.indications(unregistered, ua.ind_msg_id).empty());
+    EXPECT_TRUE(sink.indications(otherSub, ua.ind_msg_id).empty());
+    EXPECT_TRUE(sink.indications(writer, ua.ind_msg_id).empty());
+
+    registerGroup(watcher, 2, false);  // report flag 0 withdraws the registration
+    ASSERT_EQ(modem.request(writer, ua.set_msg_id, write.data(), write.size()).status, 0);
+    EXPECT_EQ(sink.indications(watcher, ua.ind_msg_id).size(), 1u);
+}
+
+TEST_F(ModemEmulatorTest, Upload_PlainDocumentInThreeSegments_IsAcceptedAndReadable) {
+    uint64_t c = imss(1);
+    auto doc = imstest::patternBytes(4001);
+    upload(c, 42, doc, false);
+    EXPECT_EQ(lastConfigStatus(c, 42), mcxemu::kConfigAccepted);
+    auto configs = modem.receivedConfigs(1);
+    ASSERT_EQ(configs.size(), 1u);
+    EXPECT_EQ(configs[0].token, 42);
+    EXPECT_FALSE(configs[0].gzipped);
+    EXPECT_EQ(configs[0].document, doc);
+    EXPECT_TRUE(modem.receivedConfigs(0).empty());
+}
+
+TEST_F(ModemEmulatorTest, Upload_GzippedDocument_IsInflated) {
+    uint64_t c = imss(0);
+    std::vector<uint8_t> doc;
+    // Incompressible enough to span several segments once compressed.
+    uint32_t x = 12345;
+    for (int i = 0; i < 9000; ++i) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        doc.push_back(static_cast<uint8_t>(x));
+    }
+    auto gz = imstest::gzipBytes(doc);
+    ASSERT_GT(gz.size(), 4000u);
+    upload(c, 7, gz, true);
+    EXPECT_EQ(lastConfigStatus(c, 7), mcxemu::kConfigAccepted);
+    ASSERT_EQ(modem.receivedConfigs(0).size(), 1u);
+    EXPECT_EQ(modem.receivedConfigs(0)[0].document, doc);
+    EXPECT_TRUE(modem.receivedConfigs(0)[0].gzipped);
+}
+
+TEST_F(ModemEmulatorTest, Upload_MarkedGzipButNotGzip_IsRejectedWithInflateReason) {
+    uint64_t c = imss(0);
+    upload(c, 3, imstest::patternBytes(300), true);
+    EXPECT_EQ(lastConfigStatus(c, 3), mcxemu::kConfigInflateFailed);
+    // A truncated gzip stream fails too.
+    auto gz = imstest::gzipBytes(imstest::patternBytes(5000));
+    gz.resize(gz.size() / 2);
+    upload(c, 4, gz, true);
+    EXPECT_EQ(lastConfigStatus(c, 4), mcxemu::kConfigInflateFailed);
+    EXPECT_TRUE(modem.receivedConfigs(0).empty());
+}
+
+TEST_F(ModemEmulatorTest, Upload_OutOfOrderOrChangedCount_IsRejectedWithItsReason) {
+    uint64_t c = imss(0);
+    auto doc = imstest::patternBytes(5000);
+    ASSERT_EQ(segment(c, 9, 2, 3, false, doc, 2000).status, 0);
+    EXPECT_EQ(lastConfigStatus(c, 9), mcxemu::kConfigOutOfOrder);
+
+    segment(c, 10, 1, 3, false, doc, 0);
+    segment(c, 10, 3, 3, false, doc, 4000);
+    EXPECT_EQ(lastConfigStatus(c, 10), mcxemu::kConfigOutOfOrder);
+
+    segment(c, 11, 1, 3, false, doc, 0);
+    segment(c, 11, 2, 2, false, doc, 2000);
+    EXPECT_EQ(lastConfigStatus(c, 11), mcxemu::kConfigCountMismatch);
+
+    segment(c, 12, 1, 2, false, doc, 0);
+    segment(c, 12, 2, 2, true, doc, 2000);
+    EXPECT_EQ(lastConfigStatus(c, 12), mcxemu::kConfigMixedEncoding);
+    EXPECT_TRUE(modem.receivedConfigs(0).empty());
+}
+
+TEST_F(ModemEmulatorTest, Upload_FewerSegmentsThanAnnounced_GetsNoVerdict) {
+    // A document of exactly 2000 bytes announces two segments but has one.
+    uint64_t c = imss(0);
+    upload(c, 5, imstest::patternBytes(2000), false);
+    EXPECT_EQ(lastConfigStatus(c, 5), -1);
+    EXPECT_TRUE(modem.receivedConfigs(0).empty());
+}
+
+TEST_F(ModemEmulatorTest, Upload_SegmentWithBadLength_IsRefusedInSegStatus) {
+    uint64_t c = imss(0);
+    ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+    seg.seq_num = 1;
+    seg.seg_count = 1;
+    seg.config_len = 2001;
+    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+        send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
+    EXPECT_EQ(resp.seg_status_valid, 1);
+    EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
+    seg.config_len = 0;
+    resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+        send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
+    EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
+}
+
+TEST_F(ModemEmulatorTest, AcsToken_AndTokenStatus_AreStoredPerSubscription) {
+    uint64_t c = imss(1);
+    ims_settings_set_acs_token_req_msg_v01 token{};
+    token.token_len = 5;
+    std::memcpy(token.token, "abcde", 5);
+    EXPECT_EQ(as<ims_settings_resp_hdr_v01>(send(modem, c, IMSS_SET_ACS_TOKEN_V01, token).response).result, 0);
+    EXPECT_EQ(modem.acsToken(1), (std::vector<uint8_t>{'a', 'b', 'c', 'd', 'e'}));
+    EXPECT_TRUE(modem.acsToken(0).empty());
+
+    token.token_len = 513;
+    EXPECT_EQ(as<ims_settings_resp_hdr_v01>(send(modem, c, IMSS_SET_ACS_TOKEN_V01, token).response).error,
+              mcxemu::kErrorInvalidArgument);
+    EXPECT_EQ(modem.acsToken(1).size(), 5u) << "a refused token keeps the previous one";
+
+    ims_settings_update_acs_token_status_req_msg_v01 status{0, 3, 1, 77};
+    ASSERT_EQ(send(modem, c, IMSS_UPDATE_ACS_TOKEN_STATUS_V01, status).status, 0);
+    auto statuses = modem.tokenStatuses(1);
+    ASSERT_EQ(statuses.size(), 1u);
+    EXPECT_EQ(statuses[0].statusCode, 3);
+    EXPECT_TRUE(statuses[0].hasRequestId);
+    EXPECT_EQ(statuses[0].requestId, 77);
+}
+
+TEST_F(ModemEmulatorTest, TokenRequest_GoesToRegisteredImsaConnectionsOfTheSubscription) {
+    auto imsa = [&](int32_t sub, bool reg) {
+        uint64_t c = modem.connect(IMSA_SERVICE_ID_V01, &sink);
+        imsa_bind_subscription_req_msg_v01 bind{1, sub};
+        EXPECT_EQ(as<imsa_resp_hdr_v01>(send(modem, c, IMSA_BIND_SUBSCRIPTION_V01, bind).response).result, 0);
+        imsa_ind_reg_req_msg_v01 r{};
+        r.reg[IMSA_CONFIG_TOKEN_REQUEST_PAIR_V01][0] = 1;
+        r.reg[IMSA_CONFIG_TOKEN_REQUEST_PAIR_V01][1] = reg ? 1 : 0;
+        EXPECT_EQ(send(modem, c, IMSA_IND_REGISTER_V01, r).status, 0);
+        return c;
+    };
+    uint64_t wanted = imsa(1, true), unregistered = imsa(1, false), otherSub = imsa(0, true);
+    EXPECT_EQ(modem.sendTokenRequest(1, 2, 4, true, 99), 1);
+    EXPECT_EQ(modem.sendTokenRequest(1, 1, 0, false, 0), 1);
+    auto got = sink.indications(wanted, IMSA_CONFIG_TOKEN_REQUEST_IND_V01);
+    ASSERT_EQ(got.size(), 2u);
+    auto first = as<imsa_config_token_request_ind_msg_v01>(got[0].data);
+    EXPECT_EQ(first.token_type, 2);
+    EXPECT_EQ(first.request_reason, 4);
+    EXPECT_EQ(first.request_id_valid, 1);
+    EXPECT_EQ(first.request_id, 99);
+    auto second = as<imsa_config_token_request_ind_msg_v01>(got[1].data);
+    EXPECT_EQ(second.request_id_valid, 0);
+    EXPECT_TRUE(sink.indications(unregistered, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
+    EXPECT_TRUE(sink.indications(otherSub, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
+
+    imsa_bind_subscription_req_msg_v01 invalid{0, 1};
+    EXPECT_EQ(as<imsa_resp_hdr_v01>(send(modem, wanted, IMSA_BIND_SUBSCRIPTION_V01, invalid).response).result,
+              mcxemu::kResultFailure);
+}
+
+TEST_F(ModemEmulatorTest, Restart_LosesConnectionsAndUploads_KeepsStoredState) {
+    uint64_t c = imss(0);
+    uint64_t a = modem.connect(IMSA_SERVICE_ID_V01, &sink);
+    const auto& enable = imss_settings_groups_v01[3];
+    std::vector<uint8_t> write(enable.set_len, 0);
+    write[0] = 1;
+    write[1] = 1;
+    ASSERT_EQ(modem.request(c, enable.set_msg_id, write.data(), write.size()).status, 0);
+    auto doc = imstest::patternBytes(3000);
+    segment(c, 1, 1, 2, false, doc, 0);
+    sink.events.clear();
+
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    EXPECT_EQ(modem.connect(IMSS_SERVICE_ID_V01, &sink), 0u);
+    EXPECT_FALSE(modem.isServiceUp(IMSS_SERVICE_ID_V01));
+    EXPECT_TRUE(modem.isServiceUp(IMSA_SERVICE_ID_V01));
+    modem.restart();
+
+    int lostC = 0, lostA = 0, downs = 0, ups = 0;
+    for (const auto& e : sink.events) {
+        if (e.kind == Pushed::Lost) (e.connId == c ? lostC : lostA) += (e.connId == c || e.connId == a) ? 1 : 0;
+        if (e.kind == Pushed::State) (e.up ? ups : downs)++;
+    }
+    EXPECT_EQ(lostC, 1);
+    EXPECT_EQ(lostA, 1);
+    EXPECT_EQ(downs, 2);
+    EXPECT_EQ(ups, 2);
+    EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 0u);
+
+    uint64_t again = imss(0);
+    EXPECT_EQ(modem.storedSettings(0, 3), write);
+    // The upload in progress died with the restart: its second segment is out of order.
+    segment(again, 1, 2, 2, false, doc, 2000);
+    EXPECT_EQ(lastConfigStatus(again, 1), mcxemu::kConfigOutOfOrder);
+}
+
+TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
+    uint64_t c = imss();
+    ims_settings_bind_subscription_req_msg_v01 bind{0};
+    mcxemu::MessageFault transport;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, transport, 2);
+    EXPECT_EQ(send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).status, MCX_ERR_TRANSPORT);
+    EXPECT_EQ(send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).status, MCX_ERR_TRANSPORT);
+    EXPECT_EQ(send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).status, 0);
+
+    mcxemu::MessageFault header;
+    header.kind = mcxemu::MessageFault::Kind::ResponseHeader;
+    header.result = 0;
+    header.error = 3;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_PRESENCE_CONFIG_V01, header, 0);
+    std::vector<uint8_t> write(208, 0);
+    write[0] = 1;
+    for (int i = 0; i < 3; ++i) {
+        auto r = modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size());
+        EXPECT_EQ(as<ims_settings_resp_hdr_v01>(r.response).error, 3);
+    }
+    EXPECT_EQ(modem.storedSettings(0, 0)[0], 0) << "a failed write stores nothing";
+
+    mcxemu::MessageFault delay;
+    delay.kind = mcxemu::MessageFault::Kind::Delay;
+    delay.delayMs = 1500;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_PRESENCE_CONFIG_V01, delay);
+    auto delayed = modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size());
+    EXPECT_EQ(delayed.delayMs, 1500u);
+    EXPECT_EQ(modem.storedSettings(0, 0)[0], 1) << "a delayed write still takes effect";
+    modem.clearFaults();
+    EXPECT_EQ(modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size()).delayMs, 0u);
+}
+
+TEST_F(ModemEmulatorTest, SegStatusFault_AbandonsTheUpload) {
+    uint64_t c = imss(0);
+    auto doc = imstest::patternBytes(5000);
+    mcxemu::MessageFault reject;
+    reject.kind = mcxemu::MessageFault::Kind::SegStatus;
+    reject.segStatus = 2;
+    ASSERT_EQ(segment(c, 8, 1, 3, false, doc, 0).status, 0);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, reject);
+    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+        segment(c, 8, 2, 3, false, doc, 2000).response);
+    EXPECT_EQ(resp.seg_status_valid, 1);
+    EXPECT_EQ(resp.seg_status, 2u);
+    segment(c, 8, 3, 3, false, doc, 4000);
+    EXPECT_EQ(lastConfigStatus(c, 8), mcxemu::kConfigOutOfOrder);
+}
+
+TEST_F(ModemEmulatorTest, IndicationFaults_DropOrResizeTheNextIndications) {
+    uint64_t c = imss(0);
+    modem.dropIndication(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
+    modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01, 6);
+    upload(c, 1, imstest::patternBytes(10), false);
+    upload(c, 2, imstest::patternBytes(10), false);
+    upload(c, 3, imstest::patternBytes(10), false);
+    auto inds = sink.indications(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
+    ASSERT_EQ(inds.size(), 2u);
+    EXPECT_EQ(inds[0].data.size(), 6u);
+    EXPECT_EQ(inds[1].data.size(), 8u);
+    EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1].data).ref_num, 3);
+}
+
+TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
+    std::string reply;
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "fail imss 0x98 result 1 3 2", &reply));
+    uint64_t c = imss();
+    ims_settings_bind_subscription_req_msg_v01 bind{0};
+    EXPECT_EQ(as<ims_settings_resp_hdr_v01>(send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response).error, 3);
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "count imss 0x98", &reply));
+    EXPECT_EQ(reply, "1");
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "service imss down", &reply));
+    EXPECT_FALSE(modem.isServiceUp(IMSS_SERVICE_ID_V01));
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "connections imss", &reply));
+    EXPECT_EQ(reply, "0");
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "token-request 0 1 2 5", &reply));
+    EXPECT_EQ(reply, "sent 0");
+
+    for (const char* bad : {"", "fail imss", "fail imss 0x98 result 1", "fail nope 0x98 transport",
+                            "fail imss 0x98 transport 2 3", "service imss sideways", "count imss x",
+                            "drop-ind imss", "ind-length imss 0x9d -1"}) {
+        EXPECT_FALSE(mcxemu::runControlCommand(modem, bad, &reply)) << bad;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,216 @@
+// The service watcher against the embedded modem emulator, on a real loop thread.
+#include "imsservice/ImsMcxSvc.h"
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "emulator/ModemEmulator.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_host.h"
+#include "support/LogCapture.h"
+#include "support/LoopThread.h"
+
+namespace {
+
+using imstest::LogCapture;
+using imstest::LoopThread;
+using namespace std::chrono_literals;
+
+mcx_idl_service_object* imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+mcx_idl_service_object* imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
+
+std::mutex gOrderLock;
+std::condition_variable gOrderChanged;
+std::vector<std::string> gOrder;  // guarded by gOrderLock: svcUp calls across instances
+
+bool waitForBringUps(size_t n) {
+    std::unique_lock<std::mutex> l(gOrderLock);
+    return gOrderChanged.wait_for(l, 5s, [&] { return gOrder.size() >= n; });
+}
+
+// A minimal client: opens its connection in svcUp and waits again after a loss.
+class TestSvc : public ImsMcxSvc {
+public:
+    TestSvc(mcx_idl_service_object* obj, ImsCom& com, const char* name)
+        : ImsMcxSvc(obj, com, name), mName(name) {}
+
+    void svcUp() override {
+        ups++;
+        upTid = static_cast<int>(syscall(SYS_gettid));
+        mcx_service_info info;
+        if (mcx_client_get_any_service(svcObj, &info) == MCX_NO_ERR) {
+            mcx_client_init(&info, svcObj, nullptr, nullptr, &clientOsParams, &client);
+        }
+        std::lock_guard<std::mutex> l(gOrderLock);
+        gOrder.push_back(mName);
+        gOrderChanged.notify_all();
+    }
+    void modemDown() override {
+        downs++;
+        downTid = static_cast<int>(syscall(SYS_gettid));
+        ImsMcxSvc::modemDown();
+        registerForMcxSvcUp();
+    }
+    bool hasClient() const { return client != nullptr; }
+    bool hasNotifier() const { return notifier != nullptr; }
+
+    std::atomic<int> ups{0}, downs{0}, upTid{0}, downTid{0};
+
+private:
+    std::string mName;
+};
+
+class ImsMcxSvcTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        loop.stop();  // the watchers must not be in use while they go
+        watchers.clear();
+    }
+    TestSvc& make(mcx_idl_service_object* obj, const char* name) {
+        watchers.push_back(std::make_unique<TestSvc>(obj, loop.com(), name));
+        return *watchers.back();
+    }
+    // Waits for a watcher's status event to be handled on the loop.
+    bool handled(const std::string& name, int value, size_t times = 1) {
+        std::string line = "ImsMcxSvc[" + name + "]: handleImsSvcStatusEvent Service Up event " +
+                           std::to_string(value) + " ";
+        return log.waitFor(line, 5s, times) && loop.waitUntilIdle();
+    }
+
+    LogCapture log;
+    mcxemu::ModemEmulator& modem = mcx_host_embedded_modem();
+    LoopThread loop;
+    std::vector<std::unique_ptr<TestSvc>> watchers;
+};
+
+TEST_F(ImsMcxSvcTest, ServiceAlreadyUp_IsBroughtUpOnTheLoopThread) {
+    TestSvc& svc = make(imss(), "Settings");
+    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]:  "));
+    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]: registerForMcxSvcUp "));
+    loop.start();
+    ASSERT_TRUE(handled("Settings", 1)) << log.dump();
+    EXPECT_EQ(svc.ups, 1);
+    EXPECT_EQ(svc.upTid, loop.loopTid());
+    EXPECT_TRUE(svc.hasClient());
+    EXPECT_FALSE(svc.hasNotifier()) << "the wait is over";
+    EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 1u);
+}
+
+TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByTheFirst) {
+    TestSvc& first = make(imss(), "First");
+    TestSvc& second = make(imsa(), "Second");
+    ASSERT_TRUE(log.waitFor("ImsMcxSvc[Second]: Another Service up event processing ", 5s)) << log.dump();
+    loop.start();
+    ASSERT_TRUE(handled("First", 1));
+    EXPECT_EQ(first.ups, 1);
+    EXPECT_EQ(second.ups, 1);
+    EXPECT_EQ(second.upTid, loop.loopTid());
+    EXPECT_EQ(log.count("ImsMcxSvc[Second]: handleImsSvcStatusEvent"), 0u)
+        << "the queued one is never signalled through its own eventfd";
+    {
+        std::lock_guard<std::mutex> l(gOrderLock);
+        EXPECT_EQ(gOrder, (std::vector<std::string>{"First", "Second"}));
+    }
+    // The flag was cleared: after a modem restart both come up once more
+    // (one of them signalled, the other queued again or signalled itself).
+    modem.restart();
+    ASSERT_TRUE(waitForBringUps(4) && loop.waitUntilIdle());
+    EXPECT_EQ(first.downs, 1);
+    EXPECT_EQ(second.downs, 1);
+    EXPECT_EQ(first.ups, 2);
+    EXPECT_EQ(second.ups, 2);
+}
+
+TEST_F(ImsMcxSvcTest, ModemRestart_BringsTheClientDownThenUpAgain) {
+    TestSvc& svc = make(imsa(), "App");
+    loop.start();
+    ASSERT_TRUE(handled("App", 1));
+    modem.restart();
+    ASSERT_TRUE(handled("App", 1, 2)) << log.dump();
+    EXPECT_TRUE(log.contains("ims/rcs/libimsrcs-v2/imsservice/ImsMcxSvc:"));
+    EXPECT_EQ(log.count("handleImsSvcStatusEvent Service Up event 2 "), 1u);
+    EXPECT_EQ(svc.downs, 1);
+    EXPECT_EQ(svc.downTid, loop.loopTid());
+    EXPECT_EQ(svc.ups, 2);
+    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u) << "the old connection was released";
+}
+
+TEST_F(ImsMcxSvcTest, UpAndErrorBeforeTheLoopReads_SumTo3AndAreIgnored) {
+    TestSvc& svc = make(imss(), "Sum");
+    loop.start();
+    ASSERT_TRUE(handled("Sum", 1));
+    loop.stop();
+    // Error callbacks run one after the other on the library's thread: a
+    // connection opened later loses its service later, so once its callback
+    // has run, the watcher's has written its 2.
+    mcx_service_info info;
+    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    mcx_client_type barrier = nullptr;
+    ASSERT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, nullptr, &barrier), MCX_NO_ERR);
+    std::promise<void> barrierReached;
+    ASSERT_EQ(mcx_client_register_error_cb(
+                  barrier, [](mcx_client_type, int, void* p) { static_cast<std::promise<void>*>(p)->set_value(); },
+                  &barrierReached),
+              MCX_NO_ERR);
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, imss(), MCX_CLIENT_SERVICE_COUNT_INC, &svc);  // writes 1
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);  // the watcher's error callback writes 2
+    ASSERT_EQ(barrierReached.get_future().wait_for(5s), std::future_status::ready);
+    mcx_client_release(barrier);
+    loop.start();
+    ASSERT_TRUE(handled("Sum", 3));
+    EXPECT_EQ(svc.downs, 0);
+    EXPECT_EQ(svc.ups, 1);
+}
+
+TEST_F(ImsMcxSvcTest, ServiceDownAtStart_IsBroughtUpWhenItAppears) {
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    TestSvc& svc = make(imss(), "Late");
+    loop.start();
+    ASSERT_TRUE(loop.waitUntilIdle());
+    EXPECT_EQ(svc.ups, 0);
+    EXPECT_TRUE(svc.hasNotifier());
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
+    ASSERT_TRUE(handled("Late", 1));
+    EXPECT_EQ(svc.ups, 1);
+}
+
+TEST_F(ImsMcxSvcTest, NullServiceObject_StopsWithoutANotifier) {
+    TestSvc& svc = make(nullptr, "Null");
+    EXPECT_TRUE(log.contains("ImsMcxSvc[Null]:cannot obtain service obj, fatal error"));
+    EXPECT_FALSE(log.contains("registerForMcxSvcUp "));
+    EXPECT_FALSE(svc.hasNotifier());
+    // A bring-up forced on it fails at the service lookup and still clears the flag.
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, nullptr, MCX_CLIENT_SERVICE_COUNT_INC, &svc);
+    loop.start();
+    ASSERT_TRUE(handled("Null", 1));
+    EXPECT_TRUE(log.contains("error get service."));
+    EXPECT_EQ(svc.ups, 0);
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, nullptr, MCX_CLIENT_SERVICE_COUNT_INC, &svc);
+    EXPECT_FALSE(log.contains("ImsMcxSvc[Null]: Another Service up event processing "));
+}
+
+TEST_F(ImsMcxSvcTest, Callbacks_WithNullDataOrOtherEvents_OnlyLog) {
+    TestSvc& svc = make(nullptr, "Odd");
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, imss(), MCX_CLIENT_SERVICE_COUNT_INC, nullptr);
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, imss(), MCX_CLIENT_SERVICE_COUNT_DEC, &svc);
+    ImsMcxSvc::imsMcxSvcErrorCb(nullptr, MCX_ERR_SERVICE_GONE, nullptr);
+    EXPECT_TRUE(log.contains("ImsMcxSvc[] NULL in imsMcxNotifyCb"));
+    EXPECT_TRUE(log.contains("ImsMcxSvc[Odd] notify cb: unsupported service event"));
+    EXPECT_TRUE(log.contains("ImsMcxSvc[] NULL in imsMcxSvcErrorCb"));
+    EXPECT_FALSE(log.contains("imsMcxNotifyCb Service Up event"));
+    loop.start();
+    ASSERT_TRUE(loop.waitUntilIdle());
+    EXPECT_FALSE(log.contains("handleImsSvcStatusEvent")) << "nothing was written to the eventfd";
+}
+
+}  // namespace

@@ -1,0 +1,356 @@
+// The messaging library's contract, over the embedded modem emulator.
+#include "mcx_client.h"
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "emulator/ModemEmulator.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_host.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+int tid() { return static_cast<int>(syscall(SYS_gettid)); }
+
+mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+mcx_idl_service_object_type imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
+
+// What the callbacks saw, with waiting on conditions.
+struct Observed {
+    std::mutex lock;
+    std::condition_variable cv;
+    std::vector<int> notifyEvents;
+    std::vector<int> errors;
+    std::vector<std::pair<uint32_t, std::vector<uint8_t>>> indications;
+    std::vector<int> threads;
+
+    template <typename Pred>
+    bool waitUntil(Pred pred, std::chrono::milliseconds timeout = 5000ms) {
+        std::unique_lock<std::mutex> l(lock);
+        return cv.wait_for(l, timeout, [&] { return pred(); });
+    }
+};
+
+void notifyCb(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* data) {
+    auto* o = static_cast<Observed*>(data);
+    std::lock_guard<std::mutex> l(o->lock);
+    o->notifyEvents.push_back(ev);
+    o->threads.push_back(tid());
+    o->cv.notify_all();
+}
+
+void errorCb(mcx_client_type, int err, void* data) {
+    auto* o = static_cast<Observed*>(data);
+    std::lock_guard<std::mutex> l(o->lock);
+    o->errors.push_back(err);
+    o->threads.push_back(tid());
+    o->cv.notify_all();
+}
+
+void indCb(mcx_client_type, unsigned int msgId, void* buf, unsigned int len, void* data) {
+    auto* o = static_cast<Observed*>(data);
+    std::lock_guard<std::mutex> l(o->lock);
+    auto* p = static_cast<uint8_t*>(buf);
+    o->indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len));
+    o->threads.push_back(tid());
+    o->cv.notify_all();
+}
+
+class McxClientTest : public ::testing::Test {
+protected:
+    mcxemu::ModemEmulator& modem = mcx_host_embedded_modem();
+
+    mcx_client_type open(mcx_idl_service_object_type svc, Observed* o = nullptr) {
+        mcx_service_info info;
+        EXPECT_EQ(mcx_client_get_any_service(svc, &info), MCX_NO_ERR);
+        mcx_client_os_params os{};
+        mcx_client_type h = nullptr;
+        EXPECT_EQ(mcx_client_init(&info, svc, o ? indCb : nullptr, o, &os, &h), MCX_NO_ERR);
+        return h;
+    }
+    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) {
+        ims_settings_bind_subscription_req_msg_v01 req{sub};
+        ims_settings_bind_subscription_resp_msg_v01 resp{};
+        return mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, sizeof(req), &resp,
+                                        sizeof(resp), timeout);
+    }
+    // Registers `h` for the user-agent group's change indication.
+    void watchUserAgent(mcx_client_type h) {
+        ims_settings_config_ind_reg_req_msg_v01 reg{};
+        reg.reg[imss_settings_groups_v01[2].ind_reg_offset] = 1;
+        reg.reg[imss_settings_groups_v01[2].ind_reg_offset + 1] = 1;
+        ims_settings_config_ind_reg_resp_msg_v01 resp{};
+        ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_CONFIG_IND_REGISTER_V01, &reg, sizeof(reg), &resp,
+                                           sizeof(resp), 1000),
+                  MCX_NO_ERR);
+    }
+    int writeUserAgent(mcx_client_type h) {
+        std::vector<uint8_t> req(1024, 0);
+        std::memcpy(req.data(), "UA", 2);
+        ims_settings_set_config_resp_msg_v01 resp{};
+        return mcx_client_send_msg_sync(h, IMSS_SET_USER_AGENT_CONFIG_V01, req.data(), 1024, &resp,
+                                        sizeof(resp), 1000);
+    }
+};
+
+TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem) {
+    mcx_client_type h = open(imss());
+    ims_settings_bind_subscription_req_msg_v01 req{0};
+    uint8_t resp[16] = {};
+    std::vector<int> codes = {
+        mcx_client_send_msg_sync(nullptr, 0x98, &req, 4, resp, 16, 1000),
+        mcx_client_send_msg_sync(h, 0x55, &req, 4, resp, 16, 1000),
+        mcx_client_send_msg_sync(h, 0x98, &req, 5, resp, 16, 1000),
+        mcx_client_send_msg_sync(h, 0x98, &req, 4, resp, 15, 1000),
+    };
+    EXPECT_EQ(codes, (std::vector<int>{MCX_ERR_INVALID_HANDLE, MCX_ERR_INVALID_ARG,
+                                       MCX_ERR_REQ_LENGTH, MCX_ERR_RESP_LENGTH}));
+    EXPECT_EQ(mcx_client_send_msg_sync(h, 0x98, &req, 4, nullptr, 16, 1000), MCX_ERR_INVALID_ARG);
+    EXPECT_EQ(mcx_client_send_msg_sync(h, 0x9D, &req, 8, resp, 16, 1000), MCX_ERR_INVALID_ARG)
+        << "an indication id is not a request";
+    EXPECT_EQ(modem.requests().size(), 0u);
+    EXPECT_EQ(bind(h, 0), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_release(h), MCX_NO_ERR);
+    EXPECT_EQ(bind(h, 0), MCX_ERR_INVALID_HANDLE) << "released handle";
+    EXPECT_EQ(mcx_client_release(h), MCX_ERR_INVALID_HANDLE);
+}
+
+TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
+    mcx_client_type h = open(imss());
+    mcxemu::MessageFault transport;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, transport);
+    EXPECT_EQ(bind(h, 0), MCX_ERR_TRANSPORT);
+
+    mcxemu::MessageFault header;
+    header.kind = mcxemu::MessageFault::Kind::ResponseHeader;
+    header.result = 1;
+    header.error = 9;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, header);
+    ims_settings_bind_subscription_req_msg_v01 req{0};
+    ims_settings_bind_subscription_resp_msg_v01 resp{};
+    EXPECT_EQ(mcx_client_send_msg_sync(h, 0x98, &req, 4, &resp, 16, 1000), MCX_NO_ERR);
+    EXPECT_EQ(resp.resp.result, 1);
+    EXPECT_EQ(resp.resp.error, 9);
+    mcx_client_release(h);
+}
+
+TEST_F(McxClientTest, SendMsgSync_AnswerDelayedPastTimeout_ReturnsTimeoutWithoutWaitingForIt) {
+    mcx_client_type h = open(imss());
+    mcxemu::MessageFault delay;
+    delay.kind = mcxemu::MessageFault::Kind::Delay;
+    delay.delayMs = 60000;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(bind(h, 0, 200), MCX_ERR_TIMEOUT);
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, 200ms);
+    EXPECT_LT(waited, 30000ms) << "the timeout, not the modem's delay, ends the wait";
+
+    delay.delayMs = 20;  // an answer late but within the timeout arrives
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    EXPECT_EQ(bind(h, 0, 1000), MCX_NO_ERR);
+    mcx_client_release(h);
+}
+
+TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
+    mcx_client_type h = open(imss());
+    mcxemu::MessageFault delay;
+    delay.kind = mcxemu::MessageFault::Kind::Delay;
+    delay.delayMs = 60000;
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    std::thread restart([&] {
+        ASSERT_TRUE(modem.waitForRequests(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, 1, 5000ms));
+        modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    });
+    EXPECT_EQ(bind(h, 0, 60000), MCX_ERR_SERVICE_GONE);
+    restart.join();
+    EXPECT_EQ(bind(h, 0), MCX_ERR_SERVICE_GONE) << "the connection stays lost";
+    mcx_service_info info;
+    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    mcx_client_type other = nullptr;
+    info.service_id = IMSS_SERVICE_ID_V01;
+    EXPECT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, nullptr, &other), MCX_ERR_NO_SERVICE);
+    mcx_client_release(h);
+}
+
+TEST_F(McxClientTest, Notifier_ReportsServiceUp_WhenAlreadyUpAndWhenItComesBack) {
+    Observed o;
+    mcx_client_type n = nullptr;
+    mcx_client_os_params os{};
+    ASSERT_EQ(mcx_client_notifier_init(imsa(), &os, &n), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(n, notifyCb, &o), MCX_NO_ERR);
+    ASSERT_TRUE(o.waitUntil([&] { return o.notifyEvents.size() == 1; }));
+    EXPECT_EQ(o.notifyEvents[0], MCX_CLIENT_SERVICE_COUNT_INC);
+
+    modem.restart();
+    ASSERT_TRUE(o.waitUntil([&] { return o.notifyEvents.size() == 3; }));
+    EXPECT_EQ(o.notifyEvents[1], MCX_CLIENT_SERVICE_COUNT_DEC);
+    EXPECT_EQ(o.notifyEvents[2], MCX_CLIENT_SERVICE_COUNT_INC);
+    for (int t : o.threads) EXPECT_NE(t, tid()) << "callbacks run on the library's thread";
+    EXPECT_EQ(mcx_client_release(n), MCX_NO_ERR);
+}
+
+TEST_F(McxClientTest, Notifier_RegisteredWhileServiceDown_ReportsOnlyWhenItComesUp) {
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    Observed o;
+    mcx_client_type n = nullptr;
+    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &n), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(n, notifyCb, &o), MCX_NO_ERR);
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
+    ASSERT_TRUE(o.waitUntil([&] { return !o.notifyEvents.empty(); }));
+    EXPECT_EQ(o.notifyEvents, std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC});
+    mcx_client_release(n);
+}
+
+TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread) {
+    Observed o, barrier;
+    mcx_client_type h = open(imss());
+    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
+    modem.restart();
+    ASSERT_TRUE(o.waitUntil([&] { return !o.errors.empty(); }));
+    EXPECT_EQ(o.errors[0], MCX_ERR_SERVICE_GONE);
+    EXPECT_NE(o.threads[0], tid());
+
+    // A second loss and a late re-registration do not report the lost handle again.
+    mcx_client_type second = open(imss());
+    ASSERT_EQ(mcx_client_register_error_cb(second, errorCb, &barrier), MCX_NO_ERR);
+    modem.restart();
+    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
+    // Callbacks run in order on one thread: once the second handle's error
+    // is seen, anything queued for the first has run too.
+    ASSERT_TRUE(barrier.waitUntil([&] { return !barrier.errors.empty(); }));
+    std::lock_guard<std::mutex> l(o.lock);
+    EXPECT_EQ(o.errors.size(), 1u);
+    mcx_client_release(h);
+    mcx_client_release(second);
+}
+
+TEST_F(McxClientTest, ErrorCallback_RegisteredAfterTheLoss_StillReportsIt) {
+    Observed o;
+    mcx_client_type h = open(imss());
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
+    ASSERT_TRUE(o.waitUntil([&] { return o.errors.size() == 1; }));
+    mcx_client_release(h);
+}
+
+TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLength) {
+    Observed o;
+    mcx_client_type watcher = open(imss(), &o);
+    mcx_client_type writer = open(imss());
+    watchUserAgent(watcher);
+    modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_USER_AGENT_CONFIG_IND_V01, 1000);
+    ASSERT_EQ(writeUserAgent(writer), MCX_NO_ERR);
+    ASSERT_EQ(writeUserAgent(writer), MCX_NO_ERR);
+    ASSERT_TRUE(o.waitUntil([&] { return o.indications.size() == 2; }));
+    EXPECT_NE(o.threads[0], tid());
+
+    std::vector<uint8_t> out(1024);
+    const auto& shortInd = o.indications[0].second;
+    EXPECT_EQ(shortInd.size(), 1000u);
+    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
+                                        shortInd.data(), 1000, out.data(), 1024),
+              MCX_ERR_MSG_LENGTH);
+    const auto& goodInd = o.indications[1].second;
+    ASSERT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
+                                        goodInd.data(), 1024, out.data(), 1024),
+              MCX_NO_ERR);
+    EXPECT_EQ(out[0], 'U');
+    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
+                                        goodInd.data(), 1024, out.data(), 1000),
+              MCX_ERR_INVALID_ARG) << "destination too small";
+    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_REQUEST, IMSS_USER_AGENT_CONFIG_IND_V01,
+                                        goodInd.data(), 1024, out.data(), 1024),
+              MCX_ERR_INVALID_ARG) << "an indication is not a request";
+    mcx_client_release(watcher);
+    mcx_client_release(writer);
+}
+
+TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndStopsTheRest) {
+    struct Racer {
+        std::mutex lock;
+        std::condition_variable cv;
+        bool entered = false;
+        bool releasing = false;
+        std::atomic<bool> released{false};
+        std::atomic<int> calls{0};
+        std::atomic<bool> calledAfterRelease{false};
+        std::atomic<bool> releaseReturnedDuringCallback{false};
+    } racer;
+    auto cb = [](mcx_client_type, unsigned int, void*, unsigned int, void* data) {
+        auto* r = static_cast<Racer*>(data);
+        if (r->released) r->calledAfterRelease = true;
+        if (r->calls++ == 0) {
+            std::unique_lock<std::mutex> l(r->lock);
+            r->entered = true;
+            r->cv.notify_all();
+            r->cv.wait_for(l, 5s, [&] { return r->releasing; });
+            // Give a wrong release() the chance to return while we are still inside.
+            r->cv.wait_for(l, 100ms, [&] { return r->released.load(); });
+            if (r->released) r->releaseReturnedDuringCallback = true;
+        }
+    };
+    mcx_service_info info;
+    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    mcx_client_type watcher = nullptr;
+    ASSERT_EQ(mcx_client_init(&info, imss(), cb, &racer, nullptr, &watcher), MCX_NO_ERR);
+    mcx_client_type writer = open(imss());
+    watchUserAgent(watcher);
+
+    std::atomic<bool> stop{false};
+    std::thread flood([&] {
+        while (!stop) writeUserAgent(writer);
+    });
+    {
+        std::unique_lock<std::mutex> l(racer.lock);
+        ASSERT_TRUE(racer.cv.wait_for(l, 5s, [&] { return racer.entered; }));
+        racer.releasing = true;
+        racer.cv.notify_all();
+    }
+    EXPECT_EQ(mcx_client_release(watcher), MCX_NO_ERR);
+    {
+        std::lock_guard<std::mutex> l(racer.lock);
+        racer.released = true;
+        racer.cv.notify_all();
+    }
+    int callsAtRelease = racer.calls;
+    // Let more indications be produced after the release, then use another
+    // handle's callback as a barrier for the callback thread.
+    Observed barrier;
+    mcx_client_type late = open(imss(), &barrier);
+    watchUserAgent(late);
+    ASSERT_TRUE(barrier.waitUntil([&] { return barrier.indications.size() >= 3; }));
+    stop = true;
+    flood.join();
+    EXPECT_FALSE(racer.releaseReturnedDuringCallback);
+    EXPECT_FALSE(racer.calledAfterRelease);
+    EXPECT_EQ(racer.calls, callsAtRelease);
+    mcx_client_release(late);
+    mcx_client_release(writer);
+}
+
+TEST_F(McxClientTest, SelectTransport_WhileHandlesOpen_IsRefused) {
+    mcx_client_type h = open(imsa());
+    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, "/tmp/x"), MCX_ERR_INVALID_ARG);
+    mcx_client_release(h);
+    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, nullptr), MCX_ERR_INVALID_ARG);
+    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr), MCX_NO_ERR);
+    char reply[32];
+    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_NO_ERR);
+    EXPECT_STREQ(reply, "pong");
+    EXPECT_EQ(mcx_host_modem_control("no such thing", reply, sizeof(reply)), MCX_ERR_INVALID_ARG);
+}
+
+}  // namespace

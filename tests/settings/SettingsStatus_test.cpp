@@ -1,0 +1,170 @@
+// Service status reports, connections and indication dispatch of the IMS
+// Settings client, against the modem emulator.
+#include <cstring>
+
+#include "SettingsTestFixture.h"
+
+namespace settingstest {
+namespace {
+
+using S = ServiceStatus;
+
+TEST_F(SettingsTest, SvcUp_WhenModemAcceptsCarrierConfig_ReportsNotSupportedThenAvailable) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE}));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings: Carrier config is enabled"));
+    EXPECT_EQ(requestsOf(IMSS_GET_SUPPORTED_MSGS_V01).size(), 1u);
+}
+
+TEST_F(SettingsTest, SvcUp_WhenBitmapLacksCarrierConfig_ReportsNotSupportedThenModemUp) {
+    modem().setCarrierConfigSupported(false);
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::MODEM_UP}));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings: Carrier config is disabled"));
+}
+
+TEST_F(SettingsTest, SvcUp_WhenSupportedMessagesRequestFails_ReportsModemUp) {
+    mcxemu::MessageFault fault;
+    fault.kind = mcxemu::MessageFault::Kind::Transport;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_GET_SUPPORTED_MSGS_V01, fault);
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::MODEM_UP}));
+}
+
+TEST_F(SettingsTest, SvcUp_Again_WithConnectionOpen_ReportsNotSupportedOnly) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    onLoop([&] { mSettings->svcUp(); });
+    ASSERT_TRUE(waitForStatuses(3));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::NOT_SUPPORTED}));
+    EXPECT_TRUE(mLog.contains(
+        "ImsMcxSettings: client is already present,so skipping client initialization."));
+    EXPECT_EQ(requestsOf(IMSS_GET_SUPPORTED_MSGS_V01).size(), 1u);
+}
+
+TEST_F(SettingsTest, SvcUp_WhenServiceNotFound_ReportsNotSupportedOnly) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    modem().setServiceUp(IMSS_SERVICE_ID_V01, false);
+    ASSERT_TRUE(waitForStatuses(3));
+    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
+    onLoop([&] { mSettings->svcUp(); });
+    ASSERT_TRUE(waitForStatuses(4));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(statuses(),
+              (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN, S::NOT_SUPPORTED}));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings::Error get IMS Settings service."));
+}
+
+TEST_F(SettingsTest, ServiceDownAndUp_ReportsModemDownThenComesBack) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    modem().restart();
+    ASSERT_TRUE(waitForStatuses(5));
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN,
+                                          S::NOT_SUPPORTED, S::AVAILABLE}));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings::modemDown:registerForMcxSvcUp"));
+}
+
+TEST_F(SettingsTest, SubscribeToSub_BindsEachSubscriptionOnce) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    EXPECT_TRUE(subscribe(0));
+    EXPECT_TRUE(subscribe(1));
+    EXPECT_TRUE(subscribe(1));
+    auto binds = requestsOf(IMSS_BIND_SUBSCRIPTION_V01);
+    ASSERT_EQ(binds.size(), 2u);
+    ims_settings_bind_subscription_req_msg_v01 req;
+    memcpy(&req, binds[0].data.data(), sizeof(req));
+    EXPECT_EQ(req.subscription, 0);
+    memcpy(&req, binds[1].data.data(), sizeof(req));
+    EXPECT_EQ(req.subscription, 1);
+    // Service-wide connection plus one per subscription.
+    EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
+}
+
+TEST_F(SettingsTest, SubscribeToSub_OutOfRange_ReturnsFalseAndOpensNothing) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    EXPECT_FALSE(subscribe(2));
+    EXPECT_FALSE(subscribe(-1));
+    EXPECT_TRUE(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).empty());
+    EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 1u);
+}
+
+TEST_F(SettingsTest, SubscribeToSub_WhenBindFails_KeepsClientAndLaterAnswersTrue) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    mcxemu::MessageFault fault;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, fault);
+    EXPECT_FALSE(subscribe(0));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
+    EXPECT_TRUE(subscribe(0));
+    EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
+}
+
+TEST_F(SettingsTest, SubscribeToSub_BindAnsweredWithErrorHeader_StillSucceeds) {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    mcxemu::MessageFault fault;
+    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
+    fault.result = 1;
+    fault.error = 3;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, fault);
+    EXPECT_TRUE(subscribe(0));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
+}
+
+TEST_F(SettingsTest, Indication_WithWrongLength_IsDroppedAfterDecodeFailure) {
+    startAndSubscribe();
+    auto changes = registerFor(3);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
+    modem().setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_IMS_SERVICE_ENABLE_CONFIG_IND_V01, 50);
+    std::vector<uint8_t> msg(imss_settings_groups_v01[3].set_len, 0);
+    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings : unable to obtain message data from MCX", kWait));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(changes->size(), 0u);
+}
+
+TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
+    startAndSubscribe();
+    auto answer = upload(documentBytes(3), false);
+    ASSERT_TRUE(answer->waitForCount(1));
+    onLoop([&] {
+        imssCallbackData_s ev{7, 0, nullptr};
+        mSettings->handleEvent(ev);
+        mSettings->processMcxInd(0x55, malloc(8));
+        mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, nullptr);
+        // A verdict for a token nobody is waiting for.
+        auto* ind = static_cast<ims_settings_carrier_config_status_ind_msg_v01*>(
+            malloc(sizeof(ims_settings_carrier_config_status_ind_msg_v01)));
+        ind->ref_num = static_cast<uint8_t>(tokenSeed() + 9);
+        ind->config_status = 0;
+        mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, ind);
+    });
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings::handleEvent unhandled event: 7"));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings :DecodedData is null"));
+    EXPECT_EQ(mLog.count("ImsMcxSettings :DecodedData->ref_num["), 2u);
+    EXPECT_EQ(answer->size(), 1u);
+    EXPECT_EQ(statuses().size(), 2u);
+}
+
+TEST_F(SettingsTest, ConnectionError_TakesTheModemDownPath) {
+    startAndSubscribe();
+    mcx_client_struct* handle = nullptr;
+    ImsMcxSettings::mcxErrorCb(handle, MCX_ERR_SERVICE_GONE, mSettings.get());
+    ASSERT_TRUE(waitForStatuses(3));
+    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::modemDown:registerForMcxSvcUp", kWait));
+}
+
+}  // namespace
+}  // namespace settingstest

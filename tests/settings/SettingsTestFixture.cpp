@@ -1,0 +1,197 @@
+#include "SettingsTestFixture.h"
+
+#include <zlib.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "mcx_host.h"
+
+namespace settingstest {
+
+namespace {
+
+std::vector<uint8_t> gzipWithName(const std::vector<uint8_t>& original, const std::string* name) {
+    z_stream zs;
+    memset(&zs, 0, sizeof(zs));
+    EXPECT_EQ(deflateInit2(&zs, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
+              Z_OK);
+    gz_header header;
+    memset(&header, 0, sizeof(header));
+    std::vector<Bytef> nameBytes;
+    if (name != nullptr) {
+        nameBytes.assign(name->begin(), name->end());
+        nameBytes.push_back(0);
+        header.name = nameBytes.data();
+        header.name_max = static_cast<uInt>(nameBytes.size());
+    }
+    EXPECT_EQ(deflateSetHeader(&zs, &header), Z_OK);
+    std::vector<uint8_t> out(deflateBound(&zs, original.size()) + (name ? name->size() + 1 : 0) + 64);
+    zs.next_in = const_cast<Bytef*>(original.data());
+    zs.avail_in = static_cast<uInt>(original.size());
+    zs.next_out = out.data();
+    zs.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
+    out.resize(zs.total_out);
+    deflateEnd(&zs);
+    return out;
+}
+
+}  // namespace
+
+std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original) {
+    return gzipWithName(original, nullptr);
+}
+
+std::vector<uint8_t> gzipOfSize(const std::vector<uint8_t>& original, size_t size) {
+    size_t base = gzipOf(original).size();
+    EXPECT_GT(size, base + 1) << "document too small for its gzip framing";
+    std::string name(size - base - 1, 'n');
+    std::vector<uint8_t> out = gzipWithName(original, &name);
+    EXPECT_EQ(out.size(), size);
+    return out;
+}
+
+std::vector<uint8_t> documentBytes(size_t n, uint32_t seed) {
+    std::vector<uint8_t> out(n);
+    uint32_t x = seed * 2654435761u + 1;
+    for (size_t i = 0; i < n; ++i) {
+        x = x * 1664525u + 1013904223u;
+        out[i] = static_cast<uint8_t>(x >> 24);
+    }
+    return out;
+}
+
+mcxemu::ModemEmulator& SettingsTest::modem() { return mcx_host_embedded_modem(); }
+
+void SettingsTest::SetUp() {
+    modem().reset();
+    mLoop = std::make_unique<imstest::LoopThread>();
+}
+
+void SettingsTest::TearDown() {
+    if (mSettings) {
+        if (mLoop->running()) {
+            onLoop([this] { mSettings.reset(); });
+        } else {
+            mSettings.reset();
+        }
+    }
+    mLoop->stop();
+}
+
+void SettingsTest::startClient() {
+    mSettings = std::make_unique<ImsMcxSettings>(mLoop->com(), mLoop->timer());
+    auto status = mStatus;
+    mSettings->registerServiceStatusListener([status](ServiceStatus s) { status->add(s); });
+    mLoop->start();
+}
+
+void SettingsTest::startAndSubscribe() {
+    startClient();
+    ASSERT_TRUE(waitForStatuses(2));
+    ASSERT_TRUE(subscribe(0));
+}
+
+bool SettingsTest::subscribe(int sub) {
+    bool result = false;
+    onLoop([&] { result = mSettings->subscribeToSub(sub); });
+    return result;
+}
+
+std::shared_ptr<Recorder<bool>> SettingsTest::upload(const std::vector<uint8_t>& doc,
+                                                     bool gzipped, int sub) {
+    auto rec = std::make_shared<Recorder<bool>>();
+    onLoop([&] {
+        EXPECT_TRUE(mSettings->sendRcsConfig([rec](bool ok) { rec->add(ok); }, sub, doc, gzipped));
+    });
+    return rec;
+}
+
+std::shared_ptr<Recorder<bool>> SettingsTest::write(uint32_t msgId, const std::vector<uint8_t>& msg,
+                                                    int sub) {
+    auto rec = std::make_shared<Recorder<bool>>();
+    void* buf = malloc(msg.size());
+    memcpy(buf, msg.data(), msg.size());
+    onLoop([&] {
+        EXPECT_TRUE(mSettings->sendRcsSettings([rec](bool ok) { rec->add(ok); }, sub,
+                                               static_cast<int>(msgId), buf));
+    });
+    return rec;
+}
+
+std::shared_ptr<Recorder<ReadResult>> SettingsTest::read(uint32_t msgId, int sub) {
+    auto rec = std::make_shared<Recorder<ReadResult>>();
+    const imss_settings_group_v01* group = imss_settings_group_by_msg_id(msgId);
+    void* buf = calloc(1, group != nullptr ? group->get_resp_len : 16);
+    auto cb = [rec, group](int id, void* data) {
+        ReadResult r;
+        r.msgId = id;
+        r.hasData = data != nullptr;
+        if (data != nullptr && group != nullptr) {
+            const auto* bytes = static_cast<const uint8_t*>(data);
+            r.data.assign(bytes, bytes + group->get_resp_len);
+        }
+        rec->add(std::move(r));
+    };
+    onLoop([&] {
+        EXPECT_TRUE(mSettings->receiveRcsSettings(cb, sub, static_cast<int>(msgId), buf));
+    });
+    return rec;
+}
+
+std::shared_ptr<Recorder<ReadResult>> SettingsTest::registerFor(int group, int sub) {
+    auto rec = std::make_shared<Recorder<ReadResult>>();
+    auto cb = [rec](int id, void* data) {
+        ReadResult r;
+        r.msgId = id;
+        r.hasData = data != nullptr;
+        const imss_settings_group_v01* g = imss_settings_group_by_id(id);
+        if (data != nullptr && g != nullptr) {
+            const auto* bytes = static_cast<const uint8_t*>(data);
+            r.data.assign(bytes, bytes + g->set_len);
+        }
+        rec->add(std::move(r));
+    };
+    onLoop([&] { EXPECT_TRUE(mSettings->registerForRcsSettingsUpdate(cb, sub, group)); });
+    return rec;
+}
+
+std::shared_ptr<Recorder<bool>> SettingsTest::sendToken(const std::string& token, int sub) {
+    auto rec = std::make_shared<Recorder<bool>>();
+    onLoop([&] {
+        EXPECT_TRUE(mSettings->sendAppToken([rec](bool ok) { rec->add(ok); }, sub, token));
+    });
+    return rec;
+}
+
+std::vector<mcxemu::RequestRecord> SettingsTest::requestsOf(uint32_t msgId) {
+    std::vector<mcxemu::RequestRecord> out;
+    for (auto& r : modem().requests()) {
+        if (r.serviceId == IMSS_SERVICE_ID_V01 && r.msgId == msgId) out.push_back(std::move(r));
+    }
+    return out;
+}
+
+std::vector<ims_settings_set_new_carrier_config_req_msg_v01> SettingsTest::segments() {
+    std::vector<ims_settings_set_new_carrier_config_req_msg_v01> out;
+    for (const auto& r : requestsOf(IMSS_SET_NEW_CARRIER_CONFIG_V01)) {
+        ims_settings_set_new_carrier_config_req_msg_v01 seg;
+        EXPECT_EQ(r.data.size(), sizeof(seg));
+        memset(&seg, 0, sizeof(seg));
+        memcpy(&seg, r.data.data(), std::min(r.data.size(), sizeof(seg)));
+        out.push_back(seg);
+    }
+    return out;
+}
+
+uint8_t SettingsTest::tokenSeed() const {
+    return static_cast<uint8_t>(reinterpret_cast<uintptr_t>(mSettings.get()));
+}
+
+uint64_t SettingsTest::requestSeed() const {
+    return static_cast<uint64_t>(reinterpret_cast<uintptr_t>(mSettings.get()));
+}
+
+}  // namespace settingstest

@@ -1,0 +1,198 @@
+// Carrier-configuration upload: segment layout, end-of-upload rule and the
+// callback, checked on what the modem emulator received and reassembled.
+#include <cstring>
+
+#include "SettingsTestFixture.h"
+
+namespace settingstest {
+namespace {
+
+constexpr size_t kSeg = IMSS_CARRIER_CONFIG_SEGMENT_MAX_V01;
+
+struct UploadCase {
+    size_t size;
+    bool gzipped;
+    size_t segments;    // segments the modem receives
+    bool accepted;      // the callback's answer
+};
+
+void PrintTo(const UploadCase& c, std::ostream* os) {
+    *os << c.size << (c.gzipped ? " bytes gzip" : " bytes plain");
+}
+
+class UploadTest : public SettingsTest, public ::testing::WithParamInterface<UploadCase> {};
+
+// The document uploaded for a case and, for gzip, what it inflates to.
+void makeDocument(const UploadCase& c, std::vector<uint8_t>* doc, std::vector<uint8_t>* plain) {
+    if (!c.gzipped) {
+        *doc = documentBytes(c.size);
+        *plain = *doc;
+    } else if (c.size > 60000) {
+        *plain = documentBytes(c.size - 40);  // incompressible: the stream is a little larger
+        *doc = gzipOf(*plain);
+    } else {
+        *plain = std::vector<uint8_t>(300, 'x');
+        *doc = gzipOfSize(*plain, c.size);
+    }
+}
+
+TEST_P(UploadTest, SendRcsConfig_SegmentsAndAnswer) {
+    const UploadCase c = GetParam();
+    startAndSubscribe();
+    std::vector<uint8_t> doc, plain;
+    makeDocument(c, &doc, &plain);
+    if (c.gzipped && c.size <= 60000) {
+        ASSERT_EQ(doc.size(), c.size);
+    }
+
+    auto answer = upload(doc, c.gzipped);
+    ASSERT_TRUE(answer->waitForCount(1));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(answer->values(), std::vector<bool>{c.accepted});
+
+    auto segs = segments();
+    ASSERT_EQ(segs.size(), c.segments);
+    const uint8_t announced = static_cast<uint8_t>(doc.size() / kSeg + 1);
+    for (size_t i = 0; i < segs.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(segs[i].token, tokenSeed());
+        EXPECT_EQ(segs[i].seq_num, i + 1);
+        EXPECT_EQ(segs[i].seg_count, announced);
+        EXPECT_EQ(segs[i].is_gzipped, c.gzipped ? 1 : 0);
+        size_t len = std::min(kSeg, doc.size() - i * kSeg);
+        ASSERT_EQ(segs[i].config_len, len);
+        EXPECT_EQ(0, memcmp(segs[i].config, doc.data() + i * kSeg, len));
+    }
+    auto received = modem().receivedConfigs(0);
+    if (c.accepted) {
+        ASSERT_EQ(received.size(), 1u);
+        EXPECT_EQ(received[0].token, tokenSeed());
+        EXPECT_EQ(received[0].gzipped, c.gzipped);
+        EXPECT_TRUE(received[0].document == plain) << "reassembled document differs";
+    } else {
+        EXPECT_TRUE(received.empty());
+    }
+}
+
+// A length that is an exact multiple of 2000 announces one segment more than
+// it sends and fails, although the modem took every segment.
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, UploadTest,
+    ::testing::Values(UploadCase{0, false, 0, false}, UploadCase{1, false, 1, true},
+                      UploadCase{1999, false, 1, true}, UploadCase{2000, false, 1, false},
+                      UploadCase{2001, false, 2, true}, UploadCase{4001, false, 3, true},
+                      UploadCase{65536, false, 33, true}, UploadCase{1999, true, 1, true},
+                      UploadCase{2000, true, 1, false}, UploadCase{2001, true, 2, true},
+                      UploadCase{4001, true, 3, true}, UploadCase{65536, true, 33, true}),
+    [](const ::testing::TestParamInfo<UploadCase>& info) {
+        return std::string(info.param.gzipped ? "Gzip" : "Plain") +
+               std::to_string(info.param.size);
+    });
+
+TEST_F(SettingsTest, SendRcsConfig_ModemRejectsDocument_AnswersFalseFromIndication) {
+    startAndSubscribe();
+    // Marked gzip but not a gzip stream: every segment is taken, the whole is refused.
+    auto answer = upload(documentBytes(2500), true);
+    ASSERT_TRUE(answer->waitForCount(1));
+    EXPECT_FALSE(answer->values()[0]);
+    EXPECT_EQ(segments().size(), 2u);
+    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[3] ", kWait));
+    EXPECT_FALSE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
+}
+
+TEST_F(SettingsTest, SendRcsConfig_SecondSegmentRejected_StopsAndAnswersFalse) {
+    startAndSubscribe();
+    mcxemu::MessageFault slow;
+    slow.kind = mcxemu::MessageFault::Kind::Delay;
+    slow.delayMs = 500;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, slow);
+    auto answer = upload(documentBytes(4001), false);
+    // The first segment's answer is held back; the second is refused on arrival.
+    ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, 1,
+                                        kWait));
+    mcxemu::MessageFault reject;
+    reject.kind = mcxemu::MessageFault::Kind::SegStatus;
+    reject.segStatus = 2;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, reject);
+    ASSERT_TRUE(answer->waitForCount(1));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(answer->values(), std::vector<bool>{false});
+    auto segs = segments();
+    ASSERT_EQ(segs.size(), 2u);
+    EXPECT_EQ(segs[1].seq_num, 2);
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
+    EXPECT_TRUE(modem().receivedConfigs(0).empty());
+}
+
+TEST_F(SettingsTest, SendRcsConfig_TransportFailure_StopsAndAnswersFalse) {
+    startAndSubscribe();
+    mcxemu::MessageFault fault;
+    fault.kind = mcxemu::MessageFault::Kind::Transport;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, fault);
+    auto answer = upload(documentBytes(4001), false);
+    ASSERT_TRUE(answer->waitForCount(1));
+    EXPECT_FALSE(answer->values()[0]);
+    EXPECT_EQ(segments().size(), 1u);
+    EXPECT_TRUE(mLog.contains("Sending of RCS configuration failed. RetVal: "));
+}
+
+TEST_F(SettingsTest, SendRcsConfig_ErrorHeaderWithoutSegStatus_CountsSegmentAsSent) {
+    startAndSubscribe();
+    mcxemu::MessageFault fault;
+    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
+    fault.result = 1;
+    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, fault);
+    auto answer = upload(documentBytes(2500), false);
+    // The client goes on to segment 2; the modem, which dropped segment 1,
+    // refuses the upload as out of order.
+    ASSERT_TRUE(answer->waitForCount(1));
+    EXPECT_EQ(segments().size(), 2u);
+    EXPECT_FALSE(answer->values()[0]);
+    EXPECT_FALSE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
+    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[1] ", kWait));
+}
+
+TEST_F(SettingsTest, SendRcsConfig_WithoutConnection_SendsNothingAndNeverAnswers) {
+    startAndSubscribe();
+    auto answer = upload(documentBytes(10), false, 1);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(answer->size(), 0u);
+    EXPECT_TRUE(segments().empty());
+}
+
+TEST_F(SettingsTest, SendRcsConfig_ConsecutiveUploads_DrawConsecutiveTokens) {
+    startAndSubscribe();
+    auto first = upload(documentBytes(10), false);
+    ASSERT_TRUE(first->waitForCount(1));
+    auto second = upload(documentBytes(10, 2), false);
+    ASSERT_TRUE(second->waitForCount(1));
+    auto segs = segments();
+    ASSERT_EQ(segs.size(), 2u);
+    EXPECT_EQ(segs[0].token, tokenSeed());
+    EXPECT_EQ(segs[1].token, static_cast<uint8_t>(tokenSeed() + 1));
+    EXPECT_EQ(first->values(), std::vector<bool>{true});
+    EXPECT_EQ(second->values(), std::vector<bool>{true});
+}
+
+TEST_F(SettingsTest, SendRcsConfig_257thUpload_ReusesFirstTokenAndAnswersFirstCallback) {
+    startAndSubscribe();
+    std::vector<std::shared_ptr<Recorder<bool>>> answers;
+    for (int i = 0; i < 256; ++i) {
+        answers.push_back(upload(documentBytes(1, i), false));
+        ASSERT_TRUE(answers.back()->waitForCount(1)) << "upload " << i;
+    }
+    auto last = upload(documentBytes(1, 999), false);
+    ASSERT_TRUE(answers[0]->waitForCount(2));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(last->size(), 0u);
+    EXPECT_EQ(answers[0]->values(), (std::vector<bool>{true, true}));
+    EXPECT_EQ(answers[1]->size(), 1u);
+    auto segs = segments();
+    ASSERT_EQ(segs.size(), 257u);
+    EXPECT_EQ(segs[256].token, segs[0].token);
+    EXPECT_EQ(mLog.count("already in use, new callback not filed"), 1u);
+}
+
+}  // namespace
+}  // namespace settingstest

@@ -150,8 +150,10 @@ void DaemonTransport::handleFrame(const Frame& frame) {
 void DaemonTransport::lostDaemon() {
     std::set<uint64_t> conns;
     std::set<uint32_t> services;
+    bool stopping = false;
     {
         std::lock_guard<std::mutex> lock(mLock);
+        stopping = mStop;
         mFd = -1;
         for (auto& [id, pending] : mPending) {
             pending.done = true;
@@ -161,7 +163,9 @@ void DaemonTransport::lostDaemon() {
         services.swap(mUpServices);
         mCv.notify_all();
     }
-    __android_log_print(ANDROID_LOG_WARN, "mcx_client", "lost mcx-modemd on %s", mPath.c_str());
+    if (!stopping) {
+        __android_log_print(ANDROID_LOG_WARN, "mcx_client", "lost mcx-modemd on %s", mPath.c_str());
+    }
     // Services first: whoever hears of a lost connection finds the service down.
     for (uint32_t id : services) mListener.onServiceState(id, false);
     for (uint64_t id : conns) mListener.onConnectionLost(id);

@@ -148,7 +148,11 @@ ServiceSnapshot RcsServiceHost::State::snapshot() const {
                 f.getSettingsWrappers, f.settingsChangeWrappers, f.setConfigRecipients,
                 f.getSettingsRecipients, f.settingsChangeRecipients, f.uceStatusRecipients});
     }
-    s.queuedEvents = manager->queuedEvents();
+    // The queue's lock is held while its events run; on the loop thread this
+    // dump may be running inside one of them (a client's callback), so the
+    // queue is only read from other threads.
+    s.queueKnown = !loop->isLoopThread();
+    if (s.queueKnown) s.queuedEvents = manager->queuedEvents();
     ImsMcxSettings::PendingRequests pending = settings->pendingRequests();
     s.configUploads = pending.configUploads;
     s.settingsWrites = pending.settingsWrites;

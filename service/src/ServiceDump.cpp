@@ -86,7 +86,11 @@ std::string formatServiceDump(const ServiceSnapshot& s) {
     out << "Pending requests\n";
     size_t queued = 0;
     for (const auto& entry : s.queuedEvents) queued += entry.second;
-    out << "  queued for the loop thread: " << queued << "\n";
+    if (s.queueKnown) {
+        out << "  queued for the loop thread: " << queued << "\n";
+    } else {
+        out << "  queued for the loop thread: unknown (dump taken on the loop thread)\n";
+    }
     for (const auto& entry : s.queuedEvents) {
         out << "    " << eventKindName(entry.first) << ": " << entry.second << "\n";
     }

@@ -64,6 +64,31 @@ TEST_F(HostAndDumpTest, Debug_DumpsModemListenersObjectsAndPendingRequests) {
     }
 }
 
+TEST_F(HostAndDumpTest, Dump_FromARefusalCallbackOnTheLoopThread_DoesNotWaitForItself) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    ASSERT_NO_FATAL_FAILURE(modemDown());
+
+    // A refusal is answered on the loop thread, inside the manager's batch.
+    struct DumpingCb : public SetConfigCb {
+        explicit DumpingCb(rcsservice::RcsServiceHost* h) : host(h) {}
+        Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+            dumps.add(host->dump());
+            return SetConfigCb::setConfigResponse(status);
+        }
+        rcsservice::RcsServiceHost* host;
+        Calls<std::string> dumps;
+    };
+    sp<DumpingCb> cb = new DumpingCb(host.get());
+    V2_0::SettingsData data = settingsOf(V2_0::SettingsId::PRESENCE_CONFIG, {{100, 1}}, {}, {});
+    config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
+    ASSERT_TRUE(cb->dumps.waitFor(1));
+    std::string dump = cb->dumps.at(0);
+    EXPECT_NE(dump.find("queued for the loop thread: unknown"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("IMS settings service: down"), std::string::npos) << dump;
+}
+
 TEST_F(HostAndDumpTest, Debug_WithoutDescriptor_WritesNothingAndServiceGoesOn) {
     ASSERT_NO_FATAL_FAILURE(startService());
     EXPECT_TRUE(factory->debug(hidl_handle(), hidl_vec<hidl_string>()).isOk());

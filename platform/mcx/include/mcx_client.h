@@ -16,7 +16,10 @@
  * - The error callback of a client fires once when its service goes away.
  * - mcx_client_release stops the handle's callbacks before it returns: none
  *   of them is running or will run afterwards. It must not be called from one
- *   of the handle's own callbacks.
+ *   of the handle's own callbacks, nor while holding a lock that those
+ *   callbacks take (it waits for a running one to finish).
+ * - All callbacks of the process run one at a time, in the order the events
+ *   happened, on one library thread.
  */
 #ifndef MCX_CLIENT_H
 #define MCX_CLIENT_H

@@ -213,6 +213,28 @@ TEST(HidlDeath, UnlinkedRecipient_IsNotTold) {
     EXPECT_EQ(kept->notices[0].cookie, 1u);
 }
 
+TEST(HidlDeath, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
+    // As on a device: the proxy owns its links, so a holder that wants to
+    // hear of a death keeps the proxy it linked on, not just any proxy.
+    sp<Listener21> impl = new Listener21();
+    sp<V2_1::IRcsConfigListener> kept = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    sp<Recipient> throughKept = new Recipient();
+    sp<Recipient> throughReleased = new Recipient();
+    ASSERT_TRUE(kept->linkToDeath(throughKept, 1).withDefault(false));
+    {
+        sp<V2_0::IRcsConfigListener> other =
+                V2_0::IRcsConfigListener::castFrom(sp<IBase>(kept)).withDefault(nullptr);
+        ASSERT_NE(other, nullptr);
+        ASSERT_NE(static_cast<IBase*>(other.get()), static_cast<IBase*>(kept.get()));
+        ASSERT_TRUE(other->linkToDeath(throughReleased, 2).withDefault(false));
+    }
+    testing_hooks::killProcessOf(impl);
+    ASSERT_TRUE(throughKept->waitFor(1));
+    testing_hooks::waitForDeathNotifications();
+    EXPECT_EQ(throughReleased->count(), 0u);
+    EXPECT_EQ(throughKept->notices[0].who.promote().get(), static_cast<IBase*>(kept.get()));
+}
+
 TEST(HidlDeath, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
     sp<Listener21> impl = new Listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);

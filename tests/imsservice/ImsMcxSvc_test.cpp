@@ -80,6 +80,15 @@ protected:
         watchers.push_back(std::make_unique<TestSvc>(obj, loop.com(), name));
         return *watchers.back();
     }
+    // Destroys one watcher; only while the loop is stopped.
+    void destroy(TestSvc& svc) {
+        for (auto it = watchers.begin(); it != watchers.end(); ++it) {
+            if (it->get() == &svc) {
+                watchers.erase(it);
+                return;
+            }
+        }
+    }
     // Waits for a watcher's status event to be handled on the loop.
     bool handled(const std::string& name, int value, size_t times = 1) {
         std::string line = "ImsMcxSvc[" + name + "]: handleImsSvcStatusEvent Service Up event " +
@@ -129,6 +138,49 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     EXPECT_EQ(second.downs, 1);
     EXPECT_EQ(first.ups, 2);
     EXPECT_EQ(second.ups, 2);
+}
+
+TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedBeforeItsBringUp_LaterWatchersAreStillBroughtUp) {
+    // A start that fails after the watcher was signalled, then a new start.
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    TestSvc& gone = make(imss(), "Gone");
+    ImsMcxSvc::imsMcxNotifyCb(nullptr, imss(), MCX_CLIENT_SERVICE_COUNT_INC, &gone);
+    destroy(gone);
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
+    TestSvc& next = make(imss(), "Next");
+    loop.start();
+    ASSERT_TRUE(handled("Next", 1)) << log.dump();
+    EXPECT_EQ(next.ups, 1);
+    EXPECT_FALSE(log.contains("ImsMcxSvc[Next]: Another Service up event processing "));
+}
+
+TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakesTheBringUpOver) {
+    {
+        std::lock_guard<std::mutex> l(gOrderLock);
+        gOrder.clear();
+    }
+    TestSvc& gone = make(imss(), "Gone");
+    TestSvc& second = make(imsa(), "Second");
+    TestSvc& third = make(imss(), "Third");
+    ASSERT_TRUE(log.waitFor("ImsMcxSvc[Second]: Another Service up event processing ", 5s)) << log.dump();
+    ASSERT_TRUE(log.waitFor("ImsMcxSvc[Third]: Another Service up event processing ", 5s)) << log.dump();
+    destroy(gone);
+    loop.start();
+    ASSERT_TRUE(handled("Second", 1)) << "signalled through its own eventfd\n" << log.dump();
+    ASSERT_TRUE(waitForBringUps(2));
+    EXPECT_EQ(second.ups, 1);
+    EXPECT_EQ(third.ups, 1);
+    EXPECT_EQ(log.count("ImsMcxSvc[Third]: handleImsSvcStatusEvent"), 0u)
+        << "the rest of the queue is brought up by the one that took over";
+    {
+        std::lock_guard<std::mutex> l(gOrderLock);
+        EXPECT_EQ(gOrder, (std::vector<std::string>{"Second", "Third"}));
+    }
+    // The flag was released after the hand-over: a later watcher is not queued.
+    TestSvc& later = make(imsa(), "Later");
+    ASSERT_TRUE(handled("Later", 1)) << log.dump();
+    EXPECT_EQ(later.ups, 1);
+    EXPECT_FALSE(log.contains("ImsMcxSvc[Later]: Another Service up event processing "));
 }
 
 TEST_F(ImsMcxSvcTest, ModemRestart_BringsTheClientDownThenUpAgain) {

@@ -149,6 +149,28 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgain) {
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 
+TEST_F(CreationTest, DeadListener_WhoseProxyOnlyTheServiceEverHeld_IsForgotten) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> dying = new Listener_2_1();
+    sp<Listener_2_1> living = new Listener_2_1();
+    // The proxies handed in are temporaries: after the call nothing in the
+    // client holds them, as with a client that passes a fresh binder proxy.
+    create(1, remote<V2_1::IRcsConfigListener>(dying));
+    create(2, remote<V2_1::IRcsConfigListener>(living));
+
+    killProcessOf(dying);
+    waitForDeathNotifications();
+    EXPECT_EQ(log.count("RcsConfig service died. cookie:"), 1u) << log.dump();
+    std::string dump = host->dump();
+    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
+
+    modem().restart();
+    ASSERT_TRUE(living->reconfigs.waitFor(1));
+    host->waitUntilIdle();
+    EXPECT_EQ(dying->reconfigs.size(), 0u);
+    EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
+}
+
 TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<Listener_2_1> listener = new Listener_2_1();

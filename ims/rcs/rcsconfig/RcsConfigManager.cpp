@@ -52,6 +52,7 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
         // The result is not needed: a listener that is already dead is only
         // noticed when a call to it fails.
         params.listener->linkToDeath(recipient, key).isOk();
+        recipient->keepLinked(params.listener);
     }
     {
         std::lock_guard<std::mutex> guard(mRecipientLock);

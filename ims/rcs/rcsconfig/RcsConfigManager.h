@@ -98,9 +98,18 @@ public:
         // HIDL death-notification thread.
         void serviceDied(uint64_t cookie,
                          const ::android::wp<::android::hidl::base::V1_0::IBase>& who) override;
+        // Keeps the listener object the link was made on. Binder thread,
+        // before the recipient is shared.
+        void keepLinked(const ::android::sp<::android::hidl::base::V1_0::IBase>& listener) {
+            mLinked = listener;
+        }
 
     private:
         RcsConfigManager* mManager;
+        // A death link lasts only as long as the proxy it was made through,
+        // and the wrapper holds a different, cast proxy: without this the
+        // client's own proxy (and the link) went with the factory call.
+        ::android::sp<::android::hidl::base::V1_0::IBase> mLinked;
     };
 
     // Registers with the 1.1 factory registry (which then owns the manager:

@@ -13,6 +13,7 @@
 
 std::mutex ImsMcxSvc::svcMutex;
 bool ImsMcxSvc::mcxSvcUpEventFlag = false;
+ImsMcxSvc* ImsMcxSvc::mcxSvcUpEventOwner = nullptr;
 std::list<std::pair<void*, unsigned long>> ImsMcxSvc::mSvcUpQueue;
 
 ImsMcxSvc::ImsMcxSvc(mcx_idl_service_object* svcObj, ImsCom& com, const char* name)
@@ -44,6 +45,21 @@ ImsMcxSvc::~ImsMcxSvc() {
     {
         std::lock_guard<std::mutex> lock(svcMutex);
         mSvcUpQueue.remove_if([this](const std::pair<void*, unsigned long>& e) { return e.first == this; });
+        if (mcxSvcUpEventFlag && mcxSvcUpEventOwner == this) {
+            // Our eventfd was signalled but the loop never ran the bring-up:
+            // left set, the flag would queue every later watcher for good.
+            // The first queued watcher takes the bring-up over through its own
+            // eventfd, and with it the flag and the rest of the queue.
+            mcxSvcUpEventFlag = false;
+            mcxSvcUpEventOwner = nullptr;
+            if (!mSvcUpQueue.empty()) {
+                auto* next = static_cast<ImsMcxSvc*>(mSvcUpQueue.front().first);
+                mSvcUpQueue.pop_front();
+                mcxSvcUpEventFlag = true;
+                mcxSvcUpEventOwner = next;
+                writeStatus(next->fd, kSvcUp);
+            }
+        }
     }
     com->removeComEventHandler(fd);
     close(fd);
@@ -110,6 +126,7 @@ void ImsMcxSvc::imsMcxNotifyCb(mcx_client_type client, mcx_idl_service_object_ty
             return;
         }
         mcxSvcUpEventFlag = true;
+        mcxSvcUpEventOwner = self;
     }
     writeStatus(self->fd, kSvcUp);
 }
@@ -175,4 +192,5 @@ void ImsMcxSvc::handleImsSvcUpEvent() {
     }
     std::lock_guard<std::mutex> lock(svcMutex);
     mcxSvcUpEventFlag = false;
+    mcxSvcUpEventOwner = nullptr;
 }

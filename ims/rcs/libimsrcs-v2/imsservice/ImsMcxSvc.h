@@ -66,6 +66,9 @@ protected:
 
     static std::mutex svcMutex;
     static bool mcxSvcUpEventFlag;  // guarded by svcMutex: a bring-up is in progress
+    // The instance whose eventfd was signalled for the bring-up in progress,
+    // so that it can hand the bring-up on if it goes before the loop ran it.
+    static ImsMcxSvc* mcxSvcUpEventOwner;  // guarded by svcMutex
     static std::list<std::pair<void*, unsigned long>> mSvcUpQueue;  // guarded by svcMutex
 
 private:

@@ -72,6 +72,10 @@ private:
 
 class ImsMcxSvcTest : public ::testing::Test {
 protected:
+    void SetUp() override {
+        std::lock_guard<std::mutex> l(gOrderLock);
+        gOrder.clear();
+    }
     void TearDown() override {
         loop.stop();  // the watchers must not be in use while they go
         watchers.clear();
@@ -155,10 +159,6 @@ TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedBeforeItsBringUp_LaterWatchersAre
 }
 
 TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakesTheBringUpOver) {
-    {
-        std::lock_guard<std::mutex> l(gOrderLock);
-        gOrder.clear();
-    }
     TestSvc& gone = make(imss(), "Gone");
     TestSvc& second = make(imsa(), "Second");
     TestSvc& third = make(imss(), "Third");
@@ -177,7 +177,10 @@ TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakes
         EXPECT_EQ(gOrder, (std::vector<std::string>{"Second", "Third"}));
     }
     // The flag was released after the hand-over: a later watcher is not queued.
+    // Like every watcher it is built while the loop is not serving.
+    loop.stop();
     TestSvc& later = make(imsa(), "Later");
+    loop.start();
     ASSERT_TRUE(handled("Later", 1)) << log.dump();
     EXPECT_EQ(later.ups, 1);
     EXPECT_FALSE(log.contains("ImsMcxSvc[Later]: Another Service up event processing "));

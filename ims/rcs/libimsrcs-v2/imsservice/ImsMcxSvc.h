@@ -23,6 +23,9 @@ class ImsMcxSvc {
 public:
     // Registers the eventfd with the loop and starts waiting for the service.
     // Call on the loop thread or before the loop runs. `name` may be null.
+    // The wait starts here, so a service that is already up is announced
+    // at once: a loop serving meanwhile on another thread could call svcUp()
+    // before the subclass's constructor has finished.
     ImsMcxSvc(mcx_idl_service_object* svcObj, ImsCom& com, const char* name);
 
     // Subclass opens `client` and sets itself up. Loop thread.

@@ -214,4 +214,15 @@ TEST_F(ImsMcxApplicationTest, Destruction_ClosesEveryConnection) {
     EXPECT_TRUE(log.contains("ImsMcxApplication : Dtor"));
 }
 
+TEST_F(ImsMcxApplicationTest, Destruction_FreesTokenRequestsStillQueued) {
+    loop.stop();
+    // A decoded token request the loop never got to; the sanitizer run reports
+    // its buffer if the client drops the record without freeing it.
+    imsaCallbackData_s ev{2, IMSA_CONFIG_TOKEN_REQUEST_IND_V01,
+                          calloc(1, sizeof(imsa_config_token_request_ind_msg_v01)), 0, 0};
+    app->postEvent(ev);
+    app.reset();
+    EXPECT_EQ(received().size(), 1u) << "only the MODEM_UP of the set-up";
+}
+
 }  // namespace

@@ -157,6 +157,19 @@ TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
     EXPECT_EQ(statuses().size(), 2u);
 }
 
+TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {
+    startAndSubscribe();
+    mLoop->stop();
+    // A decoded indication the loop never got to; the sanitizer run reports
+    // its buffer if the client drops the record without freeing it.
+    imssCallbackData_s ev{2, IMSS_PRESENCE_CONFIG_IND_V01,
+                          calloc(1, imss_settings_groups_v01[0].set_len)};
+    mSettings->postEvent(ev);
+    mSettings.reset();
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings Dtor"));
+    EXPECT_FALSE(mLog.contains("ImsMcxSettings :processMcxInd, eventType: "));
+}
+
 TEST_F(SettingsTest, ConnectionError_TakesTheModemDownPath) {
     startAndSubscribe();
     mcx_client_struct* handle = nullptr;

@@ -28,6 +28,12 @@ ImsMcxApplication::~ImsMcxApplication() {
     // the ImsMcxSvc base: close them all while both are still whole.
     for (auto& slot : mClients) slot.reset();
     ImsMcxSvc::modemDown();
+    // No connection is left to post. Decoded indications still queued own
+    // their buffers, and the handler base drops records without looking in.
+    using Handler = imsComHandler<imsaCallbackData_s>;
+    std::lock_guard<std::mutex> lock(Handler::mutex);
+    for (imsaCallbackData_s& ev : Handler::queue) free(ev.data);
+    Handler::queue.clear();
 }
 
 void ImsMcxApplication::notify(int32_t event) {

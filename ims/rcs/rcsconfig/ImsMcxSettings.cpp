@@ -55,6 +55,12 @@ ImsMcxSettings::~ImsMcxSettings() {
     for (auto& slot : mClients) {
         delete slot.exchange(nullptr);
     }
+    // No connection is left to post. Decoded indications still queued own
+    // their buffers, and the handler base drops records without looking in.
+    using Handler = imsComHandler<imssCallbackData_s>;
+    std::lock_guard<std::mutex> lock(Handler::mutex);
+    for (imssCallbackData_s& ev : Handler::queue) free(ev.data);
+    Handler::queue.clear();
 }
 
 uint8_t ImsMcxSettings::tokenSeed() const {

@@ -10,3 +10,23 @@ endif()
 function(imsrcs_target_flags target)
   target_compile_options(${target} PRIVATE ${IMSRCS_WARNING_FLAGS})
 endfunction()
+
+# A sanitizer build's tests need the sanitizer options (the suppressions of
+# the leaks the system keeps on purpose, and no report of them on stderr,
+# which some tests compare). ctest reads this file before running any test
+# and passes the environment on, so a plain `ctest` in build-asan/ behaves
+# like scripts/test.sh. Options already set by the caller win.
+if(IMSRCS_SANITIZE)
+  set(_env_file ${CMAKE_BINARY_DIR}/SanitizerTestEnv.cmake)
+  file(WRITE ${_env_file}
+    "if(NOT DEFINED ENV{ASAN_OPTIONS})\n"
+    "  set(ENV{ASAN_OPTIONS} \"detect_leaks=1:abort_on_error=0:strict_string_checks=1\")\n"
+    "endif()\n"
+    "if(NOT DEFINED ENV{LSAN_OPTIONS})\n"
+    "  set(ENV{LSAN_OPTIONS} \"suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0\")\n"
+    "endif()\n"
+    "if(NOT DEFINED ENV{UBSAN_OPTIONS})\n"
+    "  set(ENV{UBSAN_OPTIONS} \"print_stacktrace=1:halt_on_error=1\")\n"
+    "endif()\n")
+  set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY TEST_INCLUDE_FILES ${_env_file})
+endif()

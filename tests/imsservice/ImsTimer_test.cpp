@@ -183,9 +183,11 @@ TEST(ImsTimer, RemoveTimedCallback_DropsOnlyThatIdAmongMany) {
         return -1;
     };
     for (int i = 1; i <= 10; ++i) {
-        // Added in scrambled expiry order so that the heap has work to do.
+        // Added in scrambled expiry order so that the heap has work to do; due
+        // times a second apart keep that order however slowly the adds run.
         int slot = (i * 7) % 10 + 1;
-        timer.addTimedCallback(-100 + slot, record, reinterpret_cast<void*>(static_cast<intptr_t>(slot)));
+        timer.addTimedCallback(-100000 + slot * 1000, record,
+                               reinterpret_cast<void*>(static_cast<intptr_t>(slot)));
     }
     int idOfSlot4 = -1;
     for (int i = 1; i <= 10; ++i) {

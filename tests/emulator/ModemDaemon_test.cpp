@@ -15,48 +15,12 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "support/ModemDaemonProcess.h"
 #include "support/ModemTestUtil.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-// One mcx-modemd child process, started from the build tree.
-class DaemonProcess {
-public:
-    explicit DaemonProcess(std::string path) : mPath(std::move(path)) {}
-    ~DaemonProcess() { kill(); }
-
-    // Starts the daemon and waits for its ready line.
-    bool start() {
-        int fds[2];
-        if (pipe(fds) != 0) return false;
-        mPid = fork();
-        if (mPid == 0) {
-            dup2(fds[1], STDOUT_FILENO);
-            close(fds[0]);
-            close(fds[1]);
-            execl(MCX_MODEMD_PATH, "mcx-modemd", "--socket", mPath.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        std::string line;
-        char c;
-        while (read(fds[0], &c, 1) == 1 && c != '\n') line += c;
-        close(fds[0]);
-        return line.find("ready") != std::string::npos;
-    }
-    void kill() {
-        if (mPid <= 0) return;
-        ::kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
-        mPid = -1;
-    }
-
-private:
-    std::string mPath;
-    pid_t mPid = -1;
-};
 
 struct Seen {
     std::mutex lock;
@@ -124,7 +88,7 @@ protected:
     }
 
     std::string path = "/tmp/mcx-modemd-test-" + std::to_string(getpid()) + ".sock";
-    DaemonProcess daemon{path};
+    imstest::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
 };
 
 TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsReturn) {

@@ -160,32 +160,4 @@ std::string TempDir::write(const std::string& name, const std::string& bytes) co
     return path;
 }
 
-ModemDaemon::ModemDaemon(const std::string& socketPath) : mPath(socketPath) {}
-
-ModemDaemon::~ModemDaemon() {
-    if (mPid > 0) {
-        ::kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
-    }
-}
-
-bool ModemDaemon::start() {
-    int fds[2];
-    if (pipe(fds) != 0) return false;
-    mPid = fork();
-    if (mPid == 0) {
-        dup2(fds[1], STDOUT_FILENO);
-        close(fds[0]);
-        close(fds[1]);
-        execl(MCX_MODEMD_PATH, "mcx-modemd", "--socket", mPath.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    close(fds[1]);
-    std::string line;
-    char c;
-    while (read(fds[0], &c, 1) == 1 && c != '\n') line += c;
-    close(fds[0]);
-    return line.find("ready") != std::string::npos;
-}
-
 }  // namespace clitest

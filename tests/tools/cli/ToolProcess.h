@@ -9,6 +9,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "support/ModemDaemonProcess.h"
+
 namespace clitest {
 
 struct ToolResult {
@@ -57,17 +59,11 @@ private:
     std::string mPath;
 };
 
-// mcx-modemd on a socket of its own, for --modem-socket.
-class ModemDaemon {
+// mcx-modemd from the build tree on a socket of its own, for --modem-socket.
+class ModemDaemon : public imstest::ModemDaemonProcess {
 public:
-    explicit ModemDaemon(const std::string& socketPath);
-    ~ModemDaemon();
-    // Starts the daemon and waits for its ready line.
-    bool start();
-
-private:
-    std::string mPath;
-    pid_t mPid = -1;
+    explicit ModemDaemon(const std::string& socketPath)
+        : ModemDaemonProcess(MCX_MODEMD_PATH, socketPath) {}
 };
 
 }  // namespace clitest

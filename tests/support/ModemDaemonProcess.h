@@ -1,0 +1,36 @@
+/*
+ * ModemDaemonProcess: one mcx-modemd child process for tests that need the
+ * modem in a process of its own (a crash is then a real process dying).
+ */
+#ifndef TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+#define TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace imstest {
+
+class ModemDaemonProcess {
+public:
+    // `binary` is the mcx-modemd executable, `socketPath` the socket it serves.
+    ModemDaemonProcess(std::string binary, std::string socketPath);
+    // Kills the daemon if it still runs.
+    ~ModemDaemonProcess();
+    ModemDaemonProcess(const ModemDaemonProcess&) = delete;
+    ModemDaemonProcess& operator=(const ModemDaemonProcess&) = delete;
+
+    // Starts the daemon and waits for its ready line; false if it never came.
+    bool start();
+    // Kills the daemon at once (SIGKILL, as a modem crash) and reaps it.
+    void kill();
+
+private:
+    std::string mBinary;
+    std::string mSocketPath;
+    pid_t mPid = -1;
+};
+
+}  // namespace imstest
+
+#endif  // TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H

@@ -245,5 +245,40 @@ TEST_F(RequestsTest, ModemUpWithoutCarrierConfig_RefusesOnlyTheConfigUpload) {
     EXPECT_EQ(get(SettingsId::PRESENCE_CONFIG).status, RequestStatus::OK);
 }
 
+
+// Leaves a recognisable pattern where the next call's locals will live, so a
+// record that is not value-initialised shows it instead of happening to be zero.
+__attribute__((noinline)) void paintStack() {
+    volatile unsigned char area[16384];
+    for (size_t i = 0; i < sizeof(area); ++i) area[i] = 0xA5;
+}
+
+TEST(RecordsToClients, FailedReadAndRefusedRegistration_CarryAValueInitialisedRecord) {
+    sp<GetSettingsCb> reads = new GetSettingsCb();
+    sp<SettingsChangeCb> changes = new SettingsChangeCb();
+    RcsConfig::GetConfigListenerWrapper read;
+    read.getRcsSettingsListener(reads);
+    RcsConfig::GetUpdatedSettingsListenerWrapper change;
+    change.getUpdatedSettingsListener(changes);
+    // Both failure paths and an unknown id that no converter takes.
+    for (int responseType : {static_cast<int>(IMSS_GET_PRESENCE_CONFIG_V01), 9}) {
+        paintStack();
+        read.getRcsSettingsCb(responseType, nullptr);
+        paintStack();
+        change.getUpdatedSettingsCb(responseType, nullptr);
+    }
+    ASSERT_EQ(reads->responses.size(), 2u);
+    ASSERT_EQ(changes->changes.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+        GetSettingsResponse r = reads->responses.at(i);
+        EXPECT_EQ(r.status, RequestStatus::FAIL);
+        EXPECT_EQ(static_cast<int32_t>(r.data.settingsId), 0) << i;
+        EXPECT_EQ(static_cast<int32_t>(changes->changes.at(i).settingsId), 0) << i;
+        EXPECT_EQ(r.data.settingsValues.intData.size() + r.data.settingsValues.boolData.size() +
+                          r.data.settingsValues.stringData.size(),
+                  0u);
+    }
+}
+
 }  // namespace
 }  // namespace servicetest

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <sstream>
@@ -506,16 +507,22 @@ bool CommandRunner::modemShowConfig(std::string* error) {
     std::getline(lines, line);
     std::string text = prefix() + "modem has received " + line + " configuration document(s)\n";
     std::string docs = "[";
+    unsigned long listed = 0;
     while (std::getline(lines, line)) {
         unsigned token = 0, gzip = 0;
         unsigned long len = 0;
         if (std::sscanf(line.c_str(), "token=%u gzip=%u len=%lu", &token, &gzip, &len) != 3) continue;
+        ++listed;
         text += "  token " + std::to_string(token) + ": " + std::to_string(len) + " bytes of XML" +
                 (gzip ? " (arrived gzip-compressed)" : "") + "\n";
         docs += std::string(docs.size() > 1 ? "," : "") + Json().num("token", token).flag("gzip", gzip != 0)
                     .num("bytes", static_cast<int64_t>(len)).text();
     }
     docs += "]";
+    const unsigned long received = std::strtoul(reply.c_str(), nullptr, 10);
+    if (listed < received) {
+        text += "  (the modem keeps the last " + std::to_string(listed) + " of them)\n";
+    }
     std::string token;
     if (!modemCommand("token " + std::to_string(sub), &token, error)) return false;
     text += "  application token: " + (token.empty() ? std::string("(none)") : jsonQuote(token));

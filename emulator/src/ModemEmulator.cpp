@@ -111,9 +111,13 @@ ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t
     rec.msgId = msgId;
     if (data != nullptr) rec.data.assign(data, data + len);
     mRequests.push_back(std::move(rec));
-    mRequestCv.notify_all();
+    if (mRequests.size() > kKeptRequests) mRequests.pop_front();
 
     const mcx_msg_desc_type* desc = mcx_idl_find_msg(serviceTable(c.serviceId), msgId);
+    // Counted apart from the window only for the services' own messages, so
+    // that a peer sending made-up ids cannot grow the counts.
+    if (desc != nullptr) ++mRequestCounts[Key(c.serviceId, msgId)];
+    mRequestCv.notify_all();
     if (desc == nullptr || desc->req_len == MCX_MSG_LEN_NONE) {
         reply.status = MCX_ERR_INVALID_ARG;
         return reply;
@@ -221,6 +225,7 @@ void ModemEmulator::reset() {
     mDroppedIndications.clear();
     mIndicationLengths.clear();
     mRequests.clear();
+    mRequestCounts.clear();
     mSettings = std::make_unique<SettingsService>(static_cast<IndicationOut&>(*this));
     mApplication = std::make_unique<ApplicationService>(static_cast<IndicationOut&>(*this));
     for (uint32_t id : kServices) setServiceUpLocked(id, true);
@@ -257,29 +262,33 @@ void ModemEmulator::clearFaults() {
 
 std::vector<RequestRecord> ModemEmulator::requests() const {
     std::lock_guard<std::mutex> lock(mLock);
-    return mRequests;
+    return std::vector<RequestRecord>(mRequests.begin(), mRequests.end());
 }
 
-size_t ModemEmulator::requestCount(uint32_t serviceId, uint32_t msgId) const {
-    std::lock_guard<std::mutex> lock(mLock);
+size_t ModemEmulator::requestCountLocked(uint32_t serviceId, uint32_t msgId) const {
+    auto counted = mRequestCounts.find(Key(serviceId, msgId));
+    if (counted != mRequestCounts.end()) return counted->second;
     size_t n = 0;
     for (const auto& r : mRequests) n += (r.serviceId == serviceId && r.msgId == msgId) ? 1 : 0;
     return n;
 }
 
+size_t ModemEmulator::requestCount(uint32_t serviceId, uint32_t msgId) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return requestCountLocked(serviceId, msgId);
+}
+
 bool ModemEmulator::waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
                                     std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> lock(mLock);
-    return mRequestCv.wait_for(lock, timeout, [&] {
-        size_t n = 0;
-        for (const auto& r : mRequests) n += (r.serviceId == serviceId && r.msgId == msgId) ? 1 : 0;
-        return n >= count;
-    });
+    return mRequestCv.wait_for(lock, timeout,
+                               [&] { return requestCountLocked(serviceId, msgId) >= count; });
 }
 
 void ModemEmulator::clearRequests() {
     std::lock_guard<std::mutex> lock(mLock);
     mRequests.clear();
+    mRequestCounts.clear();
 }
 
 size_t ModemEmulator::connectionCount(uint32_t serviceId) const {
@@ -300,6 +309,11 @@ std::vector<ReceivedConfig> ModemEmulator::receivedConfigs(int32_t subscription)
 std::vector<uint8_t> ModemEmulator::acsToken(int32_t subscription) const {
     std::lock_guard<std::mutex> lock(mLock);
     return mSettings->acsToken(subscription);
+}
+
+uint64_t ModemEmulator::receivedConfigCount(int32_t subscription) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mSettings->receivedConfigCount(subscription);
 }
 
 std::vector<TokenStatus> ModemEmulator::tokenStatuses(int32_t subscription) const {

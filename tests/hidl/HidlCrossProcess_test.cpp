@@ -39,7 +39,6 @@ const std::string& registryDir() {
         char path[] = "/tmp/hidl-xproc-XXXXXX";
         std::string made = mkdtemp(path);
         host::useServiceRegistry(made);
-        host::setServiceWaitTimeout(20s);
         return made;
     }();
     return dir;
@@ -194,9 +193,22 @@ struct Recipient : hidl_death_recipient {
     Events& events;
 };
 
+// Every test waits for a service up to 20 s, and the in-process tests that
+// may run after it in this process do not wait at all.
+class HidlCrossProcess : public ::testing::Test {
+protected:
+    void SetUp() override {
+        registryDir();
+        ::android::hardware::testing::resetServiceRegistry();  // never the in-process one
+        host::setServiceWaitTimeout(20s);
+    }
+    void TearDown() override {
+        ::android::hardware::testing::resetServiceRegistry();
+        host::setServiceWaitTimeout(0ms);
+    }
+};
+
 sp<F11::IImsFactory> remoteFactory() {
-    registryDir();
-    ::android::hardware::testing::resetServiceRegistry();  // never the in-process one
     return F11::IImsFactory::getService("default");
 }
 
@@ -219,7 +231,7 @@ R20::SettingsData sampleSettings() {
 
 }  // namespace
 
-TEST(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
+TEST_F(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -258,7 +270,7 @@ TEST(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
 
     // A 10 MB document travels whole (the fake checks its last byte).
     Events upload;
-    R20::Container document;
+    R20::Container document{};
     document.config.resize(10u << 20);
     document.config[document.config.size() - 1] = 0x5a;
     auto sent = config->setConfig(document, new SetCb(upload));
@@ -287,7 +299,7 @@ TEST(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     EXPECT_EQ(nullptr, F11::IImsFactory::castFrom(sp<IBase>(config)).withDefault(nullptr));
 }
 
-TEST(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
+TEST_F(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -308,7 +320,7 @@ TEST(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     EXPECT_EQ(5u, responses.count("set OK"));
 }
 
-TEST(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
+TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -340,9 +352,7 @@ TEST(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     EXPECT_FALSE(config->linkToDeath(recipient, 44).withDefault(true));
 }
 
-TEST(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
-    registryDir();
-    ::android::hardware::testing::resetServiceRegistry();
+TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
     int deathsBefore = fakeStats().listenerDeaths.load();
@@ -358,7 +368,6 @@ TEST(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     // The next client is served as the first was.
     Peer next("client");
     EXPECT_TRUE(next.waitForLine("ready"));
-    ::android::hardware::testing::resetServiceRegistry();
 }
 
 namespace {
@@ -408,7 +417,7 @@ bool closedWithoutReply(int fd) {
 
 }  // namespace
 
-TEST(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
+TEST_F(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -468,9 +477,7 @@ TEST(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
     EXPECT_NE(nullptr, createConfig(factory, new Listener(events)));
 }
 
-TEST(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
-    registryDir();
-    ::android::hardware::testing::resetServiceRegistry();
+TEST_F(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
     imstest::LogCapture log;
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
@@ -501,12 +508,9 @@ TEST(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(0, WEXITSTATUS(status));
     EXPECT_TRUE(log.contains("refusing connection from pid " + std::to_string(child)));
-    ::android::hardware::testing::resetServiceRegistry();
 }
 
-TEST(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
-    registryDir();
-    ::android::hardware::testing::resetServiceRegistry();
+TEST_F(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
     host::setServiceWaitTimeout(0ms);
     EXPECT_EQ(nullptr, F11::IImsFactory::getService("nobody"));
     host::setServiceWaitTimeout(20s);

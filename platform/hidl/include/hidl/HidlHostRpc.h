@@ -15,6 +15,7 @@
 #ifndef HIDL_HIDLHOSTRPC_H
 #define HIDL_HIDLHOSTRPC_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <tuple>

@@ -1,7 +1,8 @@
 /*
- * Transport set-up of a HAL process. On the host all calls are in-process
- * function calls, so the pool is only recorded (tests read it back through
- * hidl/HidlTesting.h) and joining it just blocks the caller.
+ * Transport set-up of a HAL process. Calls inside one process are direct
+ * function calls; the pool serves the calls that arrive from other processes
+ * once the process uses the host service registry (hidl/HidlHostTransport.h).
+ * Tests read the configuration back through hidl/HidlTesting.h.
  */
 #ifndef HIDL_HIDLTRANSPORTSUPPORT_H
 #define HIDL_HIDLTRANSPORTSUPPORT_H
@@ -18,7 +19,8 @@ namespace hardware {
 // join it. Any thread, before the process registers its services.
 status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin);
 
-// Makes the calling thread one of the pool's threads; never returns.
+// Makes the calling thread one of the pool's threads (it serves calls from
+// other processes); never returns.
 void joinRpcThreadpool();
 
 }  // namespace hardware

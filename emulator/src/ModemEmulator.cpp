@@ -110,7 +110,9 @@ ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t
     rec.subscription = subscriptionOfLocked(c, connId);
     rec.msgId = msgId;
     if (data != nullptr) rec.data.assign(data, data + len);
+    ++mRequestCounts[Key{c.serviceId, msgId}];
     mRequests.push_back(std::move(rec));
+    if (mRequests.size() > kRequestLogSize) mRequests.pop_front();
     mRequestCv.notify_all();
 
     const mcx_msg_desc_type* desc = mcx_idl_find_msg(serviceTable(c.serviceId), msgId);
@@ -221,6 +223,7 @@ void ModemEmulator::reset() {
     mDroppedIndications.clear();
     mIndicationLengths.clear();
     mRequests.clear();
+    mRequestCounts.clear();
     mSettings = std::make_unique<SettingsService>(static_cast<IndicationOut&>(*this));
     mApplication = std::make_unique<ApplicationService>(static_cast<IndicationOut&>(*this));
     for (uint32_t id : kServices) setServiceUpLocked(id, true);
@@ -257,29 +260,28 @@ void ModemEmulator::clearFaults() {
 
 std::vector<RequestRecord> ModemEmulator::requests() const {
     std::lock_guard<std::mutex> lock(mLock);
-    return mRequests;
+    return std::vector<RequestRecord>(mRequests.begin(), mRequests.end());
 }
 
 size_t ModemEmulator::requestCount(uint32_t serviceId, uint32_t msgId) const {
     std::lock_guard<std::mutex> lock(mLock);
-    size_t n = 0;
-    for (const auto& r : mRequests) n += (r.serviceId == serviceId && r.msgId == msgId) ? 1 : 0;
-    return n;
+    auto it = mRequestCounts.find(Key{serviceId, msgId});
+    return it == mRequestCounts.end() ? 0 : it->second;
 }
 
 bool ModemEmulator::waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
                                     std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> lock(mLock);
     return mRequestCv.wait_for(lock, timeout, [&] {
-        size_t n = 0;
-        for (const auto& r : mRequests) n += (r.serviceId == serviceId && r.msgId == msgId) ? 1 : 0;
-        return n >= count;
+        auto it = mRequestCounts.find(Key{serviceId, msgId});
+        return it != mRequestCounts.end() && it->second >= count;
     });
 }
 
 void ModemEmulator::clearRequests() {
     std::lock_guard<std::mutex> lock(mLock);
     mRequests.clear();
+    mRequestCounts.clear();
 }
 
 size_t ModemEmulator::connectionCount(uint32_t serviceId) const {

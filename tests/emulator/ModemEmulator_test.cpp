@@ -143,6 +143,24 @@ TEST_F(ModemEmulatorTest, Requests_WithWrongLengthOrUnknownIdOrClosedConnection_
     EXPECT_EQ(modem.requests().size(), 3u);
 }
 
+// A long run keeps only the newest records, but every request is still counted.
+TEST_F(ModemEmulatorTest, RequestLog_KeepsTheNewestRecordsAndCountsEveryRequest) {
+    uint64_t c = imss();
+    const size_t total = mcxemu::ModemEmulator::kRequestLogSize + 10;
+    for (size_t i = 0; i < total; ++i) {
+        int32_t sub = static_cast<int32_t>(i % 2);
+        modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, reinterpret_cast<const uint8_t*>(&sub), 4);
+    }
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), total);
+    auto log = modem.requests();
+    ASSERT_EQ(log.size(), mcxemu::ModemEmulator::kRequestLogSize);
+    int32_t lastSub;
+    std::memcpy(&lastSub, log.back().data.data(), 4);
+    EXPECT_EQ(lastSub, static_cast<int32_t>((total - 1) % 2)) << "the newest record is kept";
+    modem.clearRequests();
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 0u);
+}
+
 TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
     uint64_t c = imss();
     ims_settings_bind_subscription_req_msg_v01 bind{2};

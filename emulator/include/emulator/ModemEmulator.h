@@ -21,6 +21,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -78,7 +79,10 @@ public:
     void setIndicationLength(uint32_t serviceId, uint32_t msgId, uint32_t length, int count = 1);
     void clearFaults();
 
-    // Every request received, in order (also failed and refused ones).
+    // The last kRequestLogSize requests received, in order (also failed and
+    // refused ones). Older records are dropped so that a long run stays flat;
+    // requestCount() still counts every request.
+    static constexpr size_t kRequestLogSize = 1024;
     std::vector<RequestRecord> requests() const;
     // Number of requests msgId of a service received so far.
     size_t requestCount(uint32_t serviceId, uint32_t msgId) const;
@@ -139,7 +143,8 @@ private:
     std::map<Key, PendingFault> mFaults;            // guarded by mLock
     std::map<Key, Countdown> mDroppedIndications;   // guarded by mLock
     std::map<Key, LengthFault> mIndicationLengths;  // guarded by mLock
-    std::vector<RequestRecord> mRequests;           // guarded by mLock
+    std::deque<RequestRecord> mRequests;            // guarded by mLock; the last kRequestLogSize
+    std::map<Key, size_t> mRequestCounts;           // guarded by mLock; every request since a clear
     std::unique_ptr<SettingsService> mSettings;     // guarded by mLock
     std::unique_ptr<ApplicationService> mApplication;  // guarded by mLock
 };

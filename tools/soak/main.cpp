@@ -339,6 +339,7 @@ private:
     pid_t mDaemon = -1;
     Tally mTally;
     uint64_t mLoadRequests = 0;
+    uint64_t mWarmUpRequests = 0;
     struct LoadCallbacks {
         sp<SetCb> set;
         sp<GetCb> get;
@@ -367,9 +368,10 @@ void Soak::print(const std::vector<Snapshot>& snaps, double seconds, bool timedO
     const Tally& t = mTally;
     printf("rcs-soak: %s\n", mOpt.modemd.empty() ? "embedded modem emulator (services down and up)"
                                                   : "mcx-modemd (killed with SIGKILL and started again)");
-    printf("run: %llu restarts of %ld asked, %llu load requests of %ld asked, %d threads x %d in flight, "
-           "%.1f s%s\n",
+    printf("run: %llu restarts of %ld asked, %llu load requests of %ld asked (after a warm-up of %llu), "
+           "%d threads x %d in flight, %.1f s%s\n",
            (unsigned long long)t.restarts, mOpt.restarts, (unsigned long long)mLoadRequests, mOpt.requests,
+           (unsigned long long)mWarmUpRequests,
            mOpt.threads, mOpt.inflight, seconds, timedOut ? " (stopped by the time limit)" : "");
     printf("requests\n");
     printf("  sent                                %12llu\n", (unsigned long long)t.sent.load());
@@ -719,6 +721,8 @@ int Soak::run() {
     // count as growth.
     workCycle(0);
     loadShare(std::min<long>(mOpt.requests, 200));
+    mWarmUpRequests = mLoadRequests;
+    mLoadRequests = 0;
     std::vector<Snapshot> snaps;
     snaps.push_back(snapshot("start"));
 

@@ -450,6 +450,12 @@ void Soak::print(const std::vector<Snapshot>& snaps, double seconds, bool timedO
                kreq > 0 ? (b.figures.rssKb - a.figures.rssKb) / kreq : 0.0);
         return other;
     };
+    if (snaps.front().figures.heapBytes == 0) {
+        // A sanitizer's allocator does not report to mallinfo2.
+        printf("heap figures not available in this build (the allocator reports no heap use)\n");
+        mNonRequired = 0;
+        return;
+    }
     mNonRequired = growth(snaps.front(), snaps.back());
     if (snaps.size() == 3) growth(snaps[1], snaps[2]);
 }

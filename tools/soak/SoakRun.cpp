@@ -45,7 +45,7 @@ struct Tally {
     std::atomic<uint64_t> okWhileDown{0};     // OK while the modem was down (unexpected)
     std::atomic<uint64_t> unanswered{0};      // promised and never answered
     std::atomic<uint64_t> noAnswerByDesign{0};
-    std::atomic<uint64_t> byDesignAnswered{0};  // "no answer" requests that were answered anyway
+    std::atomic<uint64_t> noConnection{0};      // sent for a slot without a connection: no answer by design
     uint64_t restarts = 0;
     uint64_t restartsNotSeen = 0;    // the service never saw the modem go down
     uint64_t reconfigsMissing = 0;   // a listener got no reconfiguration notice
@@ -161,6 +161,7 @@ private:
     sp<SetCb> mUploadCb = new SetCb();
     sp<SetCb> mTokenCb = new SetCb();
     sp<SetCb> mRefusedTokenCb = new SetCb();
+    sp<GetCb> mNoConnectionCb = new GetCb();
     sp<ChangeCb> mChangeCb = new ChangeCb();
     rcsctl::ConfigDocument mPlain, mGzip;
     pid_t mDaemon = -1;
@@ -211,6 +212,11 @@ void Soak::print(const std::vector<Snapshot>& snaps, double seconds, bool timedO
     printf("  no answer by design                 %12llu  (updateTokenFetchStatus; setAppToken refused "
            "while the modem is down)\n", (unsigned long long)t.noAnswerByDesign.load());
     printf("  ... of which answered anyway        %12llu\n", (unsigned long long)mRefusedTokenCb->answers.total());
+    printf("  no connection for the slot          %12llu  (no answer by design; a read on the old object\n"
+           "                                                    between modem up and the new object)\n",
+           (unsigned long long)t.noConnection.load());
+    printf("  ... of which answered anyway        %12llu  (the new object's subscription came first)\n",
+           (unsigned long long)mNoConnectionCb->answers.total());
     printf("modem\n");
     printf("  restarts                            %12llu  (not seen by the service: %llu)\n",
            (unsigned long long)t.restarts, (unsigned long long)t.restartsNotSeen);
@@ -401,6 +407,12 @@ void Soak::restartCycle() {
         }
     }
     waitModem(true, 15000);
+    // The modem is back but this slot has no connection until a new object
+    // subscribes it: a read on the old object gets no answer, by design.
+    mConfigs[1]->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, mNoConnectionCb);
+    ++mTally.sent;
+    ++mTally.noConnection;
+    mHost->waitUntilIdle();
     createObjects();
 }
 

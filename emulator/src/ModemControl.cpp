@@ -140,7 +140,7 @@ bool runControlCommand(ModemEmulator& modem, const std::string& line, std::strin
     } else if (verb == "configs" && c.size() == 2 && c.number(1, &a)) {
         auto configs = modem.receivedConfigs(static_cast<int32_t>(a));
         std::ostringstream out;
-        out << configs.size();
+        out << modem.receivedConfigCount(static_cast<int32_t>(a));
         for (const auto& cfg : configs) {
             out << "\ntoken=" << unsigned(cfg.token) << " gzip=" << (cfg.gzipped ? 1 : 0)
                 << " len=" << cfg.document.size();

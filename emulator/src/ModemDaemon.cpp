@@ -1,10 +1,12 @@
 #include "emulator/ModemDaemon.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -33,15 +35,27 @@ bool fillAddress(const std::string& path, sockaddr_un* addr) {
 // emulator events into frames.
 class Session : public ModemSink {
 public:
-    Session(ModemEmulator& modem, int fd) : mModem(modem), mFd(fd) {}
+    Session(ModemEmulator& modem, int fd, pid_t peer) : mModem(modem), mFd(fd), mPeer(peer) {}
     ~Session() override { ::close(mFd); }
 
     void serve() {
         mModem.attach(this);  // reports the service states first
         send(FrameType::Ready, {});
-        wire::Frame frame;
-        while (wire::readFrame(mFd, &frame)) {
-            if (!handle(frame)) break;
+        std::vector<uint8_t> frame;
+        for (;;) {
+            wire::ReadResult got = wire::readFrame(mFd, &frame);
+            if (got == wire::ReadResult::Closed) break;
+            std::string why;
+            wire::ClientMessage message;
+            if (got == wire::ReadResult::TooLong) {
+                why = "length field over " + std::to_string(wire::kMaxPayload) + " bytes";
+            } else if (wire::decodeClientFrame(frame.data(), frame.size(), &message, &why)) {
+                handle(message);
+                continue;
+            }
+            std::fprintf(stderr, "mcx-modemd: closing the connection of pid %d: malformed frame: %s\n",
+                         static_cast<int>(mPeer), why.c_str());
+            break;
         }
         mModem.detach(this);  // closes this client's connections
     }
@@ -61,54 +75,38 @@ public:
     }
 
 private:
-    // False ends the session: a malformed frame means a confused peer.
-    bool handle(const wire::Frame& frame) {
-        wire::Reader in(frame.payload);
-        switch (frame.type) {
+    void handle(const wire::ClientMessage& in) {
+        switch (in.type) {
             case FrameType::Open: {
-                uint32_t reqId = in.u32();
-                uint32_t serviceId = in.u32();
-                if (!in.ok()) return false;
-                uint64_t connId = mModem.connect(serviceId, this);
+                uint64_t connId = mModem.connect(in.serviceId, this);
                 if (connId != 0) {
                     std::lock_guard<std::mutex> lock(mConnLock);
                     mConnections.insert(connId);
                 }
-                reply(reqId, connId == 0 ? MCX_ERR_NO_SERVICE : MCX_NO_ERR, 0, connId, {});
-                return true;
+                reply(in.reqId, connId == 0 ? MCX_ERR_NO_SERVICE : MCX_NO_ERR, 0, connId, {});
+                break;
             }
-            case FrameType::Close: {
-                uint64_t connId = in.u64();
-                if (!in.ok()) return false;
-                if (owns(connId, true)) mModem.disconnect(connId);
-                return true;
-            }
+            case FrameType::Close:
+                if (owns(in.connId, true)) mModem.disconnect(in.connId);
+                break;
             case FrameType::Request: {
-                uint32_t reqId = in.u32();
-                uint64_t connId = in.u64();
-                uint32_t msgId = in.u32();
-                std::vector<uint8_t> data = in.rest();
-                if (!in.ok()) return false;
-                if (!owns(connId, false)) {
-                    reply(reqId, MCX_ERR_SERVICE_GONE, 0, 0, {});
-                    return true;
+                if (!owns(in.connId, false)) {
+                    reply(in.reqId, MCX_ERR_SERVICE_GONE, 0, 0, {});
+                    break;
                 }
-                ModemReply r = mModem.request(connId, msgId, data.data(), data.size());
-                reply(reqId, r.status, r.delayMs, 0, r.response);
-                return true;
+                ModemReply r = mModem.request(in.connId, in.msgId, in.bytes.data(), in.bytes.size());
+                reply(in.reqId, r.status, r.delayMs, 0, r.response);
+                break;
             }
             case FrameType::Control: {
-                uint32_t reqId = in.u32();
-                std::vector<uint8_t> text = in.rest();
-                if (!in.ok()) return false;
                 std::string answer;
-                bool ok = runControlCommand(mModem, std::string(text.begin(), text.end()), &answer);
-                reply(reqId, ok ? MCX_NO_ERR : MCX_ERR_INVALID_ARG, 0, 0,
+                bool ok = runControlCommand(mModem, std::string(in.bytes.begin(), in.bytes.end()), &answer);
+                reply(in.reqId, ok ? MCX_NO_ERR : MCX_ERR_INVALID_ARG, 0, 0,
                       std::vector<uint8_t>(answer.begin(), answer.end()));
-                return true;
+                break;
             }
             default:
-                return false;
+                break;  // decodeClientFrame lets no other type through
         }
     }
 
@@ -133,15 +131,32 @@ private:
 
     ModemEmulator& mModem;
     const int mFd;
+    const pid_t mPeer;
     std::mutex mWriteLock;               // one frame at a time on the socket
     std::mutex mConnLock;
     std::set<uint64_t> mConnections;     // guarded by mConnLock
 };
 
+// What is at `path` before the daemon binds there.
+enum class PathState { Free, StaleSocket, LiveSocket, NotASocket, Unknown };
+
+PathState inspectPath(const std::string& path, const sockaddr_un& addr) {
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0) return errno == ENOENT ? PathState::Free : PathState::Unknown;
+    if (!S_ISSOCK(st.st_mode)) return PathState::NotASocket;
+    int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (probe < 0) return PathState::Unknown;
+    int rc = ::connect(probe, reinterpret_cast<const sockaddr*>(&addr), sizeof(addr));
+    int err = errno;
+    ::close(probe);
+    if (rc == 0) return PathState::LiveSocket;
+    return err == ECONNREFUSED ? PathState::StaleSocket : PathState::Unknown;
+}
+
 }  // namespace
 
-ModemDaemon::ModemDaemon(ModemEmulator& modem, std::string socketPath)
-    : mModem(modem), mPath(std::move(socketPath)) {}
+ModemDaemon::ModemDaemon(ModemEmulator& modem, std::string socketPath, int maxSessions)
+    : mModem(modem), mPath(std::move(socketPath)), mMaxSessions(maxSessions) {}
 
 ModemDaemon::~ModemDaemon() {
     if (mListenFd >= 0) {
@@ -156,14 +171,41 @@ bool ModemDaemon::listen(std::string* error) {
         *error = "socket path empty or too long: " + mPath;
         return false;
     }
+    // Only a socket that nobody serves any more is replaced.
+    switch (inspectPath(mPath, addr)) {
+        case PathState::Free:
+            break;
+        case PathState::StaleSocket:
+            ::unlink(mPath.c_str());
+            break;
+        case PathState::LiveSocket:
+            *error = mPath + ": another daemon is serving this socket";
+            return false;
+        case PathState::NotASocket:
+            *error = mPath + ": exists and is not a socket; refusing to replace it";
+            return false;
+        case PathState::Unknown:
+            *error = mPath + ": cannot tell whether it is a stale socket (" + std::strerror(errno) + ")";
+            return false;
+    }
     mListenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (mListenFd < 0) {
         *error = std::string("socket: ") + std::strerror(errno);
         return false;
     }
-    ::unlink(mPath.c_str());
-    if (::bind(mListenFd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 ||
-        ::listen(mListenFd, 16) != 0) {
+    // The socket file is created owner-only whatever the caller's umask; the
+    // chmod covers a file system that ignores the umask for sockets.
+    const mode_t oldMask = ::umask(0177);
+    const bool bound = ::bind(mListenFd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0;
+    const int bindErrno = errno;
+    ::umask(oldMask);
+    if (!bound) {
+        *error = mPath + ": " + std::strerror(bindErrno);
+        ::close(mListenFd);
+        mListenFd = -1;
+        return false;
+    }
+    if (::chmod(mPath.c_str(), 0600) != 0 || ::listen(mListenFd, 16) != 0) {
         *error = mPath + ": " + std::strerror(errno);
         return false;
     }
@@ -177,9 +219,29 @@ void ModemDaemon::run() {
             if (errno == EINTR || errno == ECONNABORTED) continue;
             return;
         }
-        std::thread([this, fd] {
-            Session session(mModem, fd);
-            session.serve();
+        ucred peer{};
+        socklen_t peerLen = sizeof(peer);
+        if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &peerLen) != 0 ||
+            peer.uid != ::geteuid()) {
+            std::fprintf(stderr, "mcx-modemd: refusing pid %d of uid %d: only uid %d is served\n",
+                         static_cast<int>(peer.pid), static_cast<int>(peer.uid),
+                         static_cast<int>(::geteuid()));
+            ::close(fd);
+            continue;
+        }
+        if (mSessions.load() >= mMaxSessions) {
+            std::fprintf(stderr, "mcx-modemd: refusing pid %d: %d connections open already\n",
+                         static_cast<int>(peer.pid), mMaxSessions);
+            ::close(fd);
+            continue;
+        }
+        ++mSessions;
+        std::thread([this, fd, pid = peer.pid] {
+            {
+                Session session(mModem, fd, pid);
+                session.serve();
+            }
+            --mSessions;
         }).detach();
     }
 }
@@ -194,17 +256,14 @@ bool sendDaemonControl(const std::string& socketPath, const std::string& command
     if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
         wire::sendFrame(fd, FrameType::Control,
                         wire::Writer().u32(1).raw(command.data(), command.size()).bytes())) {
-        wire::Frame frame;
-        while (wire::readFrame(fd, &frame)) {
-            if (frame.type != FrameType::Reply) continue;  // service states, Ready
-            wire::Reader in(frame.payload);
-            in.u32();
-            int status = in.i32();
-            in.u32();
-            in.u64();
-            std::vector<uint8_t> text = in.rest();
-            reply->assign(text.begin(), text.end());
-            ok = in.ok() && status == MCX_NO_ERR;
+        std::vector<uint8_t> frame;
+        wire::DaemonMessage message;
+        std::string why;
+        while (wire::readFrame(fd, &frame) == wire::ReadResult::Frame &&
+               wire::decodeDaemonFrame(frame.data(), frame.size(), &message, &why)) {
+            if (message.type != FrameType::Reply) continue;  // service states, Ready
+            reply->assign(message.bytes.begin(), message.bytes.end());
+            ok = message.status == MCX_NO_ERR;
             break;
         }
     }

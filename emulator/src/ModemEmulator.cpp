@@ -110,12 +110,14 @@ ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t
     rec.subscription = subscriptionOfLocked(c, connId);
     rec.msgId = msgId;
     if (data != nullptr) rec.data.assign(data, data + len);
-    ++mRequestCounts[Key{c.serviceId, msgId}];
     mRequests.push_back(std::move(rec));
-    if (mRequests.size() > kRequestLogSize) mRequests.pop_front();
-    mRequestCv.notify_all();
+    if (mRequests.size() > kKeptRequests) mRequests.pop_front();
 
     const mcx_msg_desc_type* desc = mcx_idl_find_msg(serviceTable(c.serviceId), msgId);
+    // Counted apart from the window only for the services' own messages, so
+    // that a peer sending made-up ids cannot grow the counts.
+    if (desc != nullptr) ++mRequestCounts[Key(c.serviceId, msgId)];
+    mRequestCv.notify_all();
     if (desc == nullptr || desc->req_len == MCX_MSG_LEN_NONE) {
         reply.status = MCX_ERR_INVALID_ARG;
         return reply;
@@ -263,19 +265,24 @@ std::vector<RequestRecord> ModemEmulator::requests() const {
     return std::vector<RequestRecord>(mRequests.begin(), mRequests.end());
 }
 
+size_t ModemEmulator::requestCountLocked(uint32_t serviceId, uint32_t msgId) const {
+    auto counted = mRequestCounts.find(Key(serviceId, msgId));
+    if (counted != mRequestCounts.end()) return counted->second;
+    size_t n = 0;
+    for (const auto& r : mRequests) n += (r.serviceId == serviceId && r.msgId == msgId) ? 1 : 0;
+    return n;
+}
+
 size_t ModemEmulator::requestCount(uint32_t serviceId, uint32_t msgId) const {
     std::lock_guard<std::mutex> lock(mLock);
-    auto it = mRequestCounts.find(Key{serviceId, msgId});
-    return it == mRequestCounts.end() ? 0 : it->second;
+    return requestCountLocked(serviceId, msgId);
 }
 
 bool ModemEmulator::waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
                                     std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> lock(mLock);
-    return mRequestCv.wait_for(lock, timeout, [&] {
-        auto it = mRequestCounts.find(Key{serviceId, msgId});
-        return it != mRequestCounts.end() && it->second >= count;
-    });
+    return mRequestCv.wait_for(lock, timeout,
+                               [&] { return requestCountLocked(serviceId, msgId) >= count; });
 }
 
 void ModemEmulator::clearRequests() {
@@ -302,6 +309,11 @@ std::vector<ReceivedConfig> ModemEmulator::receivedConfigs(int32_t subscription)
 std::vector<uint8_t> ModemEmulator::acsToken(int32_t subscription) const {
     std::lock_guard<std::mutex> lock(mLock);
     return mSettings->acsToken(subscription);
+}
+
+uint64_t ModemEmulator::receivedConfigCount(int32_t subscription) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mSettings->receivedConfigCount(subscription);
 }
 
 std::vector<TokenStatus> ModemEmulator::tokenStatuses(int32_t subscription) const {

@@ -32,6 +32,71 @@ bool readAll(int fd, uint8_t* data, size_t len) {
     return true;
 }
 
+// Reads fields in order from a bounded buffer; a read past its end fails.
+class Reader {
+public:
+    Reader(const uint8_t* data, size_t len) : mData(data), mLen(len) {}
+    bool u32(uint32_t* v) { return take(v, sizeof(*v)); }
+    bool i32(int32_t* v) { return take(v, sizeof(*v)); }
+    bool u64(uint64_t* v) { return take(v, sizeof(*v)); }
+    void rest(std::vector<uint8_t>* out) {
+        out->assign(mData + mOffset, mData + mLen);
+        mOffset = mLen;
+    }
+    size_t left() const { return mLen - mOffset; }
+
+private:
+    bool take(void* out, size_t n) {
+        if (mLen - mOffset < n) return false;
+        std::memcpy(out, mData + mOffset, n);
+        mOffset += n;
+        return true;
+    }
+    const uint8_t* mData;
+    size_t mLen;
+    size_t mOffset = 0;
+};
+
+const char* typeName(uint32_t type) {
+    switch (static_cast<FrameType>(type)) {
+        case FrameType::Open: return "Open";
+        case FrameType::Close: return "Close";
+        case FrameType::Request: return "Request";
+        case FrameType::Control: return "Control";
+        case FrameType::Reply: return "Reply";
+        case FrameType::Indication: return "Indication";
+        case FrameType::ConnectionLost: return "ConnectionLost";
+        case FrameType::ServiceState: return "ServiceState";
+        case FrameType::Ready: return "Ready";
+    }
+    return "unknown";
+}
+
+// Checks the header against the buffer; on success `payload` reads the payload.
+bool openFrame(const uint8_t* data, size_t len, uint32_t* type, Reader* payload, std::string* why) {
+    uint32_t header[2];
+    if (data == nullptr || len < kHeaderSize) {
+        *why = "frame of " + std::to_string(len) + " bytes is shorter than its header";
+        return false;
+    }
+    std::memcpy(header, data, sizeof(header));
+    if (header[1] > kMaxPayload || header[1] != len - kHeaderSize) {
+        *why = "length field " + std::to_string(header[1]) + " does not match a payload of " +
+               std::to_string(len - kHeaderSize) + " bytes";
+        return false;
+    }
+    *type = header[0];
+    *payload = Reader(data + kHeaderSize, len - kHeaderSize);
+    return true;
+}
+
+// A payload of the wrong size for its type.
+bool badSize(uint32_t type, size_t size, std::string* why) {
+    *why = std::string(typeName(type)) + " frame with a payload of " + std::to_string(size) +
+           " bytes";
+    return false;
+}
+
 }  // namespace
 
 Writer& Writer::raw(const void* data, size_t len) {
@@ -40,34 +105,88 @@ Writer& Writer::raw(const void* data, size_t len) {
     return *this;
 }
 
-bool Reader::take(void* out, size_t len) {
-    if (!mOk || mData.size() - mOffset < len) {
-        mOk = false;
-        std::memset(out, 0, len);
-        return false;
+bool decodeClientFrame(const uint8_t* data, size_t len, ClientMessage* out, std::string* why) {
+    uint32_t type = 0;
+    Reader in(nullptr, 0);
+    if (!openFrame(data, len, &type, &in, why)) return false;
+    const size_t size = in.left();
+    *out = ClientMessage{};
+    out->type = static_cast<FrameType>(type);
+    switch (out->type) {
+        case FrameType::Open:
+            if (size != 8) return badSize(type, size, why);
+            in.u32(&out->reqId);
+            in.u32(&out->serviceId);
+            return true;
+        case FrameType::Close:
+            if (size != 8) return badSize(type, size, why);
+            in.u64(&out->connId);
+            return true;
+        case FrameType::Request:
+            if (size < 16) return badSize(type, size, why);
+            in.u32(&out->reqId);
+            in.u64(&out->connId);
+            in.u32(&out->msgId);
+            in.rest(&out->bytes);
+            return true;
+        case FrameType::Control:
+            if (size < 4) return badSize(type, size, why);
+            in.u32(&out->reqId);
+            in.rest(&out->bytes);
+            return true;
+        default:
+            *why = "frame type " + std::to_string(type) + " (" + typeName(type) +
+                   ") is not one a client sends";
+            return false;
     }
-    std::memcpy(out, mData.data() + mOffset, len);
-    mOffset += len;
-    return true;
 }
 
-uint32_t Reader::u32() {
-    uint32_t v;
-    take(&v, sizeof(v));
-    return v;
-}
-
-uint64_t Reader::u64() {
-    uint64_t v;
-    take(&v, sizeof(v));
-    return v;
-}
-
-std::vector<uint8_t> Reader::rest() {
-    if (!mOk) return {};
-    std::vector<uint8_t> out(mData.begin() + static_cast<std::ptrdiff_t>(mOffset), mData.end());
-    mOffset = mData.size();
-    return out;
+bool decodeDaemonFrame(const uint8_t* data, size_t len, DaemonMessage* out, std::string* why) {
+    uint32_t type = 0;
+    Reader in(nullptr, 0);
+    if (!openFrame(data, len, &type, &in, why)) return false;
+    const size_t size = in.left();
+    *out = DaemonMessage{};
+    out->type = static_cast<FrameType>(type);
+    switch (out->type) {
+        case FrameType::Reply:
+            if (size < 20) return badSize(type, size, why);
+            in.u32(&out->reqId);
+            in.i32(&out->status);
+            in.u32(&out->delayMs);
+            in.u64(&out->value);
+            in.rest(&out->bytes);
+            return true;
+        case FrameType::Indication:
+            if (size < 12) return badSize(type, size, why);
+            in.u64(&out->connId);
+            in.u32(&out->msgId);
+            in.rest(&out->bytes);
+            return true;
+        case FrameType::ConnectionLost:
+            if (size != 8) return badSize(type, size, why);
+            in.u64(&out->connId);
+            return true;
+        case FrameType::ServiceState: {
+            if (size != 8) return badSize(type, size, why);
+            uint32_t up = 0;
+            in.u32(&out->serviceId);
+            in.u32(&up);
+            if (up > 1) {
+                *why = "ServiceState frame with state " + std::to_string(up);
+                return false;
+            }
+            out->up = up == 1;
+            return true;
+        }
+        case FrameType::Ready:
+            if (size != 0) return badSize(type, size, why);
+            return true;
+        default:
+            *why = "frame type " + std::to_string(type) + " (" + typeName(type) +
+                   ") is not one the daemon sends";
+            return false;
+    }
 }
 
 bool sendFrame(int fd, FrameType type, const std::vector<uint8_t>& payload) {
@@ -78,13 +197,16 @@ bool sendFrame(int fd, FrameType type, const std::vector<uint8_t>& payload) {
     return writeAll(fd, w.bytes().data(), w.bytes().size());
 }
 
-bool readFrame(int fd, Frame* out) {
+ReadResult readFrame(int fd, std::vector<uint8_t>* frame) {
     uint32_t header[2];
-    if (!readAll(fd, reinterpret_cast<uint8_t*>(header), sizeof(header))) return false;
-    if (header[1] > kMaxPayload) return false;
-    out->type = static_cast<FrameType>(header[0]);
-    out->payload.assign(header[1], 0);
-    return header[1] == 0 || readAll(fd, out->payload.data(), header[1]);
+    if (!readAll(fd, reinterpret_cast<uint8_t*>(header), sizeof(header))) return ReadResult::Closed;
+    if (header[1] > kMaxPayload) return ReadResult::TooLong;
+    frame->resize(kHeaderSize + header[1]);
+    std::memcpy(frame->data(), header, sizeof(header));
+    if (header[1] > 0 && !readAll(fd, frame->data() + kHeaderSize, header[1])) {
+        return ReadResult::Closed;
+    }
+    return ReadResult::Frame;
 }
 
 }  // namespace mcxemu::wire

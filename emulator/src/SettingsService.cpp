@@ -169,8 +169,10 @@ void SettingsService::configSegment(uint64_t connId, const Session& s, const uin
                                seg.config_len);
     if (step == ConfigReassembler::Step::NeedMore) return;
     if (step == ConfigReassembler::Step::Complete) {
-        mConfigs[s.subscription].push_back(
-            ReceivedConfig{seg.token, it->second.gzipped(), it->second.document()});
+        auto& kept = mConfigs[s.subscription];
+        kept.push_back(ReceivedConfig{seg.token, it->second.gzipped(), it->second.document()});
+        if (kept.size() > kKeptConfigs) kept.pop_front();
+        ++mConfigCounts[s.subscription];
     }
     int32_t status = it->second.status();
     mUploads.erase(it);
@@ -204,8 +206,9 @@ void SettingsService::acsTokenMsg(const Session& s, const uint8_t* req, std::vec
 void SettingsService::tokenStatusMsg(const Session& s, const uint8_t* req) {
     ims_settings_update_acs_token_status_req_msg_v01 msg;
     std::memcpy(&msg, req, sizeof(msg));
-    mTokenStatuses[s.subscription].push_back(
-        TokenStatus{msg.status_code, msg.request_id_valid != 0, msg.request_id});
+    auto& kept = mTokenStatuses[s.subscription];
+    kept.push_back(TokenStatus{msg.status_code, msg.request_id_valid != 0, msg.request_id});
+    if (kept.size() > kKeptTokenStatuses) kept.pop_front();
 }
 
 std::vector<uint8_t> SettingsService::storedSettings(int32_t sub, uint32_t group) const {
@@ -214,7 +217,12 @@ std::vector<uint8_t> SettingsService::storedSettings(int32_t sub, uint32_t group
 }
 
 std::vector<ReceivedConfig> SettingsService::receivedConfigs(int32_t sub) const {
-    return validSubscription(sub) ? mConfigs[sub] : std::vector<ReceivedConfig>{};
+    if (!validSubscription(sub)) return {};
+    return std::vector<ReceivedConfig>(mConfigs[sub].begin(), mConfigs[sub].end());
+}
+
+uint64_t SettingsService::receivedConfigCount(int32_t sub) const {
+    return validSubscription(sub) ? mConfigCounts[sub] : 0;
 }
 
 std::vector<uint8_t> SettingsService::acsToken(int32_t sub) const {
@@ -222,7 +230,8 @@ std::vector<uint8_t> SettingsService::acsToken(int32_t sub) const {
 }
 
 std::vector<TokenStatus> SettingsService::tokenStatuses(int32_t sub) const {
-    return validSubscription(sub) ? mTokenStatuses[sub] : std::vector<TokenStatus>{};
+    if (!validSubscription(sub)) return {};
+    return std::vector<TokenStatus>(mTokenStatuses[sub].begin(), mTokenStatuses[sub].end());
 }
 
 }  // namespace mcxemu

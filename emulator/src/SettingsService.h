@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <utility>
 #include <vector>
@@ -35,7 +36,10 @@ public:
     void abandonUpload(uint64_t connId, const uint8_t* req, size_t len);
 
     std::vector<uint8_t> storedSettings(int32_t sub, uint32_t group) const;
+    // The last kKeptConfigs documents received, oldest first.
     std::vector<ReceivedConfig> receivedConfigs(int32_t sub) const;
+    // Documents received since the start, kept or not.
+    uint64_t receivedConfigCount(int32_t sub) const;
     std::vector<uint8_t> acsToken(int32_t sub) const;
     std::vector<TokenStatus> tokenStatuses(int32_t sub) const;
 
@@ -64,9 +68,10 @@ private:
     std::array<std::array<std::vector<uint8_t>, IMSS_SETTINGS_GROUP_COUNT_V01>, kSubscriptionCount>
         mStored;
     std::map<UploadKey, ConfigReassembler> mUploads;
-    std::array<std::vector<ReceivedConfig>, kSubscriptionCount> mConfigs;
+    std::array<std::deque<ReceivedConfig>, kSubscriptionCount> mConfigs;
+    std::array<uint64_t, kSubscriptionCount> mConfigCounts{};
     std::array<std::vector<uint8_t>, kSubscriptionCount> mTokens;
-    std::array<std::vector<TokenStatus>, kSubscriptionCount> mTokenStatuses;
+    std::array<std::deque<TokenStatus>, kSubscriptionCount> mTokenStatuses;
 };
 
 }  // namespace mcxemu

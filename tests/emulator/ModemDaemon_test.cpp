@@ -4,7 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -121,6 +124,56 @@ TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsRetur
 
     mcx_client_release(h);
     mcx_client_release(again);
+    mcx_client_release(notifier);
+}
+
+// The client process keeps its library while the daemon is killed and started
+// again on the same socket, over and over; each time the connections of the
+// new daemon must work. A client releases its handles as soon as it hears the
+// service went down, racing the library's own news of the lost connections.
+TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEveryTime) {
+    struct Watch : Seen {
+        std::vector<mcx_client_type> open;  // guarded by lock
+    } watch;
+    auto onChange = [](mcx_client_type, mcx_idl_service_object_type,
+                       mcx_client_notify_event_type ev, void* d) {
+        auto* w = static_cast<Watch*>(d);
+        std::vector<mcx_client_type> handles;
+        if (ev == MCX_CLIENT_SERVICE_COUNT_DEC) {
+            std::lock_guard<std::mutex> l(w->lock);
+            handles.swap(w->open);
+        }
+        for (mcx_client_type h : handles) mcx_client_release(h);
+        std::lock_guard<std::mutex> l(w->lock);
+        w->notify.push_back(ev);
+        w->cv.notify_all();
+    };
+    mcx_client_type notifier = nullptr;
+    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, onChange, &watch), MCX_NO_ERR);
+    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 1; }));
+
+    const char* env = getenv("MCX_RESTART_CYCLES");
+    const int cycles = env != nullptr ? std::max(1, atoi(env)) : 40;
+    int failed = 0;
+    for (int cycle = 0; cycle < cycles; ++cycle) {
+        // Two connections per daemon, so that ids of the dead one are reused.
+        mcx_client_type first = open(imss());
+        mcx_client_type second = open(imss());
+        const bool bound = bind(first, 0) == MCX_NO_ERR && bind(second, 1) == MCX_NO_ERR;
+        if (!bound) ++failed;
+        {
+            std::lock_guard<std::mutex> l(watch.lock);
+            watch.open = {first, second};
+        }
+        const size_t seen = watch.notify.size();
+        daemon.kill();
+        ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == seen + 1; }));
+        ASSERT_TRUE(daemon.start());
+        ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == seen + 2; }));
+    }
+    std::printf("daemon restarts: %d, cycles whose new connections failed: %d\n", cycles, failed);
+    EXPECT_EQ(failed, 0);
     mcx_client_release(notifier);
 }
 

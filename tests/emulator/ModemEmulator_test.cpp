@@ -143,24 +143,6 @@ TEST_F(ModemEmulatorTest, Requests_WithWrongLengthOrUnknownIdOrClosedConnection_
     EXPECT_EQ(modem.requests().size(), 3u);
 }
 
-// A long run keeps only the newest records, but every request is still counted.
-TEST_F(ModemEmulatorTest, RequestLog_KeepsTheNewestRecordsAndCountsEveryRequest) {
-    uint64_t c = imss();
-    const size_t total = mcxemu::ModemEmulator::kRequestLogSize + 10;
-    for (size_t i = 0; i < total; ++i) {
-        int32_t sub = static_cast<int32_t>(i % 2);
-        modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, reinterpret_cast<const uint8_t*>(&sub), 4);
-    }
-    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), total);
-    auto log = modem.requests();
-    ASSERT_EQ(log.size(), mcxemu::ModemEmulator::kRequestLogSize);
-    int32_t lastSub;
-    std::memcpy(&lastSub, log.back().data.data(), 4);
-    EXPECT_EQ(lastSub, static_cast<int32_t>((total - 1) % 2)) << "the newest record is kept";
-    modem.clearRequests();
-    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 0u);
-}
-
 TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
     uint64_t c = imss();
     ims_settings_bind_subscription_req_msg_v01 bind{2};
@@ -365,6 +347,36 @@ TEST_F(ModemEmulatorTest, AcsToken_AndTokenStatus_AreStoredPerSubscription) {
     EXPECT_EQ(statuses[0].statusCode, 3);
     EXPECT_TRUE(statuses[0].hasRequestId);
     EXPECT_EQ(statuses[0].requestId, 77);
+}
+
+TEST_F(ModemEmulatorTest, LongRun_KeepsTheLastFewDocumentsReportsAndRequestsButCountsAll) {
+    uint64_t c = imss(1);
+    const size_t uploads = mcxemu::kKeptConfigs + 3;
+    for (size_t i = 0; i < uploads; ++i) {
+        upload(c, static_cast<uint8_t>(10 + i), imstest::patternBytes(100 + i), false);
+    }
+    auto configs = modem.receivedConfigs(1);
+    ASSERT_EQ(configs.size(), mcxemu::kKeptConfigs);
+    EXPECT_EQ(configs.front().token, 10 + uploads - configs.size());
+    EXPECT_EQ(configs.back().document, imstest::patternBytes(100 + uploads - 1));
+    EXPECT_EQ(modem.receivedConfigCount(1), uploads);
+    std::string reply;
+    ASSERT_TRUE(mcxemu::runControlCommand(modem, "configs 1", &reply));
+    EXPECT_EQ(reply.substr(0, reply.find('\n')), std::to_string(uploads));
+
+    const size_t reports = ModemEmulator::kKeptRequests + 5;
+    for (size_t i = 0; i < reports; ++i) {
+        ims_settings_update_acs_token_status_req_msg_v01 status{0, 1, 1, static_cast<int32_t>(i)};
+        send(modem, c, IMSS_UPDATE_ACS_TOKEN_STATUS_V01, status);
+    }
+    auto statuses = modem.tokenStatuses(1);
+    ASSERT_EQ(statuses.size(), mcxemu::kKeptTokenStatuses);
+    EXPECT_EQ(statuses.back().requestId, static_cast<int32_t>(reports - 1));
+
+    // The request log is a window; the counts of known messages are whole.
+    EXPECT_EQ(modem.requests().size(), ModemEmulator::kKeptRequests);
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_UPDATE_ACS_TOKEN_STATUS_V01), reports);
+    EXPECT_GT(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01), 0u);
 }
 
 TEST_F(ModemEmulatorTest, TokenRequest_GoesToRegisteredImsaConnectionsOfTheSubscription) {

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
 
 #include <cutils/native_handle.h>
 #include <hidl/HidlTesting.h>
@@ -87,6 +90,50 @@ TEST_F(HostAndDumpTest, Dump_FromARefusalCallbackOnTheLoopThread_DoesNotWaitForI
     std::string dump = cb->dumps.at(0);
     EXPECT_NE(dump.find("queued for the loop thread: unknown"), std::string::npos) << dump;
     EXPECT_NE(dump.find("IMS settings service: down"), std::string::npos) << dump;
+}
+
+TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlock) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    ASSERT_NO_FATAL_FAILURE(modemDown());
+
+    // The refusal runs on the loop thread inside the manager's batch (its
+    // queue lock held). From there a creation is started on another thread,
+    // which files its listener under the listener lock and then waits for the
+    // queue lock to post; only then is the dump asked for.
+    struct DumpingCb : public SetConfigCb {
+        DumpingCb(imstest::LogCapture& l, sp<F1_1::IImsFactory> f, rcsservice::RcsServiceHost* h)
+            : log(l), factory(f), host(h) {}
+        Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+            const size_t before = log.count("New RcsConfig Object");
+            creator = std::thread([this] {
+                sp<Listener_2_1> other = new Listener_2_1();
+                factory->createRcsConfig_1_1(2, remote<V2_1::IRcsConfigListener>(other),
+                                             [](auto, const auto&) {});
+            });
+            log.waitFor("New RcsConfig Object", kWait, before + 1);
+            dumps.add(host->dump());
+            return SetConfigCb::setConfigResponse(status);
+        }
+        imstest::LogCapture& log;
+        sp<F1_1::IImsFactory> factory;
+        rcsservice::RcsServiceHost* host;
+        std::thread creator;
+        Calls<std::string> dumps;
+    };
+    sp<DumpingCb> cb = new DumpingCb(log, factory, host.get());
+    V2_0::SettingsData data = settingsOf(V2_0::SettingsId::PRESENCE_CONFIG, {{100, 1}}, {}, {});
+    config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
+    if (!cb->dumps.waitFor(1)) {
+        // The loop thread is stuck for good: nothing could stop the service.
+        std::fprintf(stderr, "the dump deadlocked with a creation waiting to post\n");
+        std::_Exit(1);
+    }
+    cb->creator.join();
+    EXPECT_NE(cb->dumps.at(0).find("Service objects: "), std::string::npos) << cb->dumps.at(0);
+    host->waitUntilIdle();
+    EXPECT_NE(host->dump().find("Listeners: 2"), std::string::npos) << host->dump();
 }
 
 TEST_F(HostAndDumpTest, Debug_WithoutDescriptor_WritesNothingAndServiceGoesOn) {

@@ -1,5 +1,6 @@
 #include "support/ModemDaemonProcess.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +25,11 @@ bool ModemDaemonProcess::start() {
     }
     if (mPid == 0) {
         dup2(fds[1], STDOUT_FILENO);
+        if (!mStderrPath.empty()) {
+            int err = open(mStderrPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+            if (err >= 0) dup2(err, STDERR_FILENO);
+        }
+        if (mSetUmask) umask(mUmask);
         close(fds[0]);
         close(fds[1]);
         execl(mBinary.c_str(), "mcx-modemd", "--socket", mSocketPath.c_str(),

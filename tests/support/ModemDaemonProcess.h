@@ -5,6 +5,7 @@
 #ifndef TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
 #define TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
@@ -20,8 +21,14 @@ public:
     ModemDaemonProcess(const ModemDaemonProcess&) = delete;
     ModemDaemonProcess& operator=(const ModemDaemonProcess&) = delete;
 
-    // Starts the daemon and waits for its ready line; false if it never came.
+    // Starts the daemon and waits for its ready line; false if it never came
+    // (the daemon refused to start or died).
     bool start();
+    // For the next start(): the umask the daemon inherits, and a file that
+    // takes its stderr (appended to) instead of the test's.
+    void setUmask(mode_t mask) { mUmask = mask; mSetUmask = true; }
+    void captureStderr(std::string path) { mStderrPath = std::move(path); }
+    pid_t pid() const { return mPid; }
     // Kills the daemon at once (SIGKILL, as a modem crash) and reaps it.
     void kill();
 
@@ -29,6 +36,9 @@ private:
     std::string mBinary;
     std::string mSocketPath;
     pid_t mPid = -1;
+    bool mSetUmask = false;
+    mode_t mUmask = 022;
+    std::string mStderrPath;
 };
 
 }  // namespace imstest

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <sstream>
@@ -102,6 +103,7 @@ std::string CommandRunner::seconds(std::chrono::milliseconds t) const {
 }
 
 bool CommandRunner::run(const Command& c, std::string* error) {
+    mBadInput = false;
     // A wait takes its notice from the queue itself, together with what came
     // before it; every other command first shows what has arrived.
     if (c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) {
@@ -216,6 +218,17 @@ bool CommandRunner::slotCommand(const Command& c, std::string* error) {
 bool CommandRunner::setConfig(const Command& c, std::string* error) {
     ConfigDocument doc;
     if (!ConfigDocument::load(c.path, c.gzip, &doc, error)) return false;
+    const std::string tooLong = unsendableReason(doc.bytes.size());
+    if (!tooLong.empty()) {
+        *error = "cannot send '" + c.path + "': " + tooLong + (doc.compressed ? "" : "; try --gzip");
+        mBadInput = true;
+        return false;
+    }
+    if (answeredFailFirst(doc.bytes.size())) {
+        mOut.warning("'" + c.path + "': " + std::to_string(doc.bytes.size()) +
+                     " bytes to send are an exact multiple of " + std::to_string(kSegmentBytes) +
+                     ": the service answers FAIL first, whatever the modem says after");
+    }
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     V2_0::Container container;
@@ -506,16 +519,22 @@ bool CommandRunner::modemShowConfig(std::string* error) {
     std::getline(lines, line);
     std::string text = prefix() + "modem has received " + line + " configuration document(s)\n";
     std::string docs = "[";
+    unsigned long listed = 0;
     while (std::getline(lines, line)) {
         unsigned token = 0, gzip = 0;
         unsigned long len = 0;
         if (std::sscanf(line.c_str(), "token=%u gzip=%u len=%lu", &token, &gzip, &len) != 3) continue;
+        ++listed;
         text += "  token " + std::to_string(token) + ": " + std::to_string(len) + " bytes of XML" +
                 (gzip ? " (arrived gzip-compressed)" : "") + "\n";
         docs += std::string(docs.size() > 1 ? "," : "") + Json().num("token", token).flag("gzip", gzip != 0)
                     .num("bytes", static_cast<int64_t>(len)).text();
     }
     docs += "]";
+    const unsigned long received = std::strtoul(reply.c_str(), nullptr, 10);
+    if (listed < received) {
+        text += "  (the modem keeps the last " + std::to_string(listed) + " of them)\n";
+    }
     std::string token;
     if (!modemCommand("token " + std::to_string(sub), &token, error)) return false;
     text += "  application token: " + (token.empty() ? std::string("(none)") : jsonQuote(token));

@@ -17,7 +17,9 @@
  *   token-request <sub> <type> <reason> [request-id]   -> "sent <n>"
  *   count <svc> <msg>                         -> number of such requests received
  *   connections <svc>                         -> number of open connections
- *   configs <sub>                             -> "<n>" then "token=<t> gzip=<0|1> len=<bytes>" lines
+ *   configs <sub>                             -> "<n>" (received so far), then one
+ *                                                "token=<t> gzip=<0|1> len=<bytes>" line
+ *                                                for each of the last few kept
  *   token <sub>                               -> the stored ACS token's text
  *   clear-requests
  *

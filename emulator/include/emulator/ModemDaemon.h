@@ -1,12 +1,17 @@
 /*
  * ModemDaemon: serves a ModemEmulator to messaging-library processes over a
  * Unix stream socket (the mcx-modemd executable). Each client socket gets its
- * own session thread; the emulator's state belongs to the daemon, so it
- * outlives every client.
+ * own session thread, up to a cap; the emulator's state belongs to the
+ * daemon, so it outlives every client.
+ *
+ * The socket is the daemon's user's alone: created mode 0600 whatever the
+ * umask, and a peer of another uid (SO_PEERCRED) is refused. A client that
+ * sends a malformed frame is disconnected with one line on stderr.
  */
 #ifndef EMULATOR_MODEM_DAEMON_H
 #define EMULATOR_MODEM_DAEMON_H
 
+#include <atomic>
 #include <string>
 
 #include "emulator/ModemEmulator.h"
@@ -15,12 +20,17 @@ namespace mcxemu {
 
 class ModemDaemon {
 public:
-    ModemDaemon(ModemEmulator& modem, std::string socketPath);
+    // Connections served at once; more are closed at accept with a log line.
+    static constexpr int kDefaultMaxSessions = 32;
+
+    ModemDaemon(ModemEmulator& modem, std::string socketPath,
+                int maxSessions = kDefaultMaxSessions);
     ~ModemDaemon();
     ModemDaemon(const ModemDaemon&) = delete;
     ModemDaemon& operator=(const ModemDaemon&) = delete;
 
-    // Binds and listens (replacing a stale socket file); false with *error set.
+    // Binds and listens; false with *error set. A socket left by a dead daemon
+    // is replaced; a live socket or anything that is not a socket is not.
     bool listen(std::string* error);
     // Accepts clients until the listening socket fails; call after listen().
     void run();
@@ -28,7 +38,9 @@ public:
 private:
     ModemEmulator& mModem;
     std::string mPath;
+    const int mMaxSessions;
     int mListenFd = -1;
+    std::atomic<int> mSessions{0};  // session threads running
 };
 
 // Connects to a daemon, runs one control command and returns its answer;

@@ -20,8 +20,8 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <deque>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -79,12 +79,12 @@ public:
     void setIndicationLength(uint32_t serviceId, uint32_t msgId, uint32_t length, int count = 1);
     void clearFaults();
 
-    // The last kRequestLogSize requests received, in order (also failed and
-    // refused ones). Older records are dropped so that a long run stays flat;
-    // requestCount() still counts every request.
-    static constexpr size_t kRequestLogSize = 1024;
+    // The last kKeptRequests requests received, in order (also failed and
+    // refused ones): a modem that runs for long keeps a window, not all.
+    static constexpr size_t kKeptRequests = 1024;
     std::vector<RequestRecord> requests() const;
-    // Number of requests msgId of a service received so far.
+    // Number of requests msgId of a service received so far (all of them for
+    // the services' own messages, the kept window for unknown ids).
     size_t requestCount(uint32_t serviceId, uint32_t msgId) const;
     // Waits until requestCount(serviceId, msgId) >= count; false on timeout.
     bool waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
@@ -95,8 +95,10 @@ public:
 
     // Stored field layout of a settings group (its write-request layout).
     std::vector<uint8_t> storedSettings(int32_t subscription, uint32_t group) const;
-    // Documents received completely by a subscription, oldest first.
+    // The last few documents received completely by a subscription, oldest first.
     std::vector<ReceivedConfig> receivedConfigs(int32_t subscription) const;
+    // Documents received completely by a subscription since the start.
+    uint64_t receivedConfigCount(int32_t subscription) const;
     // Last ACS token received by a subscription (empty if none).
     std::vector<uint8_t> acsToken(int32_t subscription) const;
     // Token-fetch outcomes reported by a subscription, oldest first.
@@ -133,6 +135,7 @@ private:
     std::vector<uint64_t> connectionsOf(uint32_t serviceId) const override;
     void setServiceUpLocked(uint32_t serviceId, bool up);
     int32_t subscriptionOfLocked(const Connection& c, uint64_t connId) const;
+    size_t requestCountLocked(uint32_t serviceId, uint32_t msgId) const;
 
     mutable std::mutex mLock;
     mutable std::condition_variable mRequestCv;
@@ -143,8 +146,8 @@ private:
     std::map<Key, PendingFault> mFaults;            // guarded by mLock
     std::map<Key, Countdown> mDroppedIndications;   // guarded by mLock
     std::map<Key, LengthFault> mIndicationLengths;  // guarded by mLock
-    std::deque<RequestRecord> mRequests;            // guarded by mLock; the last kRequestLogSize
-    std::map<Key, size_t> mRequestCounts;           // guarded by mLock; every request since a clear
+    std::deque<RequestRecord> mRequests;            // guarded by mLock
+    std::map<Key, size_t> mRequestCounts;           // guarded by mLock: known messages only
     std::unique_ptr<SettingsService> mSettings;     // guarded by mLock
     std::unique_ptr<ApplicationService> mApplication;  // guarded by mLock
 };

@@ -4,6 +4,7 @@
 #ifndef EMULATOR_MODEM_TYPES_H
 #define EMULATOR_MODEM_TYPES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -82,6 +83,11 @@ struct MessageFault {
     uint32_t segStatus = 0;
     uint32_t delayMs = 0;
 };
+
+// Documents and token-fetch reports are kept for inspection, the last few
+// only, so that a modem that runs for long does not grow with them.
+constexpr size_t kKeptConfigs = 4;
+constexpr size_t kKeptTokenStatuses = 16;
 
 struct ReceivedConfig {
     uint8_t token = 0;

@@ -10,6 +10,12 @@
  *            msgId u32, bytes...           ConnectionLost connId u64
  *   Control  reqId u32, text...            ServiceState   serviceId u32, up u32
  *                                          Ready          (after the first service states)
+ *
+ * Each side decodes what it receives with one function over the whole frame
+ * (decodeClientFrame in the daemon, decodeDaemonFrame in the library). A
+ * frame whose type is not one the receiver expects, whose length field
+ * differs from the bytes given, or whose payload is shorter or longer than
+ * its type allows is malformed: the receiver drops the peer.
  */
 #ifndef EMULATOR_MODEM_WIRE_H
 #define EMULATOR_MODEM_WIRE_H
@@ -33,13 +39,9 @@ enum class FrameType : uint32_t {
     Ready = 20,
 };
 
+constexpr size_t kHeaderSize = 8;
 // Larger than any message of either service (8208 bytes) with room for control text.
 constexpr uint32_t kMaxPayload = 64u * 1024u;
-
-struct Frame {
-    FrameType type = FrameType::Ready;
-    std::vector<uint8_t> payload;
-};
 
 class Writer {
 public:
@@ -53,27 +55,47 @@ private:
     std::vector<uint8_t> mBytes;
 };
 
-// Reads fields in order; any read past the end makes ok() false and yields 0.
-class Reader {
-public:
-    explicit Reader(const std::vector<uint8_t>& payload) : mData(payload) {}
-    uint32_t u32();
-    int32_t i32() { return static_cast<int32_t>(u32()); }
-    uint64_t u64();
-    std::vector<uint8_t> rest();
-    bool ok() const { return mOk; }
-
-private:
-    bool take(void* out, size_t len);
-    const std::vector<uint8_t>& mData;
-    size_t mOffset = 0;
-    bool mOk = true;
+// A frame from a client, decoded. Only the fields of its type are set.
+struct ClientMessage {
+    FrameType type = FrameType::Open;
+    uint32_t reqId = 0;          // Open, Request, Control
+    uint32_t serviceId = 0;      // Open
+    uint64_t connId = 0;         // Close, Request
+    uint32_t msgId = 0;          // Request
+    std::vector<uint8_t> bytes;  // Request data, Control text
 };
 
-// Writes one whole frame (no SIGPIPE); false if the peer is gone.
+// A frame from the daemon, decoded. Only the fields of its type are set.
+struct DaemonMessage {
+    FrameType type = FrameType::Ready;
+    uint32_t reqId = 0;          // Reply
+    int32_t status = 0;          // Reply
+    uint32_t delayMs = 0;        // Reply
+    uint64_t value = 0;          // Reply
+    uint64_t connId = 0;         // Indication, ConnectionLost
+    uint32_t msgId = 0;          // Indication
+    uint32_t serviceId = 0;      // ServiceState
+    bool up = false;             // ServiceState
+    std::vector<uint8_t> bytes;  // Reply response, Indication data
+};
+
+// Decodes one whole frame (header and payload, `len` bytes at `data`) sent by
+// a client. False with a one-line reason in *why if it is malformed.
+bool decodeClientFrame(const uint8_t* data, size_t len, ClientMessage* out, std::string* why);
+// The same for a frame sent by the daemon.
+bool decodeDaemonFrame(const uint8_t* data, size_t len, DaemonMessage* out, std::string* why);
+
+// Writes one whole frame (no SIGPIPE); false if the peer is gone or the
+// payload is over kMaxPayload.
 bool sendFrame(int fd, FrameType type, const std::vector<uint8_t>& payload);
-// Reads one whole frame; false on end of stream, error or an oversized length.
-bool readFrame(int fd, Frame* out);
+
+enum class ReadResult {
+    Frame,    // *frame holds one whole frame, header included
+    Closed,   // end of stream or a read error
+    TooLong,  // the length field is over kMaxPayload; nothing more was read
+};
+// Reads one frame from a stream socket.
+ReadResult readFrame(int fd, std::vector<uint8_t>* frame);
 
 }  // namespace mcxemu::wire
 

@@ -79,7 +79,7 @@ void RcsConfig::GetConfigListenerWrapper::getRcsSettingsCb(int responseType, voi
         IMS_LOG("mGetRcsSettingsListener is null");
         return;
     }
-    SettingsData settingsData;
+    SettingsData settingsData{};
     if (response == nullptr ||
         !RcsConfigManager::convertResponseToHidlStruct(responseType, response, &settingsData, false)) {
         Return<void> ret = mGetRcsSettingsListener->getSettingsResponse(RequestStatus::FAIL, settingsData);
@@ -104,7 +104,7 @@ void RcsConfig::GetUpdatedSettingsListenerWrapper::getUpdatedSettingsCb(int resp
         IMS_LOG("mGetUpdatedSettingsListener is null");
         return;
     }
-    SettingsData settingsData;
+    SettingsData settingsData{};
     IMS_LOG("Sending response via getUpdatedSettingsCb");
     // The client gets a record either way; only the log tells a failed
     // conversion (or a refused registration) apart.

@@ -40,8 +40,12 @@ RcsConfigManager::~RcsConfigManager() {
         std::lock_guard<std::mutex> guard(mRecipientLock);
         while (!mDeathRecipients.empty()) mDeathRecipients.pop_back();
     }
-    std::lock_guard<std::mutex> guard(mListenerLock);
-    mListeners.clear();
+    {
+        std::lock_guard<std::mutex> guard(mListenerLock);
+        mListeners.clear();
+    }
+    std::lock_guard<std::mutex> guard(mDumpLock);
+    mListenerView.clear();
     while (!mRcsConfigs.empty()) mRcsConfigs.pop_back();
 }
 
@@ -63,6 +67,8 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
     if (params.listener != nullptr) {
         mListeners[key] = std::make_shared<RcsConfigListenerWrapper>(
                 params.listener, params.listenerVersion, params.slotId);
+        std::lock_guard<std::mutex> view(mDumpLock);
+        mListenerView[key] = ListenerInfo{key, params.slotId, params.listenerVersion};
     } else {
         // The 1.1 factory passes an empty listener of createRcsConfig_1_1 on;
         // such a client gets its object but hears no notices.
@@ -70,7 +76,10 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
     }
 
     sp<RcsConfig> config = new RcsConfig(*this, params.slotId);
-    mRcsConfigs.push_back(config);
+    {
+        std::lock_guard<std::mutex> view(mDumpLock);
+        mRcsConfigs.push_back(config);
+    }
     IMS_LOG("New RcsConfig Object %p, sp count = %d for slotid %d", config.get(),
             static_cast<int>(config->getStrongCount()), params.slotId);
 
@@ -215,15 +224,20 @@ void RcsConfigManager::imsAppServiceEventCb(ImsAppServiceData& data) {
 }
 
 void RcsConfigManager::listenerDied(unsigned long cookie) {
+    forgetListener(cookie);
+}
+
+void RcsConfigManager::forgetListener(unsigned long key) {
     std::lock_guard<std::mutex> guard(mListenerLock);
-    mListeners.erase(cookie);
+    mListeners.erase(key);
+    std::lock_guard<std::mutex> view(mDumpLock);
+    mListenerView.erase(key);
 }
 
 void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, const wp<IBase>& who) {
     IMS_LOG("RcsConfig service died. cookie:%d, who: %p", static_cast<int>(cookie),
             static_cast<void*>(who.unsafe_get()));
-    std::lock_guard<std::mutex> guard(mManager->mListenerLock);
-    mManager->mListeners.erase(static_cast<unsigned long>(cookie));
+    mManager->forgetListener(static_cast<unsigned long>(cookie));
 }
 
 void RcsConfigManager::handleEvent(ConfigCallbackData& data) {
@@ -401,16 +415,13 @@ bool RcsConfigManager::isImsaSubscribed(int slotId) const {
 
 std::vector<RcsConfigManager::ListenerInfo> RcsConfigManager::listeners() const {
     std::vector<ListenerInfo> result;
-    std::lock_guard<std::mutex> guard(mListenerLock);
-    for (const auto& entry : mListeners) {
-        if (entry.second == nullptr) continue;
-        result.push_back(ListenerInfo{entry.first, entry.second->slotId(), entry.second->version()});
-    }
+    std::lock_guard<std::mutex> guard(mDumpLock);
+    for (const auto& entry : mListenerView) result.push_back(entry.second);
     return result;
 }
 
 std::vector<sp<RcsConfig>> RcsConfigManager::rcsConfigs() const {
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    std::lock_guard<std::mutex> guard(mDumpLock);
     return mRcsConfigs;
 }
 

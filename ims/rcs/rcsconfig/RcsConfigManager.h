@@ -175,7 +175,8 @@ public:
         int slotId;
         uint8_t version;    // 0: 2.0 listener, 1: 2.1 listener
     };
-    // The filed listeners, in key order. Any thread.
+    // The filed listeners, in key order. Any thread, also inside a batch of
+    // the loop thread: neither this nor rcsConfigs() waits for mListenerLock.
     std::vector<ListenerInfo> listeners() const;
     // Every service object created so far, oldest first. Any thread.
     std::vector<::android::sp<RcsConfig>> rcsConfigs() const;
@@ -231,6 +232,8 @@ private:
     // The wrappers filed now, each held by its own reference while it is called.
     std::vector<std::shared_ptr<RcsConfigListenerWrapper>> listenerSnapshot() const;
     void notifyReconfigNeeded();
+    // Erases the listener filed under `key` from the map and the dump's view. Any thread.
+    void forgetListener(unsigned long key);
 
     void handleSubscribe(ConfigCallbackData& data);
     void handleSetConfig(ConfigCallbackData& data);
@@ -253,9 +256,16 @@ private:
     bool mModemUp;           // AVAILABLE or MODEM_UP
     bool mImssSubscribed[2];  // loop thread only
     bool mImsaSubscribed[2];  // loop thread only
-    std::vector<::android::sp<RcsConfig>> mRcsConfigs;  // guarded by mListenerLock
+    std::vector<::android::sp<RcsConfig>> mRcsConfigs;  // guarded by mDumpLock
     std::map<unsigned long, std::shared_ptr<RcsConfigListenerWrapper>> mListeners;  // guarded by mListenerLock
     mutable std::mutex mListenerLock;
+    // What the dump shows of mListeners, kept beside it. The dump may run on
+    // the loop thread inside a batch (the handler's queue lock held) while a
+    // creation holds mListenerLock and waits for that queue lock to post, so
+    // the dump never takes mListenerLock. mDumpLock is only ever taken last
+    // and held for no other lock.
+    std::map<unsigned long, ListenerInfo> mListenerView;  // guarded by mDumpLock
+    mutable std::mutex mDumpLock;
     std::vector<::android::sp<DeathRecipientListener>> mDeathRecipients;  // guarded by mRecipientLock
     mutable std::mutex mRecipientLock;
 };

@@ -59,7 +59,7 @@ void appendFields(const imss_settings_group_v01& group, const uint8_t* fields,
         }
         switch (field.list) {
             case IMSS_LIST_INT: {
-                KeyValuePairTypeInt pair;
+                KeyValuePairTypeInt pair{};
                 pair.key = field.key;
                 pair.value = reader.readInteger(field);
                 IMS_LOG("in %s %s %d", report.converter, field.field_name,
@@ -68,7 +68,7 @@ void appendFields(const imss_settings_group_v01& group, const uint8_t* fields,
                 break;
             }
             case IMSS_LIST_BOOL: {
-                KeyValuePairTypeBool pair;
+                KeyValuePairTypeBool pair{};
                 pair.key = field.key;
                 pair.value = reader.readBool(field);
                 IMS_LOG("in %s %s %d", report.converter, field.field_name,
@@ -77,7 +77,7 @@ void appendFields(const imss_settings_group_v01& group, const uint8_t* fields,
                 break;
             }
             case IMSS_LIST_STRING: {
-                KeyValuePairTypeString pair;
+                KeyValuePairTypeString pair{};
                 pair.key = field.key;
                 pair.value = reader.readString(field);
                 if (report.logsStrings) {

@@ -12,9 +12,8 @@
 
 namespace mcx {
 
-using mcxemu::wire::Frame;
+using mcxemu::wire::DaemonMessage;
 using mcxemu::wire::FrameType;
-using mcxemu::wire::Reader;
 using mcxemu::wire::Writer;
 
 namespace {
@@ -70,68 +69,103 @@ void DaemonTransport::readerLoop() {
                 continue;
             }
             mFd = fd;
+            ++mSession;
         }
         serve(fd);
         lostDaemon();
-        // Closed under the write lock, after mFd was cleared, so that no
-        // writer can use the number once the kernel hands it out again.
-        std::lock_guard<std::mutex> writeLock(mWriteLock);
-        ::close(fd);
+        {
+            // Closed under the write lock, after mFd was cleared, so that no
+            // writer can use the number once the kernel hands it out again.
+            std::lock_guard<std::mutex> writeLock(mWriteLock);
+            ::close(fd);
+        }
+        // A daemon that keeps sending nonsense is not hammered.
+        std::unique_lock<std::mutex> lock(mLock);
+        mCv.wait_for(lock, kReconnectInterval, [this] { return mStop; });
     }
 }
 
 void DaemonTransport::serve(int fd) {
-    Frame frame;
-    while (mcxemu::wire::readFrame(fd, &frame)) handleFrame(frame);
+    std::vector<uint8_t> frame;
+    for (;;) {
+        mcxemu::wire::ReadResult got = mcxemu::wire::readFrame(fd, &frame);
+        if (got == mcxemu::wire::ReadResult::Closed) return;
+        if (got == mcxemu::wire::ReadResult::TooLong) {
+            __android_log_print(ANDROID_LOG_WARN, "mcx_client",
+                                "malformed frame from mcx-modemd (length field over %u bytes): "
+                                "taking the daemon as lost",
+                                mcxemu::wire::kMaxPayload);
+            return;
+        }
+        if (!handleFrame(frame)) return;
+    }
 }
 
-void DaemonTransport::handleFrame(const Frame& frame) {
-    Reader in(frame.payload);
-    switch (frame.type) {
+bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
+    DaemonMessage in;
+    std::string why;
+    if (!mcxemu::wire::decodeDaemonFrame(bytes.data(), bytes.size(), &in, &why)) {
+        __android_log_print(ANDROID_LOG_WARN, "mcx_client",
+                            "malformed frame from mcx-modemd (%s): taking the daemon as lost",
+                            why.c_str());
+        return false;
+    }
+    switch (in.type) {
         case FrameType::Reply: {
-            uint32_t reqId = in.u32();
-            TransportReply reply;
-            reply.status = in.i32();
-            reply.delayMs = in.u32();
-            uint64_t value = in.u64();
-            reply.response = in.rest();
-            if (!in.ok()) break;
             std::lock_guard<std::mutex> lock(mLock);
-            auto it = mPending.find(reqId);
+            auto it = mPending.find(in.reqId);
             if (it == mPending.end()) break;  // its caller timed out
-            it->second.done = true;
-            it->second.reply = std::move(reply);
-            it->second.value = value;
+            Pending& pending = it->second;
+            pending.done = true;
+            pending.reply.status = in.status;
+            pending.reply.delayMs = in.delayMs;
+            pending.reply.response = std::move(in.bytes);
+            pending.value = in.value;
+            if (pending.opening && in.status == MCX_NO_ERR) {
+                // Filed here, in frame order, so that its indications and its
+                // loss (later frames) find it.
+                if (mDaemonConns.count(in.value) != 0) {
+                    pending.reply.status = MCX_ERR_INTERNAL;
+                } else {
+                    pending.value = mNextConnId++;
+                    mOpenConns[pending.value] = in.value;
+                    mDaemonConns[in.value] = pending.value;
+                }
+            }
             mCv.notify_all();
             break;
         }
         case FrameType::Indication: {
-            uint64_t connId = in.u64();
-            uint32_t msgId = in.u32();
-            std::vector<uint8_t> data = in.rest();
-            if (in.ok()) mListener.onIndication(connId, msgId, std::move(data));
+            uint64_t connId = 0;
+            {
+                std::lock_guard<std::mutex> lock(mLock);
+                auto it = mDaemonConns.find(in.connId);
+                if (it == mDaemonConns.end()) break;  // closed by us meanwhile
+                connId = it->second;
+            }
+            mListener.onIndication(connId, in.msgId, std::move(in.bytes));
             break;
         }
         case FrameType::ConnectionLost: {
-            uint64_t connId = in.u64();
-            if (!in.ok()) break;
+            uint64_t connId = 0;
             {
                 std::lock_guard<std::mutex> lock(mLock);
+                auto it = mDaemonConns.find(in.connId);
+                if (it == mDaemonConns.end()) break;
+                connId = it->second;
+                mDaemonConns.erase(it);
                 mOpenConns.erase(connId);
             }
             mListener.onConnectionLost(connId);
             break;
         }
         case FrameType::ServiceState: {
-            uint32_t serviceId = in.u32();
-            bool up = in.u32() != 0;
-            if (!in.ok()) break;
             {
                 std::lock_guard<std::mutex> lock(mLock);
-                if (up) mUpServices.insert(serviceId);
-                else mUpServices.erase(serviceId);
+                if (in.up) mUpServices.insert(in.serviceId);
+                else mUpServices.erase(in.serviceId);
             }
-            mListener.onServiceState(serviceId, up);
+            mListener.onServiceState(in.serviceId, in.up);
             break;
         }
         case FrameType::Ready: {
@@ -141,14 +175,13 @@ void DaemonTransport::handleFrame(const Frame& frame) {
             break;
         }
         default:
-            __android_log_print(ANDROID_LOG_WARN, "mcx_client", "mcx-modemd sent frame type %u",
-                                static_cast<unsigned>(frame.type));
-            break;
+            break;  // decodeDaemonFrame lets no other type through
     }
+    return true;
 }
 
 void DaemonTransport::lostDaemon() {
-    std::set<uint64_t> conns;
+    std::vector<uint64_t> conns;
     std::set<uint32_t> services;
     bool stopping = false;
     {
@@ -159,7 +192,9 @@ void DaemonTransport::lostDaemon() {
             pending.done = true;
             pending.reply.status = MCX_ERR_SERVICE_GONE;
         }
-        conns.swap(mOpenConns);
+        for (const auto& entry : mOpenConns) conns.push_back(entry.first);
+        mOpenConns.clear();
+        mDaemonConns.clear();
         services.swap(mUpServices);
         mCv.notify_all();
     }
@@ -171,24 +206,28 @@ void DaemonTransport::lostDaemon() {
     for (uint64_t id : conns) mListener.onConnectionLost(id);
 }
 
-DaemonTransport::Pending DaemonTransport::call(FrameType type, Writer& body, uint32_t timeoutMs) {
+DaemonTransport::Pending DaemonTransport::call(FrameType type, const BodyWriter& body,
+                                               uint32_t timeoutMs, bool opening) {
+    Pending gone;
+    gone.done = true;
+    gone.reply.status = MCX_ERR_SERVICE_GONE;
     uint32_t reqId = 0;
     int fd = -1;
+    uint64_t session = 0;
+    Writer frame;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (mFd < 0) {
-            Pending gone;
-            gone.done = true;
-            gone.reply.status = MCX_ERR_SERVICE_GONE;
-            return gone;
-        }
-        fd = mFd;
+        if (mFd < 0) return gone;
         reqId = mNextReqId++;
-        mPending[reqId] = Pending{};
+        frame.u32(reqId);
+        if (!body(frame)) return gone;
+        fd = mFd;
+        session = mSession;
+        Pending waiting;
+        waiting.opening = opening;
+        mPending[reqId] = waiting;
     }
-    Writer frame;
-    frame.u32(reqId).raw(body.bytes().data(), body.bytes().size());
-    sendOn(fd, type, frame.bytes());  // a failure ends in lostDaemon()
+    sendOn(session, fd, type, frame.bytes());  // a failure ends in lostDaemon()
     std::unique_lock<std::mutex> lock(mLock);
     mCv.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return mPending[reqId].done; });
     Pending result = std::move(mPending[reqId]);
@@ -198,47 +237,60 @@ DaemonTransport::Pending DaemonTransport::call(FrameType type, Writer& body, uin
 }
 
 int DaemonTransport::open(uint32_t serviceId, uint64_t* connId) {
-    Writer body;
-    body.u32(serviceId);
-    Pending p = call(FrameType::Open, body, kSetupTimeoutMs);
+    Pending p = call(FrameType::Open, [serviceId](Writer& w) {
+        w.u32(serviceId);
+        return true;
+    }, kSetupTimeoutMs, true);
     if (p.reply.status == MCX_ERR_SERVICE_GONE) return MCX_ERR_NO_SERVICE;
     if (p.reply.status != MCX_NO_ERR) return p.reply.status;
     *connId = p.value;
-    std::lock_guard<std::mutex> lock(mLock);
-    mOpenConns.insert(p.value);
     return MCX_NO_ERR;
 }
 
 void DaemonTransport::close(uint64_t connId) {
     int fd = -1;
+    uint64_t session = 0;
+    uint64_t daemonId = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (mOpenConns.erase(connId) == 0 || mFd < 0) return;
+        auto it = mOpenConns.find(connId);
+        if (it == mOpenConns.end()) return;
+        daemonId = it->second;
+        mOpenConns.erase(it);
+        mDaemonConns.erase(daemonId);
+        if (mFd < 0) return;
         fd = mFd;
+        session = mSession;
     }
-    sendOn(fd, FrameType::Close, Writer().u64(connId).bytes());
+    sendOn(session, fd, FrameType::Close, Writer().u64(daemonId).bytes());
 }
 
-void DaemonTransport::sendOn(int fd, FrameType type, const std::vector<uint8_t>& payload) {
+void DaemonTransport::sendOn(uint64_t session, int fd, FrameType type,
+                             const std::vector<uint8_t>& payload) {
     std::lock_guard<std::mutex> writeLock(mWriteLock);
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (mFd != fd) return;  // that connection to the daemon is gone
+        if (mSession != session || mFd < 0) return;  // that connection to the daemon is gone
     }
     mcxemu::wire::sendFrame(fd, type, payload);
 }
 
 TransportReply DaemonTransport::request(uint64_t connId, uint32_t msgId, const void* req,
                                         uint32_t reqLen, uint32_t timeoutMs) {
-    Writer body;
-    body.u64(connId).u32(msgId).raw(req, reqLen);
-    return call(FrameType::Request, body, timeoutMs).reply;
+    return call(FrameType::Request, [&](Writer& w) {
+        // A connection of an earlier daemon names nothing on this one.
+        auto it = mOpenConns.find(connId);
+        if (it == mOpenConns.end()) return false;
+        w.u64(it->second).u32(msgId).raw(req, reqLen);
+        return true;
+    }, timeoutMs).reply;
 }
 
 int DaemonTransport::control(const std::string& command, std::string* reply) {
-    Writer body;
-    body.raw(command.data(), command.size());
-    Pending p = call(FrameType::Control, body, kSetupTimeoutMs);
+    Pending p = call(FrameType::Control, [&](Writer& w) {
+        w.raw(command.data(), command.size());
+        return true;
+    }, kSetupTimeoutMs);
     reply->assign(p.reply.response.begin(), p.reply.response.end());
     return p.reply.status;
 }

@@ -3,12 +3,18 @@
  * socket. A reader thread receives replies, indications and service events;
  * when the daemon dies every open connection is lost and every service goes
  * down, and the thread keeps trying to reconnect so that a restarted daemon
- * is seen as the service coming back.
+ * is seen as the service coming back. A malformed frame from the daemon is
+ * taken the same way: the socket is dropped, as if the daemon had died.
+ *
+ * Connection ids handed to the library are the transport's own, never reused:
+ * a restarted daemon numbers its connections from 1 again, and an id of the
+ * dead daemon must not name a connection of the new one.
  */
 #ifndef MCX_DAEMON_TRANSPORT_H
 #define MCX_DAEMON_TRANSPORT_H
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -37,19 +43,26 @@ public:
 private:
     struct Pending {
         bool done = false;
+        bool opening = false;  // an Open: its reply files the new connection
         TransportReply reply;
         uint64_t value = 0;
     };
+    // Writes the body of a frame after its request id; false if the frame
+    // cannot be sent (a connection of an earlier daemon). Called under mLock.
+    using BodyWriter = std::function<bool(mcxemu::wire::Writer&)>;
 
     void readerLoop();
     int connectSocket() const;
     void serve(int fd);
-    void handleFrame(const mcxemu::wire::Frame& frame);
+    // False if the frame is malformed: the daemon is then dropped.
+    bool handleFrame(const std::vector<uint8_t>& frame);
     void lostDaemon();
-    // Writes a frame if fd is still the daemon connection.
-    void sendOn(int fd, mcxemu::wire::FrameType type, const std::vector<uint8_t>& payload);
+    // Writes a frame if `session` is still the daemon connection.
+    void sendOn(uint64_t session, int fd, mcxemu::wire::FrameType type,
+                const std::vector<uint8_t>& payload);
     // Sends a frame carrying a new request id and waits for its reply.
-    Pending call(mcxemu::wire::FrameType type, mcxemu::wire::Writer& body, uint32_t timeoutMs);
+    Pending call(mcxemu::wire::FrameType type, const BodyWriter& body, uint32_t timeoutMs,
+                 bool opening = false);
 
     const std::string mPath;
     TransportListener& mListener;
@@ -57,11 +70,14 @@ private:
     std::mutex mLock;
     std::condition_variable mCv;
     int mFd = -1;                            // guarded by mLock
+    uint64_t mSession = 0;                   // guarded by mLock: socket connections made so far
     bool mStop = false;                      // guarded by mLock
     bool mFirstAttemptDone = false;          // guarded by mLock
     uint32_t mNextReqId = 1;                 // guarded by mLock
+    uint64_t mNextConnId = 1;                // guarded by mLock
     std::map<uint32_t, Pending> mPending;    // guarded by mLock
-    std::set<uint64_t> mOpenConns;           // guarded by mLock
+    std::map<uint64_t, uint64_t> mOpenConns;   // guarded by mLock: our id -> the daemon's
+    std::map<uint64_t, uint64_t> mDaemonConns; // guarded by mLock: the daemon's id -> ours
     std::set<uint32_t> mUpServices;          // guarded by mLock
     std::thread mReader;
 };

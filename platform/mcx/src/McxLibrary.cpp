@@ -122,9 +122,17 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
                  svc->service_id);
         return MCX_ERR_INVALID_ARG;
     }
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        ++mOpening;
+    }
     uint64_t connId = 0;
     int rc = transport()->open(svc->service_id, &connId);
-    if (rc != MCX_NO_ERR) return rc;
+    if (rc != MCX_NO_ERR) {
+        std::lock_guard<std::mutex> lock(mLock);
+        openDoneLocked();
+        return rc;
+    }
     auto* h = new mcx_client_struct;
     h->svc = svc;
     h->connId = connId;
@@ -134,6 +142,7 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
     mHandles.insert(h);
     mConnections[connId] = h;
     if (mLostEarly.erase(connId) != 0) markLostLocked(h);
+    openDoneLocked();
     *out = h;
     return MCX_NO_ERR;
 }
@@ -262,6 +271,11 @@ int McxLibrary::release(mcx_client_type h) {
     return MCX_NO_ERR;
 }
 
+void McxLibrary::openDoneLocked() {
+    // With no open in progress, what is left names released connections.
+    if (--mOpening == 0) mLostEarly.clear();
+}
+
 void McxLibrary::markLostLocked(mcx_client_type h) {
     h->lost = true;
     if (h->errCb != nullptr && !h->errorReported && !h->released) {
@@ -338,7 +352,9 @@ void McxLibrary::onConnectionLost(uint64_t connId) {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mConnections.find(connId);
     if (it == mConnections.end()) {
-        mLostEarly.insert(connId);
+        // Either a connection being opened, whose handle is not filed yet, or
+        // one released already. Only the first kind is kept for its handle.
+        if (mOpening > 0) mLostEarly.insert(connId);
         return;
     }
     mcx_client_type h = it->second;

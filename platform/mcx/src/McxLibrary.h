@@ -76,6 +76,8 @@ private:
     std::shared_ptr<McxTransport> transport();
     bool liveLocked(mcx_client_type h) const { return mHandles.count(h) != 0; }
     void markLostLocked(mcx_client_type h);
+    // Ends one clientInit's open; the last one forgets every early loss left.
+    void openDoneLocked();
     void queueLocked(Callback cb);
     void callbackLoop();
 
@@ -94,6 +96,7 @@ private:
     std::set<mcx_client_type> mHandles;             // guarded by mLock
     std::map<uint64_t, mcx_client_type> mConnections;  // guarded by mLock
     std::set<uint64_t> mLostEarly;                  // guarded by mLock: lost before registration
+    int mOpening = 0;                               // guarded by mLock: clientInit calls in progress
     std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
     std::deque<Callback> mQueue;                    // guarded by mLock
     mcx_client_type mRunning = nullptr;             // guarded by mLock: handle in a callback

@@ -1,0 +1,340 @@
+// mcx-modemd's socket as an untrusted boundary: who may connect, what may sit
+// at its path, how many may stay connected, and what a malformed frame does,
+// on the daemon's side and on the client library's.
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <dirent.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/ModemDaemon.h"
+#include "emulator/ModemWire.h"
+#include "ims_settings_service_v01.h"
+#include "mcx_client.h"
+#include "mcx_host.h"
+#include "support/ModemDaemonProcess.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using mcxemu::wire::FrameType;
+using mcxemu::wire::Writer;
+
+constexpr auto kWait = 10s;
+
+int connectTo(const std::string& path) {
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Reads (and discards) what the peer sends until it closes; false if it is
+// still open after the wait.
+bool closedByPeer(int fd) {
+    const auto deadline = std::chrono::steady_clock::now() + kWait;
+    char buffer[4096];
+    while (std::chrono::steady_clock::now() < deadline) {
+        pollfd p{fd, POLLIN, 0};
+        if (poll(&p, 1, 100) <= 0) continue;
+        ssize_t n = read(fd, buffer, sizeof(buffer));
+        if (n <= 0) return true;
+    }
+    return false;
+}
+
+// A raw frame: header fields as given, payload as given.
+std::vector<uint8_t> rawFrame(uint32_t type, uint32_t lengthField, const std::vector<uint8_t>& payload) {
+    Writer w;
+    w.u32(type).u32(lengthField).raw(payload.data(), payload.size());
+    return w.bytes();
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+size_t countOf(const std::string& text, const std::string& what) {
+    size_t n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
+class DaemonSocketTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        unlink(path.c_str());
+        unlink(logPath.c_str());
+        daemon.captureStderr(logPath);
+    }
+    void TearDown() override {
+        daemon.kill();
+        unlink(path.c_str());
+        unlink(logPath.c_str());
+    }
+    bool control(const std::string& command, std::string* reply = nullptr) {
+        std::string ignored;
+        return mcxemu::sendDaemonControl(path, command, reply != nullptr ? reply : &ignored);
+    }
+
+    std::string path = "/tmp/mcx-modemd-socket-" + std::to_string(getpid()) + ".sock";
+    std::string logPath = path + ".log";
+    imstest::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
+};
+
+TEST_F(DaemonSocketTest, Socket_IsOwnerOnlyWhateverTheUmask) {
+    for (mode_t mask : {0000, 0022, 0077}) {
+        daemon.setUmask(mask);
+        ASSERT_TRUE(daemon.start()) << std::oct << mask;
+        struct stat st {};
+        ASSERT_EQ(lstat(path.c_str(), &st), 0);
+        EXPECT_TRUE(S_ISSOCK(st.st_mode));
+        EXPECT_EQ(st.st_mode & 0777, 0600u) << std::oct << mask;
+        daemon.kill();
+    }
+}
+
+TEST_F(DaemonSocketTest, ExistingPath_OnlyAStaleSocketIsReplaced) {
+    // A socket whose daemon is gone.
+    int stale = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+    ASSERT_EQ(bind(stale, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)), 0);
+    close(stale);
+    ASSERT_TRUE(daemon.start());
+    EXPECT_TRUE(control("count imss 0x1e"));
+
+    // A live socket: a second daemon on it is refused and the first one serves on.
+    imstest::ModemDaemonProcess second(MCX_MODEMD_PATH, path);
+    second.captureStderr(logPath);
+    EXPECT_FALSE(second.start());
+    EXPECT_NE(readFile(logPath).find("another daemon is serving this socket"), std::string::npos);
+    EXPECT_TRUE(control("count imss 0x1e"));
+    daemon.kill();
+    unlink(path.c_str());
+
+    // Anything that is not a socket is left as it is.
+    {
+        std::ofstream(path) << "notes";
+        EXPECT_FALSE(daemon.start());
+        EXPECT_EQ(readFile(path), "notes");
+        unlink(path.c_str());
+    }
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    EXPECT_FALSE(daemon.start());
+    struct stat st {};
+    EXPECT_EQ(lstat(path.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    rmdir(path.c_str());
+    EXPECT_EQ(countOf(readFile(logPath), "exists and is not a socket; refusing to replace it"), 2u);
+}
+
+TEST_F(DaemonSocketTest, PeerOfAnotherUser_IsRefusedAndTheOwnerIsServed) {
+    if (geteuid() != 0) GTEST_SKIP() << "acting as another user needs root";
+    ASSERT_TRUE(daemon.start());
+    // Opened up so that the other user reaches the daemon at all.
+    ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) _exit(3);
+        int fd = connectTo(path);
+        if (fd < 0) _exit(4);
+        // Refused: closed without a single frame.
+        char byte;
+        _exit(read(fd, &byte, 1) == 0 ? 0 : 5);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(countOf(readFile(logPath), "of uid 65534: only uid"), 1u) << readFile(logPath);
+    EXPECT_TRUE(control("count imss 0x1e"));
+}
+
+TEST_F(DaemonSocketTest, MalformedFrames_CloseOnlyTheirConnectionWithOneLineEach) {
+    ASSERT_TRUE(daemon.start());
+    int healthy = connectTo(path);
+    ASSERT_GE(healthy, 0);
+    struct Case {
+        const char* name;
+        std::vector<uint8_t> bytes;
+    };
+    const std::vector<uint8_t> eight(8, 0);
+    const Case cases[] = {
+            {"short Open", rawFrame(1, 4, {1, 0, 0, 0})},
+            {"over-long Close", rawFrame(2, 12, std::vector<uint8_t>(12, 0))},
+            {"Request without its message id", rawFrame(3, 12, std::vector<uint8_t>(12, 0))},
+            {"length field over the limit", rawFrame(3, 70000, eight)},
+            {"unknown type", rawFrame(99, 8, eight)},
+            {"a daemon's frame type", rawFrame(16, 8, eight)},
+    };
+    for (const Case& c : cases) {
+        int fd = connectTo(path);
+        ASSERT_GE(fd, 0) << c.name;
+        ASSERT_EQ(send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(c.bytes.size()))
+                << c.name;
+        EXPECT_TRUE(closedByPeer(fd)) << c.name;
+        close(fd);
+        EXPECT_TRUE(control("count imss 0x1e")) << c.name;
+    }
+    EXPECT_EQ(countOf(readFile(logPath), "malformed frame"), std::size(cases)) << readFile(logPath);
+    // The well-behaved connection was never touched.
+    std::vector<uint8_t> open = rawFrame(1, 8, Writer().u32(7).u32(IMSS_SERVICE_ID_V01).bytes());
+    ASSERT_EQ(send(healthy, open.data(), open.size(), MSG_NOSIGNAL), static_cast<ssize_t>(open.size()));
+    std::vector<uint8_t> frame;
+    mcxemu::wire::DaemonMessage reply;
+    std::string why;
+    do {
+        ASSERT_EQ(mcxemu::wire::readFrame(healthy, &frame), mcxemu::wire::ReadResult::Frame);
+        ASSERT_TRUE(mcxemu::wire::decodeDaemonFrame(frame.data(), frame.size(), &reply, &why)) << why;
+    } while (reply.type != FrameType::Reply);
+    EXPECT_EQ(reply.reqId, 7u);
+    EXPECT_EQ(reply.status, MCX_NO_ERR);
+    close(healthy);
+}
+
+TEST_F(DaemonSocketTest, IdleConnections_AreCappedAndServedAgainOnceClosed) {
+    ASSERT_TRUE(daemon.start());
+    const int cap = mcxemu::ModemDaemon::kDefaultMaxSessions;
+    std::vector<int> idle;
+    for (int i = 0; i < cap + 8; ++i) {
+        int fd = connectTo(path);
+        ASSERT_GE(fd, 0) << i;
+        idle.push_back(fd);
+    }
+    // The ones over the cap are closed at once; the others stay open.
+    int refused = 0;
+    for (int i = cap; i < cap + 8; ++i) refused += closedByPeer(idle[i]) ? 1 : 0;
+    EXPECT_EQ(refused, 8);
+    EXPECT_EQ(countOf(readFile(logPath), "connections open already"), 8u);
+    std::string tasks = "/proc/" + std::to_string(daemon.pid()) + "/task";
+    size_t threads = 0;
+    if (DIR* dir = opendir(tasks.c_str())) {
+        while (dirent* e = readdir(dir)) threads += e->d_name[0] != '.' ? 1 : 0;
+        closedir(dir);
+    }
+    EXPECT_LE(threads, static_cast<size_t>(cap) + 1);  // the sessions and the accepting thread
+    EXPECT_FALSE(control("count imss 0x1e"));
+
+    for (int fd : idle) close(fd);
+    // Sessions end as their sockets close; the daemon serves again after that.
+    const auto deadline = std::chrono::steady_clock::now() + kWait;
+    bool served = false;
+    while (!served && std::chrono::steady_clock::now() < deadline) served = control("count imss 0x1e");
+    EXPECT_TRUE(served);
+}
+
+// A daemon played by the test, to send the client library what it likes.
+class FakeDaemon {
+public:
+    explicit FakeDaemon(const std::string& path) {
+        mListen = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+        unlink(path.c_str());
+        bound = bind(mListen, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
+                listen(mListen, 4) == 0;
+    }
+    ~FakeDaemon() { close(mListen); }
+    // Waits for the library to connect and tells it the settings service is up.
+    int acceptClient() {
+        pollfd p{mListen, POLLIN, 0};
+        if (poll(&p, 1, 10000) != 1) return -1;
+        int fd = accept4(mListen, nullptr, nullptr, SOCK_CLOEXEC);
+        mcxemu::wire::sendFrame(fd, FrameType::ServiceState, Writer().u32(IMSS_SERVICE_ID_V01).u32(1).bytes());
+        mcxemu::wire::sendFrame(fd, FrameType::Ready, {});
+        return fd;
+    }
+    bool bound = false;
+
+private:
+    int mListen = -1;
+};
+
+struct Notices {
+    std::mutex lock;
+    std::condition_variable cv;
+    std::vector<int> events;  // guarded by lock
+    bool waitFor(size_t count) {
+        std::unique_lock<std::mutex> l(lock);
+        return cv.wait_for(l, kWait, [&] { return events.size() >= count; });
+    }
+};
+
+void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
+    auto* n = static_cast<Notices*>(d);
+    std::lock_guard<std::mutex> l(n->lock);
+    n->events.push_back(ev);
+    n->cv.notify_all();
+}
+
+TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
+    FakeDaemon fake(path);
+    ASSERT_TRUE(fake.bound);
+    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    Notices notices;
+    mcx_client_type notifier = nullptr;
+    ASSERT_EQ(mcx_client_notifier_init(imss_get_service_object_internal_v01(1, 0x67, 6), nullptr, &notifier),
+              MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &notices), MCX_NO_ERR);
+
+    struct Case {
+        const char* name;
+        std::vector<uint8_t> bytes;
+    };
+    const std::vector<uint8_t> eight(8, 0);
+    const Case cases[] = {
+            {"short ServiceState", rawFrame(19, 4, {1, 0, 0, 0})},
+            {"ServiceState neither up nor down", rawFrame(19, 8, Writer().u32(IMSS_SERVICE_ID_V01).u32(7).bytes())},
+            {"over-long ConnectionLost", rawFrame(18, 12, std::vector<uint8_t>(12, 0))},
+            {"short Reply", rawFrame(16, 12, std::vector<uint8_t>(12, 0))},
+            {"Ready with a payload", rawFrame(20, 4, {0, 0, 0, 0})},
+            {"length field over the limit", rawFrame(17, 0x7fffffff, eight)},
+            {"a client's frame type", rawFrame(1, 8, eight)},
+            {"unknown type", rawFrame(0, 0, {})},
+    };
+    size_t seen = 0;
+    for (const Case& c : cases) {
+        // Each case meets the library on its next connection to the "daemon".
+        int fd = fake.acceptClient();
+        ASSERT_GE(fd, 0) << c.name;
+        ASSERT_TRUE(notices.waitFor(seen + 1)) << c.name;
+        EXPECT_EQ(notices.events[seen], MCX_CLIENT_SERVICE_COUNT_INC) << c.name;
+        send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL);
+        ASSERT_TRUE(notices.waitFor(seen + 2)) << c.name;
+        EXPECT_EQ(notices.events[seen + 1], MCX_CLIENT_SERVICE_COUNT_DEC) << c.name;
+        EXPECT_TRUE(closedByPeer(fd)) << c.name;
+        close(fd);
+        seen += 2;
+    }
+    mcx_client_release(notifier);
+    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+}
+
+}  // namespace

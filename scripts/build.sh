@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Configures and builds one flavour of the host tree.
-#   scripts/build.sh [release|asan]   -> build/ or build-asan/
+#   scripts/build.sh [release|asan|tsan]   -> build/, build-asan/ or build-tsan/
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
 case "$flavour" in
   release) dir=build;      extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
   asan)    dir=build-asan; extra=(-DCMAKE_BUILD_TYPE=Debug -DIMSRCS_SANITIZE=ON -DIMSRCS_BUILD_BENCH=OFF) ;;
+  tsan)    dir=build-tsan; extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DIMSRCS_TSAN=ON -DIMSRCS_BUILD_BENCH=OFF) ;;
   *) echo "unknown flavour: $flavour" >&2; exit 2 ;;
 esac
 cmake -S . -B "$dir" -G Ninja "${extra[@]}" >/dev/null

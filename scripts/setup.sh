@@ -7,6 +7,7 @@ PACKAGES=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev
   android-liblog-dev android-libutils-dev android-libcutils-dev hidl-gen
   clang libclang-rt-14-dev
+  libtsan2   # gcc's ThreadSanitizer runtime (build-tsan/)
 )
 
 missing=()

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ServiceFixture.h"
@@ -186,6 +187,34 @@ TEST_F(RequestsTest, TwoSetConfigsWithOneCallback_ShareOneEntryAndBothAnswer) {
     RcsConfig::Filed filed = impl->filed();
     EXPECT_EQ(filed.setConfigWrappers, 1u);
     EXPECT_EQ(filed.setConfigRecipients, 2u);
+}
+
+// A client may call one object from several threads at once (or a death
+// notice may arrive meanwhile): every request is filed and answered.
+TEST_F(RequestsTest, RequestsFromSeveralThreads_AreAllFiledAndAnswered) {
+    constexpr int kThreads = 4;
+    constexpr int kPerThread = 25;
+    sp<SetConfigCb> setCb = new SetConfigCb();
+    sp<GetSettingsCb> getCb = new GetSettingsCb();
+    sp<V2_0::ISetConfigCb> setProxy = remote<V2_0::ISetConfigCb>(setCb);
+    sp<V2_0::IGetSettingsCb> getProxy = remote<V2_0::IGetSettingsCb>(getCb);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < kPerThread; ++i) {
+                config->setAppToken("token", setProxy);
+                config->getSettingsValue(SettingsId::USER_AGENT_STRING, getProxy);
+            }
+        });
+    }
+    for (auto& t : threads) t.join();
+    EXPECT_TRUE(setCb->responses.waitFor(kThreads * kPerThread));
+    EXPECT_TRUE(getCb->responses.waitFor(kThreads * kPerThread));
+    RcsConfig::Filed filed = static_cast<RcsConfig*>(config.get())->filed();
+    EXPECT_EQ(filed.setConfigRecipients, static_cast<size_t>(kThreads * kPerThread));
+    EXPECT_EQ(filed.getSettingsRecipients, static_cast<size_t>(kThreads * kPerThread));
+    EXPECT_EQ(filed.setConfigWrappers, 1u);
+    EXPECT_EQ(filed.getSettingsWrappers, 1u);
 }
 
 // ---- refusals

@@ -186,9 +186,13 @@ std::function<void(bool)> RcsConfig::fileSetConfigCb(const sp<ISetConfigCb>& cb,
     sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
     recipient->mSetConfigCb = cb;
     const uint64_t key = link(cb, recipient);
-    mSetConfigRecipients.push_back(recipient);
     wrapper->setRcsConfigListener(cb);
-    mSetConfigWrappers[key] = wrapper;
+    {
+        // Requests of several client threads, a death notice and the dump meet here.
+        std::lock_guard<std::mutex> guard(mLock);
+        mSetConfigRecipients.push_back(recipient);
+        mSetConfigWrappers[key] = wrapper;
+    }
     if (forToken) {
         IMS_LOG("storing listener wrapper key %x", hex32(key));
     } else {
@@ -222,10 +226,13 @@ Return<void> RcsConfig::getSettingsValue(SettingsId settingsId, const sp<IGetSet
         sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
         recipient->mGetSettingsCb = cb;
         const uint64_t key = link(cb, recipient);
-        mGetSettingsRecipients.push_back(recipient);
         wrapper->getRcsSettingsListener(cb);
         wrapper->getRcsManagerObject(&mManager);
-        mGetConfigWrappers[key] = wrapper;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            mGetSettingsRecipients.push_back(recipient);
+            mGetConfigWrappers[key] = wrapper;
+        }
         IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
     } else {
         IMS_LOG("RcsConfig request without a callback object");
@@ -245,10 +252,13 @@ Return<RcsConfig::RequestStatus> RcsConfig::registerForSettingsChange(SettingsId
         sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
         recipient->mSettingsChangeCb = cb;
         const uint64_t key = link(cb, recipient);
-        mSettingsChangeRecipients.push_back(recipient);
         wrapper->getUpdatedSettingsListener(cb);
         wrapper->getRcsManagerObject(&mManager);
-        mSettingsChangeWrappers[key] = wrapper;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            mSettingsChangeRecipients.push_back(recipient);
+            mSettingsChangeWrappers[key] = wrapper;
+        }
         IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
     } else {
         IMS_LOG("RcsConfig request without a callback object");
@@ -275,7 +285,10 @@ Return<void> RcsConfig::getUceStatus(const sp<IRcsServiceStatusListener>& listen
     sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
     recipient->mServiceStatusListener = listener;
     link(listener, recipient);
-    mUceStatusRecipients.push_back(recipient);
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        mUceStatusRecipients.push_back(recipient);
+    }
 
     UceStatus status{};
     status.isPresenceSupported = false;

@@ -170,16 +170,19 @@ private:
 
     RcsConfigManager& mManager;
     const int32_t mSlotId;
-    std::vector<::android::sp<DeathRecipientListener>> mSetConfigRecipients;
-    std::vector<::android::sp<DeathRecipientListener>> mGetSettingsRecipients;
-    std::vector<::android::sp<DeathRecipientListener>> mSettingsChangeRecipients;
-    std::vector<::android::sp<DeathRecipientListener>> mUceStatusRecipients;
-    std::map<uint64_t, std::shared_ptr<GetConfigListenerWrapper>> mGetConfigWrappers;
-    std::map<uint64_t, std::shared_ptr<SetConfigListenerWrapper>> mSetConfigWrappers;
-    std::map<uint64_t, std::shared_ptr<GetUpdatedSettingsListenerWrapper>> mSettingsChangeWrappers;
+    std::vector<::android::sp<DeathRecipientListener>> mSetConfigRecipients;  // guarded by mLock
+    std::vector<::android::sp<DeathRecipientListener>> mGetSettingsRecipients;  // guarded by mLock
+    std::vector<::android::sp<DeathRecipientListener>> mSettingsChangeRecipients;  // guarded by mLock
+    std::vector<::android::sp<DeathRecipientListener>> mUceStatusRecipients;  // guarded by mLock
+    std::map<uint64_t, std::shared_ptr<GetConfigListenerWrapper>> mGetConfigWrappers;  // guarded by mLock
+    std::map<uint64_t, std::shared_ptr<SetConfigListenerWrapper>> mSetConfigWrappers;  // guarded by mLock
+    std::map<uint64_t, std::shared_ptr<GetUpdatedSettingsListenerWrapper>> mSettingsChangeWrappers;  // guarded by mLock
     // Never filled: see GetRcsServiceStatusListenerWrapper.
     std::map<uint64_t, std::shared_ptr<GetRcsServiceStatusListenerWrapper>> mServiceStatusWrappers;
-    std::mutex mLock;  // taken by clientDied (and filed())
+    // Taken by clientDied (death-notification thread), by the filing of every
+    // request (binder threads; a client may call from several threads) and by
+    // filed(); never held while a client or the manager is called.
+    std::mutex mLock;
 };
 
 #endif  // RCS_CONFIG_H

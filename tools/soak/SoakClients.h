@@ -1,0 +1,125 @@
+/*
+ * The client side of a soak run: callback objects and listeners as a
+ * telephony client implements them, counting what they receive so that the
+ * driver can tell answered requests from requests still waiting.
+ */
+#ifndef SOAK_SOAK_CLIENTS_H
+#define SOAK_SOAK_CLIENTS_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
+
+namespace soak {
+
+namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+
+// Answers received by one callback object, by status. Thread-safe.
+class Answers {
+public:
+    void add(bool ok) {
+        std::lock_guard<std::mutex> guard(mLock);
+        ++(ok ? mOk : mFail);
+        mChanged.notify_all();
+    }
+    // Waits until at least `total` answers came; false on time-out.
+    bool waitFor(uint64_t total, std::chrono::milliseconds timeout) {
+        std::unique_lock<std::mutex> lock(mLock);
+        return mChanged.wait_for(lock, timeout, [&] { return mOk + mFail >= total; });
+    }
+    uint64_t ok() {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mOk;
+    }
+    uint64_t fail() {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mFail;
+    }
+    uint64_t total() {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mOk + mFail;
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    uint64_t mOk = 0;    // guarded by mLock
+    uint64_t mFail = 0;  // guarded by mLock
+};
+
+class SetCb : public V2_0::ISetConfigCb {
+public:
+    Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+        answers.add(status == V2_0::RequestStatus::OK);
+        return Void();
+    }
+    Answers answers;
+};
+
+class GetCb : public V2_0::IGetSettingsCb {
+public:
+    Return<void> getSettingsResponse(V2_0::RequestStatus status, const V2_0::SettingsData&) override {
+        answers.add(status == V2_0::RequestStatus::OK);
+        return Void();
+    }
+    Answers answers;
+};
+
+class ChangeCb : public V2_0::ISettingsChangeCb {
+public:
+    Return<void> onSettingsChanged(const V2_0::SettingsData&) override {
+        changes.add(true);
+        return Void();
+    }
+    Answers changes;
+};
+
+// A slot's listener: counts reconfiguration notices and keeps the token
+// requests for the driver to answer.
+class Listener : public V2_1::IRcsConfigListener {
+public:
+    Return<void> onReconfigNeeded() override {
+        reconfigs.add(true);
+        return Void();
+    }
+    Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
+                                     V2_1::TokenRequestReason) override {
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            mTokenRequests.push_back({requestId, type});
+        }
+        tokenRequests.add(true);
+        return Void();
+    }
+    struct TokenRequest {
+        int32_t requestId;
+        V2_1::TokenType type;
+    };
+    // Takes the token requests received so far.
+    std::vector<TokenRequest> takeTokenRequests() {
+        std::lock_guard<std::mutex> guard(mLock);
+        std::vector<TokenRequest> out;
+        out.swap(mTokenRequests);
+        return out;
+    }
+    Answers reconfigs;
+    Answers tokenRequests;
+
+private:
+    std::mutex mLock;
+    std::vector<TokenRequest> mTokenRequests;  // guarded by mLock
+};
+
+}  // namespace soak
+
+#endif  // SOAK_SOAK_CLIENTS_H

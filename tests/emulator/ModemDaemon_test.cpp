@@ -166,7 +166,11 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
             std::lock_guard<std::mutex> l(watch.lock);
             watch.open = {first, second};
         }
-        const size_t seen = watch.notify.size();
+        size_t seen;
+        {
+            std::lock_guard<std::mutex> l(watch.lock);  // the callback thread appends
+            seen = watch.notify.size();
+        }
         daemon.kill();
         ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == seen + 1; }));
         ASSERT_TRUE(daemon.start());

@@ -57,7 +57,7 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
             out->timeoutMs = static_cast<int>(seconds) * 1000;
         } else if (a == "--service" || a.compare(0, 10, "--service=") == 0) {
             out->attach = true;
-            if (a.size() > 10) {
+            if (a != "--service") {
                 out->serviceName = a.substr(10);
             } else if (i + 1 < args.size() && !args[i + 1].empty() && args[i + 1][0] != '-' &&
                        !isCommandWord(args[i + 1])) {

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -21,6 +22,10 @@ size_t ToolResult::count(const std::string& needle) const {
 }
 
 ToolResult runTool(const std::vector<std::string>& args, const std::string& input) {
+    return runProgram(RCSCONFIGCTL_PATH, args, input);
+}
+
+ToolResult runProgram(const std::string& binary, const std::vector<std::string>& args, const std::string& input) {
     int in[2], out[2], err[2];
     if (pipe(in) != 0 || pipe(out) != 0 || pipe(err) != 0) return {};
     pid_t pid = fork();
@@ -30,10 +35,10 @@ ToolResult runTool(const std::vector<std::string>& args, const std::string& inpu
         dup2(err[1], STDERR_FILENO);
         for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>("rcsconfigctl"));
+        argv.push_back(const_cast<char*>(binary.c_str()));
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(RCSCONFIGCTL_PATH, argv.data());
+        execv(binary.c_str(), argv.data());
         _exit(127);
     }
     close(in[0]);
@@ -72,27 +77,43 @@ ToolResult runTool(const std::vector<std::string>& args, const std::string& inpu
     return result;
 }
 
-BackgroundTool::BackgroundTool(const std::vector<std::string>& args) {
-    int out[2], err[2];
+BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::string& binary, bool interactive) {
+    int in[2] = {-1, -1}, out[2], err[2];
     if (pipe(out) != 0 || pipe(err) != 0) return;
+    if (interactive && pipe2(in, O_CLOEXEC) != 0) return;
     mPid = fork();
     if (mPid == 0) {
-        int devnull = open("/dev/null", O_RDONLY);
-        dup2(devnull, STDIN_FILENO);
+        int input = interactive ? in[0] : open("/dev/null", O_RDONLY);
+        dup2(input, STDIN_FILENO);
         dup2(out[1], STDOUT_FILENO);
         dup2(err[1], STDERR_FILENO);
-        for (int fd : {out[0], out[1], err[0], err[1], devnull}) close(fd);
+        for (int fd : {out[0], out[1], err[0], err[1], input}) close(fd);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>("rcsconfigctl"));
+        argv.push_back(const_cast<char*>(binary.c_str()));
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(RCSCONFIGCTL_PATH, argv.data());
+        execv(binary.c_str(), argv.data());
         _exit(127);
     }
     close(out[1]);
     close(err[1]);
+    if (interactive) {
+        close(in[0]);
+        mIn = in[1];
+    }
     mOut = out[0];
     mErr = err[0];
+}
+
+bool BackgroundTool::send(const std::string& line) {
+    const std::string text = line + "\n";
+    size_t done = 0;
+    while (mIn >= 0 && done < text.size()) {
+        ssize_t n = write(mIn, text.data() + done, text.size() - done);
+        if (n <= 0) return false;
+        done += static_cast<size_t>(n);
+    }
+    return mIn >= 0;
 }
 
 BackgroundTool::~BackgroundTool() {
@@ -100,6 +121,7 @@ BackgroundTool::~BackgroundTool() {
         ::kill(mPid, SIGKILL);
         waitpid(mPid, nullptr, 0);
     }
+    if (mIn >= 0) close(mIn);
     if (mOut >= 0) close(mOut);
     if (mErr >= 0) close(mErr);
 }
@@ -123,15 +145,25 @@ void BackgroundTool::readSome(int timeoutMs) {
 }
 
 bool BackgroundTool::waitForOutput(const std::string& needle, int timeoutMs) {
+    return waitFor(needle, timeoutMs);
+}
+
+bool BackgroundTool::waitFor(const std::string& needle, int timeoutMs, size_t count, bool onStderr) {
+    const std::string& text = onStderr ? mResult.err : mResult.out;
+    auto seen = [&] {
+        size_t n = 0;
+        for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
+        return n >= count;
+    };
     // Each poll waits for output, so the loop sleeps until the child writes.
-    for (int waited = 0; waited < timeoutMs && (mOut >= 0 || mErr >= 0); waited += 100) {
-        if (mResult.out.find(needle) != std::string::npos) return true;
-        readSome(100);
-    }
-    return mResult.out.find(needle) != std::string::npos;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!seen() && (mOut >= 0 || mErr >= 0) && std::chrono::steady_clock::now() < deadline) readSome(100);
+    return seen();
 }
 
 ToolResult BackgroundTool::stop(int signal) {
+    if (mIn >= 0) close(mIn);
+    mIn = -1;
     if (mPid > 0) ::kill(mPid, signal);
     while (mOut >= 0 || mErr >= 0) readSome(-1);
     int status = 0;

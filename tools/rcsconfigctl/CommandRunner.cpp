@@ -101,7 +101,9 @@ std::string CommandRunner::seconds(std::chrono::milliseconds t) const {
 bool CommandRunner::run(const Command& c, std::string* error) {
     // A wait takes its notice from the queue itself, together with what came
     // before it; every other command first shows what has arrived.
-    if (c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) {
+    // A service death is answered before anything else, waits included.
+    if ((c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) ||
+        mNotices.serviceDied() || mSession.serviceDead()) {
         printNotices();
     }
     switch (c.verb) {
@@ -139,14 +141,14 @@ bool CommandRunner::run(const Command& c, std::string* error) {
 
 void CommandRunner::settle() {
     if (!mSession.serviceDead()) mSession.waitUntilIdle();
-    printNotices();
+    // Nothing follows, so a dead service is only reported.
+    for (const auto& n : mNotices.drain()) printNotice(n);
 }
 
 void CommandRunner::printNotices() {
-    for (const auto& n : mNotices.drain()) {
-        printNotice(n);
-        if (n.kind == Notice::Kind::ServiceDied) recoverFromServiceDeath();
-    }
+    for (const auto& n : mNotices.drain()) printNotice(n);
+    // Also retried before each command while an earlier reconnection failed.
+    if (mSession.serviceDead()) recoverFromServiceDeath();
 }
 
 std::string CommandRunner::noAnswer(const std::string& what) const {

@@ -19,6 +19,23 @@ const std::string kDocument = SESSIONS_DIR "/operator-autoconfig.xml";
 
 // The modem and the service, each in a process of its own, with sockets and
 // a registry folder nobody else uses.
+// The transcript without what each service draws for itself: the 8-bit
+// tokens of its uploads.
+std::string normalised(const std::string& out) {
+    std::string text;
+    size_t from = 0;
+    while (from < out.size()) {
+        size_t eol = out.find('\n', from);
+        if (eol == std::string::npos) eol = out.size();
+        std::string line = out.substr(from, eol - from);
+        size_t colon = line.find(':');
+        if (line.compare(0, 8, "  token ") == 0 && colon != std::string::npos) line = "  token N" + line.substr(colon);
+        text += line + "\n";
+        from = eol + 1;
+    }
+    return text;
+}
+
 class ThreeProcesses : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -94,7 +111,7 @@ TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
     ToolResult inProcess = runTool({"--modem-socket", otherSocket, "--script", script});
     ASSERT_EQ(0, inProcess.exitCode) << inProcess.err << inProcess.out;
 
-    EXPECT_EQ(inProcess.out, across.out);
+    EXPECT_EQ(normalised(inProcess.out), normalised(across.out));
     EXPECT_EQ("", across.err);
     for (const char* line : {"[slot 1] modem has received 2 configuration document(s)",
                              "[slot 1] change of IMS_SERVICE_ENABLE_CONFIG:",

@@ -1,5 +1,6 @@
 #include "ToolProcess.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -79,7 +80,8 @@ ToolResult runProgram(const std::string& binary, const std::vector<std::string>&
 
 BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::string& binary, bool interactive) {
     int in[2] = {-1, -1}, out[2], err[2];
-    if (pipe(out) != 0 || pipe(err) != 0) return;
+    // Close-on-exec, so that later children do not keep these pipes open.
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
     if (interactive && pipe2(in, O_CLOEXEC) != 0) return;
     mPid = fork();
     if (mPid == 0) {
@@ -103,6 +105,7 @@ BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::
     }
     mOut = out[0];
     mErr = err[0];
+    mReader = std::thread([this] { readAll(); });
 }
 
 bool BackgroundTool::send(const std::string& line) {
@@ -117,31 +120,40 @@ bool BackgroundTool::send(const std::string& line) {
 }
 
 BackgroundTool::~BackgroundTool() {
-    if (mPid > 0) {
-        ::kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
-    }
+    if (mPid > 0) ::kill(mPid, SIGKILL);
+    if (mReader.joinable()) mReader.join();
+    if (mPid > 0) waitpid(mPid, nullptr, 0);
     if (mIn >= 0) close(mIn);
-    if (mOut >= 0) close(mOut);
-    if (mErr >= 0) close(mErr);
 }
 
-void BackgroundTool::readSome(int timeoutMs) {
+void BackgroundTool::readAll() {
+    // Drains both streams as the child writes, so a chatty child (a service
+    // logging every request) never blocks on a full pipe.
     pollfd fds[2] = {{mOut, POLLIN, 0}, {mErr, POLLIN, 0}};
-    if (poll(fds, 2, timeoutMs) <= 0) return;
-    std::string* sinks[2] = {&mResult.out, &mResult.err};
-    int* owners[2] = {&mOut, &mErr};
-    for (int i = 0; i < 2; ++i) {
-        if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-        char buf[4096];
-        ssize_t n = read(fds[i].fd, buf, sizeof(buf));
-        if (n > 0) {
-            sinks[i]->append(buf, static_cast<size_t>(n));
-        } else {
-            close(*owners[i]);
-            *owners[i] = -1;
+    int open = 2;
+    while (open > 0) {
+        if (poll(fds, 2, -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+            char buf[4096];
+            ssize_t n = read(fds[i].fd, buf, sizeof(buf));
+            std::lock_guard<std::mutex> lock(mLock);
+            if (n > 0) {
+                (i == 0 ? mResult.out : mResult.err).append(buf, static_cast<size_t>(n));
+            } else {
+                close(fds[i].fd);
+                fds[i].fd = -1;
+                --open;
+            }
+            mChanged.notify_all();
         }
     }
+    std::lock_guard<std::mutex> lock(mLock);
+    mEnded = true;
+    mChanged.notify_all();
 }
 
 bool BackgroundTool::waitForOutput(const std::string& needle, int timeoutMs) {
@@ -149,24 +161,29 @@ bool BackgroundTool::waitForOutput(const std::string& needle, int timeoutMs) {
 }
 
 bool BackgroundTool::waitFor(const std::string& needle, int timeoutMs, size_t count, bool onStderr) {
+    std::unique_lock<std::mutex> lock(mLock);
     const std::string& text = onStderr ? mResult.err : mResult.out;
     auto seen = [&] {
         size_t n = 0;
         for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
         return n >= count;
     };
-    // Each poll waits for output, so the loop sleeps until the child writes.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!seen() && (mOut >= 0 || mErr >= 0) && std::chrono::steady_clock::now() < deadline) readSome(100);
+    mChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return seen() || mEnded; });
     return seen();
+}
+
+ToolResult BackgroundTool::sofar() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mResult;
 }
 
 ToolResult BackgroundTool::stop(int signal) {
     if (mIn >= 0) close(mIn);
     mIn = -1;
     if (mPid > 0) ::kill(mPid, signal);
-    while (mOut >= 0 || mErr >= 0) readSome(-1);
+    if (mReader.joinable()) mReader.join();
     int status = 0;
+    std::lock_guard<std::mutex> lock(mLock);
     if (mPid > 0 && waitpid(mPid, &status, 0) == mPid) {
         mResult.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }

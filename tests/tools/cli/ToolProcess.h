@@ -5,8 +5,11 @@
 #ifndef TESTS_TOOLS_CLI_TOOL_PROCESS_H
 #define TESTS_TOOLS_CLI_TOOL_PROCESS_H
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
 
 #include "support/ModemDaemonProcess.h"
@@ -48,15 +51,20 @@ public:
     // Sends `signal` and collects the rest of the output and the exit status.
     ToolResult stop(int signal);
     pid_t pid() const { return mPid; }
-    const ToolResult& sofar() const { return mResult; }
+    // What the child has printed so far.
+    ToolResult sofar() const;
 
 private:
-    void readSome(int timeoutMs);
+    void readAll();
     pid_t mPid = -1;
     int mIn = -1;
-    int mOut = -1;
-    int mErr = -1;
-    ToolResult mResult;
+    int mOut = -1;  // read by mReader only
+    int mErr = -1;  // read by mReader only
+    mutable std::mutex mLock;
+    std::condition_variable mChanged;
+    ToolResult mResult;  // guarded by mLock
+    bool mEnded = false;  // guarded by mLock
+    std::thread mReader;
 };
 
 // A scratch directory removed with the object.

@@ -99,9 +99,15 @@ Figures timeCalls(int n, Call call) {
     for (int i = 0; i < n; ++i) {
         auto result = std::make_shared<rcsctl::Awaited<V2_0::RequestStatus>>();
         const auto start = Clock::now();
-        if (!call(result)) return Figures{};
-        V2_0::RequestStatus status;
-        if (!result->wait(std::chrono::seconds(30), &status) || status != V2_0::RequestStatus::OK) return Figures{};
+        if (!call(result)) {
+            std::fprintf(stderr, "call %d of %d: transport error\n", i + 1, n);
+            return Figures{};
+        }
+        V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
+        if (!result->wait(std::chrono::seconds(30), &status) || status != V2_0::RequestStatus::OK) {
+            std::fprintf(stderr, "call %d of %d: %s\n", i + 1, n, V2_0::toString(status).c_str());
+            return Figures{};
+        }
         samples.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
     }
     return summarise(samples);

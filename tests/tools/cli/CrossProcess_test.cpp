@@ -121,7 +121,10 @@ TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
     }
 }
 
-TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenAndTheNextIsServed) {
+TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {
+    std::unique_ptr<BackgroundTool> survivor = interactiveClient({"--slot", "2"});
+    survivor->send("watch presence");
+    ASSERT_TRUE(survivor->waitForOutput("[slot 2] watch PRESENCE_CONFIG -> OK", kWaitMs)) << survivor->sofar().err;
     std::unique_ptr<BackgroundTool> doomed = interactiveClient();
     doomed->send("watch presence");
     ASSERT_TRUE(doomed->waitForOutput("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
@@ -129,22 +132,27 @@ TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenAndTheNextIsSe
     // with its request in flight.
     modemControl("drop-ind imss 0x9d");
     doomed->send("set-config " + kDocument + " --gzip");
-    ASSERT_TRUE(waitForDump({"Listeners: 1", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
+    ASSERT_TRUE(waitForDump({"Listeners: 2", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
                              "configuration uploads (answers kept until the modem goes down): 1"}))
             << mLastDump;
     doomed->stop(SIGKILL);
 
-    // The service's recipients drop the listener and both callbacks.
+    // The service's recipients drop the dead client's listener and both of
+    // its callbacks; the other client's entries stay.
     ASSERT_TRUE(mService->waitFor("RcsConfig client died. cookie:", kWaitMs, 2, true)) << mService->sofar().err;
-    ASSERT_TRUE(waitForDump({"Listeners: 0", "callbacks filed: set-config 0, get-settings 0, settings-change 0"}))
+    ASSERT_TRUE(waitForDump({"Listeners: 1", "callbacks filed: set-config 0, get-settings 0, settings-change 0",
+                             "callbacks filed: set-config 0, get-settings 0, settings-change 1"}))
             << mLastDump;
 
-    ToolResult next = runTool(attached({"--script", "-"}), "set-config " + kDocument + "\n"
-                                                           "set-settings presence PUBLISH_TIMER=7\n"
-                                                           "get-settings presence\n");
+    ToolResult next = runTool(attached({"--slot", "2", "--script", "-"}), "set-config " + kDocument + "\n"
+                                                                           "set-settings presence PUBLISH_TIMER=7\n"
+                                                                           "get-settings presence\n");
     ASSERT_EQ(0, next.exitCode) << next.err << next.out;
     EXPECT_TRUE(next.has("-> OK (accepted by the modem)"));
     EXPECT_TRUE(next.has("  PUBLISH_TIMER (100) = 7"));
+    // The survivor's callback, in its own process, heard of the change.
+    survivor->send("wait change presence");
+    EXPECT_TRUE(survivor->waitForOutput("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
 }
 
 TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {

@@ -123,8 +123,16 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
         return MCX_ERR_INVALID_ARG;
     }
     uint64_t connId = 0;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        ++mOpening;
+    }
     int rc = transport()->open(svc->service_id, &connId);
-    if (rc != MCX_NO_ERR) return rc;
+    if (rc != MCX_NO_ERR) {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (--mOpening == 0) mLostEarly.clear();
+        return rc;
+    }
     auto* h = new mcx_client_struct;
     h->svc = svc;
     h->connId = connId;
@@ -134,6 +142,7 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
     mHandles.insert(h);
     mConnections[connId] = h;
     if (mLostEarly.erase(connId) != 0) markLostLocked(h);
+    if (--mOpening == 0) mLostEarly.clear();
     *out = h;
     return MCX_NO_ERR;
 }
@@ -338,7 +347,7 @@ void McxLibrary::onConnectionLost(uint64_t connId) {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mConnections.find(connId);
     if (it == mConnections.end()) {
-        mLostEarly.insert(connId);
+        if (mOpening > 0) mLostEarly.insert(connId);
         return;
     }
     mcx_client_type h = it->second;

@@ -94,6 +94,11 @@ private:
     std::set<mcx_client_type> mHandles;             // guarded by mLock
     std::map<uint64_t, mcx_client_type> mConnections;  // guarded by mLock
     std::set<uint64_t> mLostEarly;                  // guarded by mLock: lost before registration
+    // Opens between the transport's answer and the handle's registration.
+    // Only then can a loss arrive "early"; a loss of a connection whose handle
+    // is already gone is not kept, since a restarted daemon hands the same
+    // ids out again to new connections.
+    unsigned mOpening = 0;                          // guarded by mLock
     std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
     std::deque<Callback> mQueue;                    // guarded by mLock
     mcx_client_type mRunning = nullptr;             // guarded by mLock: handle in a callback

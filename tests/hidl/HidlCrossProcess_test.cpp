@@ -6,6 +6,7 @@
 #include <hidl/HidlTesting.h>
 
 #include <gtest/gtest.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -117,6 +118,15 @@ private:
     std::condition_variable mChanged;
     std::vector<std::string> mEvents;
 };
+
+size_t openDescriptors() {
+    size_t count = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+        while (readdir(d) != nullptr) ++count;
+        closedir(d);
+    }
+    return count;
+}
 
 template <typename Pred>
 bool waitUntil(Pred pred) {
@@ -356,6 +366,7 @@ TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
     int deathsBefore = fakeStats().listenerDeaths.load();
+    size_t fdsBefore = openDescriptors();
     {
         Peer client("client");
         ASSERT_TRUE(client.waitForLine("ready"));
@@ -365,6 +376,7 @@ TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
             return fakeStats().listenerDeaths.load() == deathsBefore + 1 && fakeStats().liveConfigs.load() == 0;
         }));
     }
+    EXPECT_EQ(fdsBefore, openDescriptors());  // the dead client's connection is closed
     // The next client is served as the first was.
     Peer next("client");
     EXPECT_TRUE(next.waitForLine("ready"));
@@ -543,4 +555,34 @@ TEST_F(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
     chmod(loose, 0770);
     EXPECT_FALSE(host::useServiceRegistry(loose));
     rmdir(loose);
+}
+
+namespace {
+
+// While the service (one pool thread) asks it for its interface chain inside
+// createRcsConfig, this listener calls the service again.
+struct ReentrantListener : Listener {
+    ReentrantListener(Events& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
+    Return<void> interfaceChain(interfaceChain_cb cb) override {
+        events.add(factory->ping().isOk() ? "nested ping ok" : "nested ping failed");
+        return Listener::interfaceChain(cb);
+    }
+    sp<F11::IImsFactory> factory;
+};
+
+}  // namespace
+
+TEST_F(HidlCrossProcess, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+    Events events;
+    auto created = std::async(std::launch::async, [&] {
+        return createConfig(factory, new ReentrantListener(events, factory)) != nullptr;
+    });
+    bool returned = created.wait_for(20s) == std::future_status::ready;
+    if (!returned) server.kill();  // a deadlock ends with the service, not with the test
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(returned, created.get());
+    EXPECT_EQ(1u, events.count("nested ping ok"));
 }

@@ -19,6 +19,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -138,8 +139,9 @@ bool waitUntil(Pred pred) {
     return true;
 }
 
+// Shares its events: a callback may still arrive after the test is done with them.
 struct Listener : R21::IRcsConfigListener {
-    explicit Listener(Events& e) : events(e) {}
+    explicit Listener(const std::shared_ptr<Events>& e) : shared(e), events(*e) {}
     Return<void> onReconfigNeeded() override {
         events.add("reconfig");
         return Void();
@@ -148,6 +150,7 @@ struct Listener : R21::IRcsConfigListener {
         events.add("token " + std::to_string(id) + " " + R21::toString(type) + " " + R21::toString(reason));
         return Void();
     }
+    const std::shared_ptr<Events> shared;
     Events& events;
 };
 
@@ -247,12 +250,12 @@ TEST_F(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     ASSERT_NE(nullptr, factory);
     EXPECT_TRUE(factory->isRemote());
 
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<Listener> listener = new Listener(events);
     sp<R21::IRcsConfig> config = createConfig(factory, listener);
     ASSERT_NE(nullptr, config);
-    ASSERT_TRUE(events.waitForCount(2));
-    EXPECT_EQ((std::vector<std::string>{"reconfig", "token 7 FCM_TOKEN TOKEN_EXPIRED"}), events.all());
+    ASSERT_TRUE(events->waitForCount(2));
+    EXPECT_EQ((std::vector<std::string>{"reconfig", "token 7 FCM_TOKEN TOKEN_EXPIRED"}), events->all());
 
     // Enum result with a null interface reference.
     F10::IImsFactory::StatusCode refused = F10::IImsFactory::StatusCode::SUCCESS;
@@ -313,7 +316,7 @@ TEST_F(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
     ASSERT_NE(nullptr, config);
 
@@ -334,7 +337,7 @@ TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
     ASSERT_NE(nullptr, config);
 
@@ -347,7 +350,7 @@ TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     ASSERT_TRUE(config->unlinkToDeath(unlinked).withDefault(false));
 
     auto pending = std::async(std::launch::async, [&] {
-        return config->setAppToken("hang", new SetCb(events)).isDeadObject();
+        return config->setAppToken("hang", new SetCb(*events)).isDeadObject();
     });
     server.kill();
     EXPECT_EQ(std::future_status::ready, pending.wait_for(20s));
@@ -485,8 +488,7 @@ TEST_F(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
         close(fd);
         EXPECT_TRUE(factory->ping().isOk());
     }
-    Events events;
-    EXPECT_NE(nullptr, createConfig(factory, new Listener(events)));
+    EXPECT_NE(nullptr, createConfig(factory, new Listener(std::make_shared<Events>())));
 }
 
 TEST_F(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
@@ -562,7 +564,7 @@ namespace {
 // While the service (one pool thread) asks it for its interface chain inside
 // createRcsConfig, this listener calls the service again.
 struct ReentrantListener : Listener {
-    ReentrantListener(Events& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
+    ReentrantListener(const std::shared_ptr<Events>& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
     Return<void> interfaceChain(interfaceChain_cb cb) override {
         events.add(factory->ping().isOk() ? "nested ping ok" : "nested ping failed");
         return Listener::interfaceChain(cb);
@@ -576,7 +578,7 @@ TEST_F(HidlCrossProcess, NestedCallIntoABusySingleThreadService_IsServedByItsWai
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
-    Events events;
+    auto events = std::make_shared<Events>();
     auto created = std::async(std::launch::async, [&] {
         return createConfig(factory, new ReentrantListener(events, factory)) != nullptr;
     });
@@ -584,5 +586,5 @@ TEST_F(HidlCrossProcess, NestedCallIntoABusySingleThreadService_IsServedByItsWai
     if (!returned) server.kill();  // a deadlock ends with the service, not with the test
     EXPECT_TRUE(returned);
     EXPECT_EQ(returned, created.get());
-    EXPECT_EQ(1u, events.count("nested ping ok"));
+    EXPECT_EQ(1u, events->count("nested ping ok"));
 }

@@ -202,9 +202,12 @@ bool RcsServiceHost::start() {
         std::lock_guard<std::mutex> guard(s.dumpLink->lock);
         s.dumpLink->host = this;
     }
-    DumpFunction dump = [link = s.dumpLink](const std::vector<std::string>&) {
+    DumpFunction dump = [link = s.dumpLink, commands = s.options.debugCommands](
+                                const std::vector<std::string>& options) {
         std::lock_guard<std::mutex> guard(link->lock);
         if (link->host == nullptr) return formatServiceDump(ServiceSnapshot{});
+        std::string text;
+        if (!options.empty() && commands && commands(options, &text)) return text;
         return link->host->dump();
     };
     bool registered = true;

@@ -1,27 +1,17 @@
-// The RCS configuration HAL service: starts everything and serves until
-// SIGTERM or SIGINT. On a workstation an optional argument names the socket of
-// an mcx-modemd daemon to use instead of the embedded modem emulator.
-#include <signal.h>
+// The RCS configuration HAL service: starts everything, publishes the IMS
+// factories and serves until SIGTERM or SIGINT (see ServiceCommandLine.h).
+#include <cstdio>
 
-#include "service/RcsServiceHost.h"
+#include "ServiceCommandLine.h"
+#include "ServiceProcess.h"
 
 int main(int argc, char** argv) {
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGTERM);
-    sigaddset(&stopSignals, SIGINT);
-    // Blocked before any thread starts, so that only sigwait() below takes them.
-    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
-
-    rcsservice::RcsServiceHostOptions options;
-    if (argc > 1) {
-        options.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
-        options.daemonSocket = argv[1];
+    rcsservice::ServiceCommandLine commandLine;
+    std::string error;
+    if (!rcsservice::parseServiceCommandLine({argv + 1, argv + argc}, &commandLine, &error)) {
+        std::fprintf(stderr, "%s\n%s", error.c_str(), rcsservice::serviceUsage());
+        return 2;
     }
-    rcsservice::RcsServiceHost host(options);
-    if (!host.start()) return 1;
-    int received = 0;
-    sigwait(&stopSignals, &received);
-    host.stop();
-    return 0;
+    if (commandLine.help) std::fputs(rcsservice::serviceUsage(), stdout);
+    return commandLine.help ? 0 : rcsservice::runServiceProcess(commandLine);
 }

@@ -6,6 +6,7 @@
 #include <hidl/HidlTesting.h>
 
 #include <gtest/gtest.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -18,6 +19,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -118,6 +120,15 @@ private:
     std::vector<std::string> mEvents;
 };
 
+size_t openDescriptors() {
+    size_t count = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+        while (readdir(d) != nullptr) ++count;
+        closedir(d);
+    }
+    return count;
+}
+
 template <typename Pred>
 bool waitUntil(Pred pred) {
     auto deadline = std::chrono::steady_clock::now() + 20s;
@@ -128,8 +139,9 @@ bool waitUntil(Pred pred) {
     return true;
 }
 
+// Shares its events: a callback may still arrive after the test is done with them.
 struct Listener : R21::IRcsConfigListener {
-    explicit Listener(Events& e) : events(e) {}
+    explicit Listener(const std::shared_ptr<Events>& e) : shared(e), events(*e) {}
     Return<void> onReconfigNeeded() override {
         events.add("reconfig");
         return Void();
@@ -138,6 +150,7 @@ struct Listener : R21::IRcsConfigListener {
         events.add("token " + std::to_string(id) + " " + R21::toString(type) + " " + R21::toString(reason));
         return Void();
     }
+    const std::shared_ptr<Events> shared;
     Events& events;
 };
 
@@ -237,12 +250,12 @@ TEST_F(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     ASSERT_NE(nullptr, factory);
     EXPECT_TRUE(factory->isRemote());
 
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<Listener> listener = new Listener(events);
     sp<R21::IRcsConfig> config = createConfig(factory, listener);
     ASSERT_NE(nullptr, config);
-    ASSERT_TRUE(events.waitForCount(2));
-    EXPECT_EQ((std::vector<std::string>{"reconfig", "token 7 FCM_TOKEN TOKEN_EXPIRED"}), events.all());
+    ASSERT_TRUE(events->waitForCount(2));
+    EXPECT_EQ((std::vector<std::string>{"reconfig", "token 7 FCM_TOKEN TOKEN_EXPIRED"}), events->all());
 
     // Enum result with a null interface reference.
     F10::IImsFactory::StatusCode refused = F10::IImsFactory::StatusCode::SUCCESS;
@@ -303,7 +316,7 @@ TEST_F(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
     ASSERT_NE(nullptr, config);
 
@@ -324,7 +337,7 @@ TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
-    Events events;
+    auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
     ASSERT_NE(nullptr, config);
 
@@ -337,7 +350,7 @@ TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     ASSERT_TRUE(config->unlinkToDeath(unlinked).withDefault(false));
 
     auto pending = std::async(std::launch::async, [&] {
-        return config->setAppToken("hang", new SetCb(events)).isDeadObject();
+        return config->setAppToken("hang", new SetCb(*events)).isDeadObject();
     });
     server.kill();
     EXPECT_EQ(std::future_status::ready, pending.wait_for(20s));
@@ -356,6 +369,7 @@ TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
     int deathsBefore = fakeStats().listenerDeaths.load();
+    size_t fdsBefore = openDescriptors();
     {
         Peer client("client");
         ASSERT_TRUE(client.waitForLine("ready"));
@@ -365,6 +379,7 @@ TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
             return fakeStats().listenerDeaths.load() == deathsBefore + 1 && fakeStats().liveConfigs.load() == 0;
         }));
     }
+    EXPECT_EQ(fdsBefore, openDescriptors());  // the dead client's connection is closed
     // The next client is served as the first was.
     Peer next("client");
     EXPECT_TRUE(next.waitForLine("ready"));
@@ -473,8 +488,7 @@ TEST_F(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
         close(fd);
         EXPECT_TRUE(factory->ping().isOk());
     }
-    Events events;
-    EXPECT_NE(nullptr, createConfig(factory, new Listener(events)));
+    EXPECT_NE(nullptr, createConfig(factory, new Listener(std::make_shared<Events>())));
 }
 
 TEST_F(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
@@ -543,4 +557,34 @@ TEST_F(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
     chmod(loose, 0770);
     EXPECT_FALSE(host::useServiceRegistry(loose));
     rmdir(loose);
+}
+
+namespace {
+
+// While the service (one pool thread) asks it for its interface chain inside
+// createRcsConfig, this listener calls the service again.
+struct ReentrantListener : Listener {
+    ReentrantListener(const std::shared_ptr<Events>& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
+    Return<void> interfaceChain(interfaceChain_cb cb) override {
+        events.add(factory->ping().isOk() ? "nested ping ok" : "nested ping failed");
+        return Listener::interfaceChain(cb);
+    }
+    sp<F11::IImsFactory> factory;
+};
+
+}  // namespace
+
+TEST_F(HidlCrossProcess, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+    auto events = std::make_shared<Events>();
+    auto created = std::async(std::launch::async, [&] {
+        return createConfig(factory, new ReentrantListener(events, factory)) != nullptr;
+    });
+    bool returned = created.wait_for(20s) == std::future_status::ready;
+    if (!returned) server.kill();  // a deadlock ends with the service, not with the test
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(returned, created.get());
+    EXPECT_EQ(1u, events->count("nested ping ok"));
 }

@@ -30,6 +30,36 @@ TEST(ToolOptions_Parse, OptionsThenTheCommandWithItsOwnDashes) {
     EXPECT_TRUE(o.command.empty());
 }
 
+TEST(ToolOptions_Parse, ServiceTakesANameOnlyWhenTheNextWordIsNoCommand) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string name;
+        std::vector<std::string> command;
+    };
+    const Case cases[] = {
+        {{"--service", "dump"}, "default", {"dump"}},
+        {{"--service", "lab", "dump"}, "lab", {"dump"}},
+        {{"--service=dump", "list-services"}, "dump", {"list-services"}},
+        {{"--service", "--registry", "/tmp/r", "--replay-config", "slot", "2"}, "default", {"slot", "2"}},
+    };
+    for (const auto& c : cases) {
+        ToolOptions o;
+        std::string error;
+        ASSERT_TRUE(parse(c.args, &o, &error)) << error;
+        EXPECT_TRUE(o.attach);
+        EXPECT_EQ(c.name, o.serviceName);
+        EXPECT_EQ(c.command, o.command);
+    }
+    ToolOptions o;
+    std::string error;
+    ASSERT_TRUE(parse({"--service", "--registry", "/tmp/r", "--replay-config", "dump"}, &o, &error));
+    EXPECT_EQ("/tmp/r", o.registryDir);
+    EXPECT_TRUE(o.replayConfig);
+    EXPECT_FALSE(parse({"--service", "--modem-socket", "/tmp/m.sock", "dump"}, &o, &error));
+    EXPECT_EQ("--modem-socket is for a service started here; an attached service has its own modem", error);
+    EXPECT_FALSE(parse({"--service=", "dump"}, &o, &error));
+}
+
 TEST(ToolOptions_Parse, BadSlotFactoryTimeoutOrMissingCommandAreRefused) {
     ToolOptions o;
     std::string error;
@@ -91,6 +121,31 @@ TEST(NoticeQueue_WaitFor, StopEndsAWaitWithoutAMatch) {
     EXPECT_FALSE(q.waitFor([](const Notice&) { return false; }, std::chrono::seconds(30), &taken));
     stopper.join();
     EXPECT_TRUE(q.stopped());
+}
+
+TEST(NoticeQueue_WaitFor, AServiceDeathEndsAWaitAndStaysQueued) {
+    NoticeQueue q;
+    q.push(notice(Notice::Kind::ServiceDied, 0));
+    q.push(notice(Notice::Kind::Reconfig, 1));
+    std::vector<Notice> taken;
+    EXPECT_FALSE(q.waitFor([](const Notice& n) { return n.kind == Notice::Kind::Reconfig; },
+                           std::chrono::seconds(30), &taken));
+    EXPECT_TRUE(q.serviceDied());
+    EXPECT_EQ(2u, q.drain().size());
+    EXPECT_FALSE(q.serviceDied());
+}
+
+TEST(Awaited_Abandon, EndsTheWaitWithoutAnAnswerButAnAnswerFirstIsKept) {
+    Awaited<int> a;
+    std::thread abandoner([&] { a.abandon(); });
+    int v = 0;
+    EXPECT_FALSE(a.wait(std::chrono::seconds(30), &v));
+    abandoner.join();
+    Awaited<int> answered;
+    answered.set(5);
+    answered.abandon();
+    ASSERT_TRUE(answered.wait(std::chrono::seconds(30), &v));
+    EXPECT_EQ(5, v);
 }
 
 TEST(Awaited_Set, KeepsTheFirstAnswer) {

@@ -1,15 +1,31 @@
 #include "ClientSession.h"
 
+#include <algorithm>
+
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <cutils/native_handle.h>
+#include <hidl/HidlHostTransport.h>
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
+#include "mcx_host.h"
 #include "service/RcsServiceHost.h"
+#include "service/ServiceLog.h"
+#include "xvDplHost.h"
 
 namespace rcsctl {
 
 using android::sp;
+using android::hardware::hidl_death_recipient;
+using android::hardware::hidl_handle;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
 using android::hardware::Return;
 using android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
 namespace F1_0 = ::vendor::kel::ims::factory::V1_0;
 namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
@@ -69,12 +85,37 @@ std::string factoryStatusText(F1_0::IImsFactory::StatusCode status) {
 
 }  // namespace
 
-ClientSession::ClientSession(SessionOptions options, NoticeQueue& notices)
-    : mOptions(std::move(options)), mNotices(notices) {}
+// Told when the service process behind the factory or an object dies; every
+// link reports to the session, which keeps one notice per death.
+class ClientSession::DeathRecipient : public hidl_death_recipient {
+public:
+    explicit DeathRecipient(ClientSession& session) : mSession(session) {}
+    // Runtime thread.
+    void serviceDied(uint64_t, const android::wp<IBase>&) override { mSession.onServiceDied(); }
+
+private:
+    ClientSession& mSession;
+};
+
+ClientSession::ClientSession(SessionOptions options, NoticeQueue& notices, rcsservice::ServiceLog& log)
+    : mOptions(std::move(options)), mNotices(notices), mLog(log) {}
 
 ClientSession::~ClientSession() { stop(); }
 
 bool ClientSession::start(std::string* error) {
+    if (mOptions.attach) {
+        mRegistryDir = mOptions.registryDir.empty() ? android::hardware::host::defaultRegistryDir()
+                                                    : mOptions.registryDir;
+        if (!android::hardware::host::useServiceRegistry(mRegistryDir)) {
+            *error = "cannot use the service registry at " + mRegistryDir;
+            return false;
+        }
+        android::hardware::host::setServiceWaitTimeout(mOptions.timeout);
+        mRecipient = new DeathRecipient(*this);
+        if (!connect(error)) return false;
+        mStarted = true;
+        return true;
+    }
     rcsservice::RcsServiceHostOptions hostOptions;
     if (!mOptions.modemSocket.empty()) {
         hostOptions.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
@@ -83,11 +124,85 @@ bool ClientSession::start(std::string* error) {
     mHost = std::make_unique<rcsservice::RcsServiceHost>(hostOptions);
     if (!mHost->start()) {
         *error = mOptions.modemSocket.empty()
-                     ? std::string("the service did not start")
-                     : "the service did not start on the modem daemon at " + mOptions.modemSocket;
+                         ? std::string("the service did not start")
+                         : "the service did not start on the modem daemon at " + mOptions.modemSocket;
         return false;
     }
     mStarted = true;
+    return true;
+}
+
+bool ClientSession::connect(std::string* error) {
+    sp<IBase> factory;
+    if (mOptions.factory_1_0) {
+        factory = F1_0::IImsFactory::getService(mOptions.serviceName);
+    } else {
+        factory = F1_1::IImsFactory::getService(mOptions.serviceName);
+    }
+    if (factory == nullptr) {
+        *error = std::string("no IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +
+                 "\" service was registered in " + mRegistryDir + " within " +
+                 std::to_string(mOptions.timeout.count() / 1000) + " s";
+        return false;
+    }
+    Return<bool> linked = factory->linkToDeath(mRecipient, 0);
+    if (!linked.isOk() || !static_cast<bool>(linked)) {
+        *error = "the factory service died while we attached to it";
+        return false;
+    }
+    mFactory = factory;
+    return true;
+}
+
+void ClientSession::onServiceDied() {
+    if (mDead.exchange(true)) return;  // the other links of the same death
+    Notice n;
+    n.kind = Notice::Kind::ServiceDied;
+    mNotices.push(std::move(n));
+    std::vector<std::weak_ptr<AbandonableWait>> waits;
+    {
+        std::lock_guard<std::mutex> lock(mWaitsLock);
+        waits.swap(mWaits);
+    }
+    for (auto& w : waits) {
+        if (auto wait = w.lock()) wait->abandon();
+    }
+}
+
+void ClientSession::abandonOnDeath(const std::shared_ptr<AbandonableWait>& wait) {
+    if (!mOptions.attach) return;
+    {
+        std::lock_guard<std::mutex> lock(mWaitsLock);
+        if (!mDead.load()) {
+            // Forget the waits that have ended, so a long session stays small.
+            mWaits.erase(std::remove_if(mWaits.begin(), mWaits.end(),
+                                        [](const std::weak_ptr<AbandonableWait>& w) { return w.expired(); }),
+                         mWaits.end());
+            mWaits.push_back(wait);
+            return;
+        }
+    }
+    wait->abandon();
+}
+
+bool ClientSession::reconnect(std::string* error) {
+    std::vector<int> had = slots();
+    // The proxies of the dead process are useless now; the listeners and
+    // change callbacks are ours and serve the new objects.
+    mConfigs.clear();
+    mFactory = nullptr;
+    if (!connect(error)) return false;
+    mDead = false;
+    std::string answer;
+    if (!hostCommand({"wait-ready", std::to_string(mOptions.timeout.count())}, &answer, error)) return false;
+    if (answer != "ready\n") {
+        *error = "the service came back but its modem did not come up within " +
+                 std::to_string(mOptions.timeout.count() / 1000) + " s";
+        return false;
+    }
+    for (int slot : had) {
+        if (recreate(slot, error) == nullptr) return false;
+    }
     return true;
 }
 
@@ -96,24 +211,33 @@ void ClientSession::stop() {
     mConfigs.clear();
     mChangeCallbacks.clear();
     mListeners.clear();
+    if (mFactory != nullptr && mRecipient != nullptr) mFactory->unlinkToDeath(mRecipient);
+    mFactory = nullptr;
     if (mHost && mStarted) mHost->stop();
     mStarted = false;
 }
 
-bool ClientSession::waitUntilReady(int slot, ServiceLog& log, std::chrono::milliseconds timeout,
-                                   std::string* error) {
+bool ClientSession::waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error) {
     // The manager refuses to subscribe an object created while the modem is
     // down, and never retries; so the first object waits for the modem.
-    if (!log.waitForModemUp(timeout)) {
-        *error = "the modem's IMS services did not come up within " +
-                 std::to_string(timeout.count() / 1000) + " s";
+    bool up = false;
+    if (mOptions.attach) {
+        std::string answer;
+        if (!hostCommand({"wait-ready", std::to_string(timeout.count())}, &answer, error)) return false;
+        up = answer == "ready\n";
+    } else {
+        up = mLog.waitForModemUp(timeout);
+    }
+    if (!up) {
+        *error = "the modem's IMS services did not come up within " + std::to_string(timeout.count() / 1000) +
+                 " s";
         return false;
     }
     // The manager tells the listeners before it marks the modem up; once its
     // loop is idle the flags are set and requests are taken.
-    mHost->waitUntilIdle();
+    waitUntilIdle();
     if (config(slot, error) == nullptr) return false;
-    mHost->waitUntilIdle();
+    waitUntilIdle();
     mNotices.drain();
     return true;
 }
@@ -128,7 +252,7 @@ sp<V2_0::IRcsConfig> ClientSession::recreate(int slot, std::string* error) {
     sp<V2_0::IRcsConfig> config = create(slot, error);
     // The new object's subscription is made on the loop; wait for it so the
     // next request finds the modem connection in place.
-    if (config != nullptr) mHost->waitUntilIdle();
+    if (config != nullptr) waitUntilIdle();
     return config;
 }
 
@@ -145,9 +269,10 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
     F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
     Return<void> ret = Void();
     if (mOptions.factory_1_0) {
-        sp<F1_0::IImsFactory> factory = F1_0::IImsFactory::getService();
+        sp<F1_0::IImsFactory> factory = mOptions.attach ? F1_0::IImsFactory::castFrom(mFactory).withDefault(nullptr)
+                                                        : F1_0::IImsFactory::getService();
         if (factory == nullptr) {
-            *error = "no IImsFactory 1.0 \"default\" service is registered";
+            *error = "no IImsFactory 1.0 \"" + mOptions.serviceName + "\" service is registered";
             return nullptr;
         }
         ret = factory->createRcsConfig(static_cast<uint32_t>(slot), listener,
@@ -156,9 +281,10 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
                                            config = c;
                                        });
     } else {
-        sp<F1_1::IImsFactory> factory = F1_1::IImsFactory::getService();
+        sp<F1_1::IImsFactory> factory = mOptions.attach ? F1_1::IImsFactory::castFrom(mFactory).withDefault(nullptr)
+                                                        : F1_1::IImsFactory::getService();
         if (factory == nullptr) {
-            *error = "no IImsFactory 1.1 \"default\" service is registered";
+            *error = "no IImsFactory 1.1 \"" + mOptions.serviceName + "\" service is registered";
             return nullptr;
         }
         ret = factory->createRcsConfig_1_1(static_cast<uint32_t>(slot), listener,
@@ -175,6 +301,7 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
         *error = "the factory refused slot " + std::to_string(slot) + ": " + factoryStatusText(status);
         return nullptr;
     }
+    if (mOptions.attach) config->linkToDeath(mRecipient, static_cast<uint64_t>(slot));
     mConfigs[slot] = config;
     return config;
 }
@@ -199,6 +326,125 @@ std::vector<int> ClientSession::slots() const {
     std::vector<int> out;
     for (const auto& c : mConfigs) out.push_back(c.first);
     return out;
+}
+
+bool ClientSession::debugCall(const std::vector<std::string>& options, std::string* text, std::string* error) {
+    if (mFactory == nullptr) {
+        *error = "the service is not reachable";
+        return false;
+    }
+    // An unlinked file rather than a pipe: the service writes the whole
+    // answer before the call returns, whatever its size.
+    char path[] = "/tmp/rcsconfigctl-debug-XXXXXX";
+    int fd = mkstemp(path);
+    if (fd < 0) {
+        *error = "cannot create a file for the service's answer";
+        return false;
+    }
+    unlink(path);
+    native_handle_t* native = native_handle_create(1, 0);
+    native->data[0] = fd;
+    hidl_vec<hidl_string> args;
+    args.resize(options.size());
+    for (size_t i = 0; i < options.size(); ++i) args[i] = options[i];
+    Return<void> ret = mFactory->debug(hidl_handle(native), args);
+    native_handle_delete(native);
+    bool ok = ret.isOk();
+    if (!ok) *error = "the service's debug call failed: " + ret.description();
+    text->clear();
+    if (ok && lseek(fd, 0, SEEK_SET) == 0) {
+        char buf[4096];
+        ssize_t n;
+        while ((n = read(fd, buf, sizeof(buf))) > 0) text->append(buf, static_cast<size_t>(n));
+    }
+    close(fd);
+    return ok;
+}
+
+bool ClientSession::hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error) {
+    if (!debugCall(words, text, error)) return false;
+    if (text->compare(0, 7, "error: ") == 0) {
+        *error = "the service refused '" + words[0] + "': " + text->substr(7, text->find('\n') - 7);
+        return false;
+    }
+    return true;
+}
+
+void ClientSession::waitUntilIdle() {
+    if (!mOptions.attach) {
+        if (mHost) mHost->waitUntilIdle();
+        return;
+    }
+    std::string text, error;
+    hostCommand({"wait-idle"}, &text, &error);
+}
+
+bool ClientSession::dump(std::string* text, std::string* error) {
+    if (!mOptions.attach) {
+        mHost->waitUntilIdle();
+        *text = mHost->dump();
+        return true;
+    }
+    return debugCall({}, text, error);
+}
+
+unsigned long ClientSession::registrationsSent() {
+    if (!mOptions.attach) return mLog.registrationsSent();
+    std::string text, error;
+    if (!hostCommand({"registrations"}, &text, &error)) return 0;
+    return std::strtoul(text.c_str(), nullptr, 10);
+}
+
+bool ClientSession::waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout) {
+    if (!mOptions.attach) return mLog.waitForRegistrations(target, timeout);
+    std::string text, error;
+    return hostCommand({"wait-registrations", std::to_string(target), std::to_string(timeout.count())}, &text,
+                       &error) &&
+           text == "sent\n";
+}
+
+bool ClientSession::setPlatformMask(uint32_t mask, std::string* error) {
+    if (!mOptions.attach) {
+        xvDplHostSetSupportedRcsServiceMask(mask);
+        return true;
+    }
+    std::string text;
+    return hostCommand({"platform-mask", std::to_string(mask)}, &text, error);
+}
+
+uint32_t ClientSession::platformMask() {
+    if (!mOptions.attach) return xvDplHostGetSupportedRcsServiceMask();
+    std::string text, error;
+    if (!hostCommand({"platform-mask"}, &text, &error)) return 0;
+    return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 16));
+}
+
+bool ClientSession::modemControl(const std::string& text, std::string* reply, std::string* error) {
+    int rc = 0;
+    if (!mOptions.attach) {
+        char buf[8192] = {0};
+        rc = mcx_host_modem_control(text.c_str(), buf, sizeof(buf));
+        reply->assign(buf, strnlen(buf, sizeof(buf)));
+    } else {
+        std::vector<std::string> words{"modem"};
+        size_t from = 0;
+        while (from < text.size()) {
+            size_t to = text.find(' ', from);
+            if (to == std::string::npos) to = text.size();
+            if (to > from) words.push_back(text.substr(from, to - from));
+            from = to + 1;
+        }
+        std::string answer;
+        if (!hostCommand(words, &answer, error)) return false;
+        size_t eol = answer.find('\n');
+        rc = std::atoi(answer.substr(0, eol).c_str());
+        *reply = eol == std::string::npos ? std::string() : answer.substr(eol + 1);
+    }
+    if (rc != 0) {
+        *error = "modem " + text + ": " + (reply->empty() ? "error " + std::to_string(rc) : *reply);
+        return false;
+    }
+    return true;
 }
 
 }  // namespace rcsctl

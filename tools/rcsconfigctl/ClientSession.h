@@ -1,31 +1,47 @@
 /*
- * ClientSession: the client's side of the HAL. It runs the service inside
- * this process (RcsServiceHost) on the embedded modem emulator or on an
- * mcx-modemd daemon, finds the factory through the service registry as any
- * client does, and creates one RCS configuration object per slot on first
- * use, each with a listener of its own whose notices go to the NoticeQueue.
+ * ClientSession: the client's side of the HAL. By default it runs the
+ * service inside this process (RcsServiceHost) on the embedded modem
+ * emulator or on an mcx-modemd daemon; attached, it reaches a service
+ * process through the host service registry instead. Either way it finds the
+ * factory as any client does and creates one RCS configuration object per
+ * slot on first use, each with a listener of its own whose notices go to the
+ * NoticeQueue.
  *
- * All methods are for the main thread; the HIDL callbacks run on the
- * service's threads and only fill Awaited results or the NoticeQueue.
+ * Attached, it links a death recipient on the factory and on each object:
+ * when the service process dies one ServiceDied notice is queued, every
+ * answer still awaited is abandoned, and reconnect() waits for the service
+ * to be registered again and makes new objects for the slots it had.
+ *
+ * What a client cannot see of a service in another process (its loop, its
+ * log, the modem emulator inside it, the platform stand-in) is asked for
+ * through the factory's debug() with the service's host commands.
+ *
+ * All methods are for the main thread unless stated otherwise; the HIDL
+ * callbacks run on runtime threads and only fill Awaited results or the
+ * NoticeQueue.
  */
 #ifndef RCSCONFIGCTL_CLIENT_SESSION_H
 #define RCSCONFIGCTL_CLIENT_SESSION_H
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
+#include <android/hidl/base/1.0/IBase.h>
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
 #include "NoticeQueue.h"
-#include "ServiceLog.h"
 
 namespace rcsservice {
 class RcsServiceHost;
-}
+class ServiceLog;
+}  // namespace rcsservice
 
 namespace rcsctl {
 
@@ -35,27 +51,31 @@ namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 struct SessionOptions {
     std::string modemSocket;  // empty: the embedded emulator
     bool factory_1_0 = false; // ask the 1.0 factory (createRcsConfig) instead of 1.1
+    bool attach = false;      // use a running service process instead of starting one here
+    std::string serviceName = "default";
+    std::string registryDir;  // attached: the registry folder; empty: the runtime's default
+    std::chrono::milliseconds timeout{10000};  // attached: how long to wait for the service
 };
 
 class ClientSession {
 public:
-    ClientSession(SessionOptions options, NoticeQueue& notices);
+    ClientSession(SessionOptions options, NoticeQueue& notices, rcsservice::ServiceLog& log);
     // Stops the service if it is still running.
     ~ClientSession();
     ClientSession(const ClientSession&) = delete;
     ClientSession& operator=(const ClientSession&) = delete;
 
-    // Starts the service and looks the factory up; false with a one-line
-    // reason when either fails.
+    // Starts the service here (or finds the running one) and looks the
+    // factory up; false with a one-line reason when either fails.
     bool start(std::string* error);
-    // Releases the objects and stops the service; idempotent.
+    // Releases the objects and stops the service started here; idempotent.
     void stop();
 
     // Creates the object of `slot` and waits until the modem behind the
     // service is up and takes requests; false with the reason on timeout.
     // The reconfiguration notices of the start are dropped: they only say
     // that the modem came up.
-    bool waitUntilReady(int slot, ServiceLog& log, std::chrono::milliseconds timeout, std::string* error);
+    bool waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error);
 
     // The object for `slot`, created with our listener on first use. Null
     // with the reason in *error when the factory refuses.
@@ -73,19 +93,58 @@ public:
     std::vector<int> slots() const;
     // Which factory version created the objects, for output.
     const char* factoryVersion() const { return mOptions.factory_1_0 ? "1.0" : "1.1"; }
+    bool attached() const { return mOptions.attach; }
+    const std::string& serviceName() const { return mOptions.serviceName; }
 
-    rcsservice::RcsServiceHost& host() { return *mHost; }
+    // Ends `wait` early if the service dies before it is answered (attached).
+    // Call before making the call whose answer is awaited.
+    void abandonOnDeath(const std::shared_ptr<AbandonableWait>& wait);
+    // True once the service we use has died and reconnect() has not yet
+    // succeeded; any thread.
+    bool serviceDead() const { return mDead.load(); }
+    // After the service died: waits for it to be registered again, then
+    // creates new objects for the slots we had. False with the reason.
+    bool reconnect(std::string* error);
+
+    // Blocks until the service has handled everything posted so far.
+    void waitUntilIdle();
+    // The service's state dump, as `lshal debug` prints it.
+    bool dump(std::string* text, std::string* error);
+    // Change registrations the service has sent to the modem so far, and a
+    // wait for that count to reach `target`.
+    unsigned long registrationsSent();
+    bool waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout);
+    // The platform's RCS service mask as the service sees it.
+    bool setPlatformMask(uint32_t mask, std::string* error);
+    uint32_t platformMask();
+    // A modem control command run where the modem is reached; false with the
+    // reply (or the error) in *error when the modem refuses it.
+    bool modemControl(const std::string& text, std::string* reply, std::string* error);
 
 private:
+    class DeathRecipient;
     android::sp<V2_0::IRcsConfig> create(int slot, std::string* error);
+    bool connect(std::string* error);
+    void onServiceDied();
+    // Runs one of the service process's host commands through debug().
+    bool hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error);
+    bool debugCall(const std::vector<std::string>& options, std::string* text, std::string* error);
 
     SessionOptions mOptions;
     NoticeQueue& mNotices;
+    rcsservice::ServiceLog& mLog;
     std::unique_ptr<rcsservice::RcsServiceHost> mHost;
     bool mStarted = false;
+    std::string mRegistryDir;  // attached
+    android::sp<::android::hidl::base::V1_0::IBase> mFactory;  // attached: the factory we use
+    android::sp<DeathRecipient> mRecipient;
     std::map<int, android::sp<V2_0::IRcsConfig>> mConfigs;
     std::map<int, android::sp<V2_1::IRcsConfigListener>> mListeners;
     std::map<int, android::sp<V2_0::ISettingsChangeCb>> mChangeCallbacks;
+
+    std::atomic<bool> mDead{false};
+    std::mutex mWaitsLock;
+    std::vector<std::weak_ptr<AbandonableWait>> mWaits;  // guarded by mWaitsLock
 };
 
 }  // namespace rcsctl

@@ -316,6 +316,10 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
         out->verb = Verb::Dump;
         return arity("dump", n, 1, 1, error);
     }
+    if (verb == "list-services") {
+        out->verb = Verb::ListServices;
+        return arity("list-services", n, 1, 1, error);
+    }
     if (verb == "modem") return parseModem(words, out, error);
     if (verb == "wait") return parseWait(words, out, error);
     if (verb == "echo") {
@@ -328,6 +332,17 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
         return arity("help", n, 1, 1, error);
     }
     *error = "unknown command '" + verb + "' (try: help)";
+    return false;
+}
+
+bool isCommandWord(const std::string& word) {
+    static const char* const kWords[] = {"slot", "set-config", "set-settings", "get-settings", "watch",
+                                         "unwatch", "set-app-token", "token-fetch-status", "uce-status",
+                                         "platform-mask", "dump", "list-services", "modem", "wait", "echo",
+                                         "help"};
+    for (const char* w : kWords) {
+        if (word == w) return true;
+    }
     return false;
 }
 
@@ -344,7 +359,9 @@ const char* commandHelp() {
            "  token-fetch-status ID|last TYPE STATUS  report how fetching a token went\n"
            "  uce-status [--mask MASK]                which capability exchanges are supported\n"
            "  platform-mask MASK                      set the stand-in platform's RCS service mask\n"
-           "  dump                                    the service's state dump\n"
+           "  dump                                    the service's state dump (attached: what\n"
+           "                                          `lshal debug` prints for the factory)\n"
+           "  list-services                           the services of the registry and their processes\n"
            "  modem restart                           restart the emulated modem\n"
            "  modem token-request TYPE REASON [ID]    let the modem ask for a token\n"
            "  modem show-config                       what the modem received for this slot\n"

@@ -14,6 +14,7 @@
  *   uce-status [--mask MASK]               which capability exchanges are supported
  *   platform-mask MASK                     the stand-in platform's RCS service mask
  *   dump                                   the service's state dump
+ *   list-services                          what the service registry holds
  *   modem restart                          restart the emulated modem
  *   modem token-request TYPE REASON [ID]   let the modem ask for a token
  *   modem show-config                      what the modem received for this slot
@@ -57,6 +58,7 @@ enum class Verb {
     WaitChange,
     Echo,
     Help,
+    ListServices,
 };
 
 struct Command {
@@ -83,6 +85,9 @@ struct Command {
 
 // Parses one command from its words; false with a one-line reason in *error.
 bool parseCommand(const std::vector<std::string>& words, Command* out, std::string* error);
+
+// True when `word` begins a command (for options that take an optional value).
+bool isCommandWord(const std::string& word);
 
 // The command list of `help`.
 const char* commandHelp();

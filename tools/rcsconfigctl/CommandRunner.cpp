@@ -12,9 +12,7 @@
 #include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
 
 #include "ConfigDocument.h"
-#include "mcx_host.h"
-#include "service/RcsServiceHost.h"
-#include "xvDplHost.h"
+#include "ServiceList.h"
 
 namespace rcsctl {
 
@@ -86,9 +84,8 @@ size_t valueCount(const V2_0::SettingsData& d) {
 
 }  // namespace
 
-CommandRunner::CommandRunner(ClientSession& session, NoticeQueue& notices, ServiceLog& log, Output& out,
-                             RunnerOptions options)
-    : mSession(session), mNotices(notices), mLog(log), mOut(out), mOptions(options) {}
+CommandRunner::CommandRunner(ClientSession& session, NoticeQueue& notices, Output& out, RunnerOptions options)
+    : mSession(session), mNotices(notices), mOut(out), mOptions(options) {}
 
 std::string CommandRunner::prefix() const { return "[slot " + std::to_string(mOptions.slot) + "] "; }
 
@@ -106,7 +103,9 @@ bool CommandRunner::run(const Command& c, std::string* error) {
     mBadInput = false;
     // A wait takes its notice from the queue itself, together with what came
     // before it; every other command first shows what has arrived.
-    if (c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) {
+    // A service death is answered before anything else, waits included.
+    if ((c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) ||
+        mNotices.serviceDied() || mSession.serviceDead()) {
         printNotices();
     }
     switch (c.verb) {
@@ -134,18 +133,61 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::Help:
             mOut.report(commandHelp(), Json().str("cmd", "help").str("text", commandHelp()));
             return true;
+        case Verb::ListServices:
+            printServiceList(mOptions.registryDir, mOut);
+            return true;
     }
     *error = "command not handled";
     return false;
 }
 
 void CommandRunner::settle() {
-    mSession.host().waitUntilIdle();
-    printNotices();
+    if (!mSession.serviceDead()) mSession.waitUntilIdle();
+    // Nothing follows, so a dead service is only reported.
+    for (const auto& n : mNotices.drain()) printNotice(n);
 }
 
 void CommandRunner::printNotices() {
     for (const auto& n : mNotices.drain()) printNotice(n);
+    // Also retried before each command while an earlier reconnection failed.
+    if (mSession.serviceDead()) recoverFromServiceDeath();
+}
+
+std::string CommandRunner::noAnswer(const std::string& what) const {
+    if (mSession.serviceDead()) return what + ": the service died before answering";
+    return what + ": no answer from the service within " + seconds(mOptions.timeout);
+}
+
+std::string CommandRunner::waitEnded(const std::string& what, const std::string& timedOut) const {
+    if (mNotices.stopped()) return what + ": interrupted";
+    if (mNotices.serviceDied() || mSession.serviceDead()) return what + ": the service died";
+    return what + ": " + timedOut;
+}
+
+void CommandRunner::recoverFromServiceDeath() {
+    // What a framework client does: wait for the HAL to be registered again,
+    // make new objects for its slots, and push its configuration once more.
+    std::string error;
+    if (!mSession.reconnect(&error)) {
+        mOut.error("", "reconnecting to the service: " + error);
+        return;
+    }
+    std::string slots;
+    for (int slot : mSession.slots()) slots += (slots.empty() ? "" : ", ") + std::to_string(slot);
+    mOut.report("service \"" + mSession.serviceName() + "\" registered again: new RCS configuration objects" +
+                    (slots.empty() ? std::string(" (none were in use)") : " for slot(s) " + slots),
+                Json().str("notice", "service-reconnected").str("service", mSession.serviceName())
+                    .str("slots", slots));
+    if (!mOptions.replayConfig) return;
+    const int current = mOptions.slot;
+    for (const auto& last : mLastConfig) {
+        if (!mSession.hasConfig(last.first)) continue;
+        mOptions.slot = last.first;
+        mOut.report(prefix() + "replaying the last configuration document",
+                    Json().str("notice", "replay-config").num("slot", last.first).str("file", last.second.path));
+        if (!setConfig(last.second, &error)) mOut.error("", error);
+    }
+    mOptions.slot = current;
 }
 
 void CommandRunner::printNotice(const Notice& n) {
@@ -175,6 +217,10 @@ void CommandRunner::printNotice(const Notice& n) {
                             .num("slot", n.slot)
                             .str("group", groupName(n.settings.settingsId))
                             .raw("values", settingsJson(n.settings)));
+            break;
+        case Notice::Kind::ServiceDied:
+            mOut.report("service \"" + mSession.serviceName() + "\" died: waiting for it to be registered again",
+                        Json().str("notice", "service-died").str("service", mSession.serviceName()));
             break;
         case Notice::Kind::Stop:
             break;
@@ -234,7 +280,9 @@ bool CommandRunner::setConfig(const Command& c, std::string* error) {
     V2_0::Container container;
     container.isCompressed = doc.compressed;
     container.config = doc.bytes;
+    mLastConfig[mOptions.slot] = c;
     auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    mSession.abandonOnDeath(result);
     Return<void> ret = config->setConfig(container, new SetConfigCb(result));
     if (!ret.isOk()) {
         *error = "set-config: " + ret.description();
@@ -254,7 +302,7 @@ bool CommandRunner::setConfig(const Command& c, std::string* error) {
         .flag("compressed", doc.compressed).flag("compressedHere", doc.compressedHere);
     V2_0::RequestStatus status;
     if (!result->wait(mOptions.timeout, &status)) {
-        *error = "set-config: no answer from the service within " + seconds(mOptions.timeout);
+        *error = noAnswer("set-config");
         return false;
     }
     // The answer of an upload is the modem's own verdict on the whole document.
@@ -270,6 +318,7 @@ bool CommandRunner::setSettings(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    mSession.abandonOnDeath(result);
     Return<void> ret = config->setSettingsValue(c.settings, new SetConfigCb(result));
     if (!ret.isOk()) {
         *error = "set-settings: " + ret.description();
@@ -277,7 +326,7 @@ bool CommandRunner::setSettings(const Command& c, std::string* error) {
     }
     V2_0::RequestStatus status;
     if (!result->wait(mOptions.timeout, &status)) {
-        *error = "set-settings: no answer from the service within " + seconds(mOptions.timeout);
+        *error = noAnswer("set-settings");
         return false;
     }
     const std::string group = groupName(c.settings.settingsId);
@@ -292,6 +341,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     auto result = std::make_shared<Awaited<GetResult>>();
+    mSession.abandonOnDeath(result);
     Return<void> ret = config->getSettingsValue(c.groups[0]->id, new GetSettingsCb(result));
     if (!ret.isOk()) {
         *error = "get-settings: " + ret.description();
@@ -299,7 +349,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
     }
     GetResult r;
     if (!result->wait(mOptions.timeout, &r)) {
-        *error = "get-settings: no answer from the service within " + seconds(mOptions.timeout);
+        *error = noAnswer("get-settings");
         return false;
     }
     const std::string word = statusWord(r.status);
@@ -317,7 +367,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
 bool CommandRunner::watch(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
-    unsigned long sent = mLog.registrationsSent();
+    unsigned long sent = mSession.registrationsSent();
     for (const auto* g : c.groups) {
         Return<V2_0::RequestStatus> ret = config->registerForSettingsChange(g->id, mSession.changeCallback(mOptions.slot));
         if (!ret.isOk()) {
@@ -333,8 +383,8 @@ bool CommandRunner::watch(const Command& c, std::string* error) {
     }
     // The registration travels to the modem on a worker thread of its own,
     // which a later write could overtake; a watch is in place once it is sent.
-    mSession.host().waitUntilIdle();
-    if (!mLog.waitForRegistrations(sent, mOptions.timeout)) {
+    mSession.waitUntilIdle();
+    if (!mSession.waitForRegistrations(sent, mOptions.timeout)) {
         *error = "watch: the registration did not reach the modem within " + seconds(mOptions.timeout);
         return false;
     }
@@ -357,8 +407,8 @@ bool CommandRunner::waitChanges(const std::vector<const GroupInfo*>& groups, int
         auto timeout = count == 0 ? std::chrono::milliseconds(std::chrono::hours(24 * 365)) : mOptions.timeout;
         if (!mNotices.waitFor(match, timeout, &taken)) {
             if (mNotices.stopped()) return count == 0;
-            *error = "watch " + groupList(groups) + ": " + std::to_string(seen) + " of " + std::to_string(count) +
-                     " changes within " + seconds(mOptions.timeout);
+            *error = waitEnded("watch " + groupList(groups), std::to_string(seen) + " of " + std::to_string(count) +
+                                                                 " changes within " + seconds(mOptions.timeout));
             return false;
         }
         for (const auto& n : taken) printNotice(n);
@@ -388,6 +438,7 @@ bool CommandRunner::setAppToken(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     auto result = std::make_shared<Awaited<V2_0::RequestStatus>>();
+    mSession.abandonOnDeath(result);
     Return<void> ret = config->setAppToken(c.text, new SetConfigCb(result));
     if (!ret.isOk()) {
         *error = "set-app-token: " + ret.description();
@@ -395,7 +446,7 @@ bool CommandRunner::setAppToken(const Command& c, std::string* error) {
     }
     V2_0::RequestStatus status;
     if (!result->wait(mOptions.timeout, &status)) {
-        *error = "set-app-token: no answer from the service within " + seconds(mOptions.timeout);
+        *error = noAnswer("set-app-token");
         return false;
     }
     return requestResult("set-app-token (" + std::to_string(c.text.size()) + " characters)",
@@ -422,7 +473,7 @@ bool CommandRunner::tokenFetchStatus(const Command& c, std::string* error) {
         return false;
     }
     // The call has no answer; let the service pass it on before going on.
-    mSession.host().waitUntilIdle();
+    mSession.waitUntilIdle();
     mOut.report(prefix() + "token-fetch-status request " + std::to_string(requestId) + " " +
                     tokenTypeName(c.tokenType) + " " + statusCodeName(c.status) + " -> sent",
                 Json().str("cmd", "token-fetch-status").num("slot", mOptions.slot).num("requestId", requestId)
@@ -432,10 +483,11 @@ bool CommandRunner::tokenFetchStatus(const Command& c, std::string* error) {
 }
 
 bool CommandRunner::uceStatus(const Command& c, std::string* error) {
-    if (c.hasMask) xvDplHostSetSupportedRcsServiceMask(c.mask);
+    if (c.hasMask && !mSession.setPlatformMask(c.mask, error)) return false;
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     auto result = std::make_shared<Awaited<V2_0::UceStatus>>();
+    mSession.abandonOnDeath(result);
     Return<void> ret = config->getUceStatus(new UceListener(result));
     if (!ret.isOk()) {
         *error = "uce-status: " + ret.description();
@@ -443,10 +495,10 @@ bool CommandRunner::uceStatus(const Command& c, std::string* error) {
     }
     V2_0::UceStatus status;
     if (!result->wait(mOptions.timeout, &status)) {
-        *error = "uce-status: no answer from the service within " + seconds(mOptions.timeout);
+        *error = noAnswer("uce-status");
         return false;
     }
-    const uint32_t mask = xvDplHostGetSupportedRcsServiceMask();
+    const uint32_t mask = mSession.platformMask();
     auto word = [](bool b) { return b ? "supported" : "not supported"; };
     mOut.report(prefix() + "uce-status: presence " + word(status.isPresenceSupported) + ", options " +
                     word(status.isOptionsSupported) + " (platform mask " + hex(mask) + ")",
@@ -456,29 +508,22 @@ bool CommandRunner::uceStatus(const Command& c, std::string* error) {
     return true;
 }
 
-bool CommandRunner::platformMask(const Command& c, std::string*) {
-    xvDplHostSetSupportedRcsServiceMask(c.mask);
+bool CommandRunner::platformMask(const Command& c, std::string* error) {
+    if (!mSession.setPlatformMask(c.mask, error)) return false;
     mOut.report("platform RCS service mask set to " + hex(c.mask),
                 Json().str("cmd", "platform-mask").num("mask", c.mask).str("status", "OK"));
     return true;
 }
 
-bool CommandRunner::dump(std::string*) {
-    mSession.host().waitUntilIdle();
-    const std::string text = mSession.host().dump();
+bool CommandRunner::dump(std::string* error) {
+    std::string text;
+    if (!mSession.dump(&text, error)) return false;
     mOut.report(text, Json().str("cmd", "dump").str("text", text));
     return true;
 }
 
 bool CommandRunner::modemCommand(const std::string& text, std::string* reply, std::string* error) {
-    char buf[8192] = {0};
-    mcx_client_error_type rc = mcx_host_modem_control(text.c_str(), buf, sizeof(buf));
-    reply->assign(buf, strnlen(buf, sizeof(buf)));
-    if (rc != 0) {
-        *error = "modem " + text + ": " + (reply->empty() ? "error " + std::to_string(rc) : *reply);
-        return false;
-    }
-    return true;
+    return mSession.modemControl(text, reply, error);
 }
 
 bool CommandRunner::modemRestart(std::string* error) {
@@ -569,8 +614,7 @@ bool CommandRunner::waitReconfig(const Command& c, std::string* error) {
             !mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::Reconfig && pending.count(n.slot); },
                               left, &taken)) {
             for (const auto& n : got) printNotice(n);
-            *error = mNotices.stopped() ? std::string("wait reconfig: interrupted")
-                                        : "wait reconfig: no reconfiguration notice within " + seconds(timeoutOf(c));
+            *error = waitEnded("wait reconfig", "no reconfiguration notice within " + seconds(timeoutOf(c)));
             return false;
         }
         pending.erase(taken.back().slot);
@@ -584,7 +628,7 @@ bool CommandRunner::waitReconfig(const Command& c, std::string* error) {
     for (const auto& n : got) printNotice(n);
     // The notice is sent before the service marks itself ready; once the
     // loop is idle again, requests are accepted.
-    mSession.host().waitUntilIdle();
+    mSession.waitUntilIdle();
     return true;
 }
 
@@ -593,9 +637,8 @@ bool CommandRunner::waitTokenRequest(const Command& c, std::string* error) {
     std::vector<Notice> taken;
     if (!mNotices.waitFor([&](const Notice& n) { return n.kind == Notice::Kind::TokenRequest && n.slot == slot; },
                           timeoutOf(c), &taken)) {
-        *error = mNotices.stopped() ? std::string("wait token-request: interrupted")
-                                    : "wait token-request: no token request for slot " + std::to_string(slot) +
-                                          " within " + seconds(timeoutOf(c));
+        *error = waitEnded("wait token-request", "no token request for slot " + std::to_string(slot) + " within " +
+                                                      seconds(timeoutOf(c)));
         return false;
     }
     for (const auto& n : taken) printNotice(n);
@@ -609,9 +652,7 @@ bool CommandRunner::waitChange(const Command& c, std::string* error) {
     if (!mNotices.waitFor([&](const Notice& n) {
             return n.kind == Notice::Kind::Change && n.slot == slot && n.settings.settingsId == id;
         }, timeoutOf(c), &taken)) {
-        *error = mNotices.stopped() ? std::string("wait change: interrupted")
-                                    : "wait change: no change of " + c.groups[0]->name + " within " +
-                                          seconds(timeoutOf(c));
+        *error = waitEnded("wait change", "no change of " + c.groups[0]->name + " within " + seconds(timeoutOf(c)));
         return false;
     }
     for (const auto& n : taken) printNotice(n);

@@ -2,7 +2,8 @@
  * CommandRunner: carries out parsed commands against a ClientSession and
  * prints their results and the service's notices through Output. Every
  * asynchronous answer is awaited with the session timeout; a missing answer
- * is a failure, never a hang.
+ * is a failure, never a hang; so is the death of the service process while
+ * an answer is awaited.
  *
  * Main thread only.
  */
@@ -10,6 +11,7 @@
 #define RCSCONFIGCTL_COMMAND_RUNNER_H
 
 #include <chrono>
+#include <map>
 #include <set>
 #include <string>
 
@@ -24,12 +26,13 @@ struct RunnerOptions {
     int slot = 1;                              // slot of commands until `slot` changes it
     std::chrono::milliseconds timeout{10000};  // for every awaited answer
     bool oneShot = false;                      // a single command from the command line
+    bool replayConfig = false;                 // push the last document again after a service death
+    std::string registryDir;                   // for list-services; empty: the default folder
 };
 
 class CommandRunner {
 public:
-    CommandRunner(ClientSession& session, NoticeQueue& notices, ServiceLog& log, Output& out,
-                  RunnerOptions options);
+    CommandRunner(ClientSession& session, NoticeQueue& notices, Output& out, RunnerOptions options);
 
     // Runs one command. False when it failed, with a one-line reason in
     // *error (the result line, if any, has been printed already).
@@ -42,7 +45,9 @@ public:
     // prints the notices that arrived meanwhile.
     void settle();
 
-    // Prints the notices queued so far.
+    // Prints the notices queued so far. A service death among them is
+    // answered at once: reconnect, new objects, and the last documents pushed
+    // again when replayConfig is set.
     void printNotices();
 
     int slot() const { return mOptions.slot; }
@@ -71,6 +76,10 @@ private:
     bool waitChanges(const std::vector<const GroupInfo*>& groups, int count, std::string* error);
     bool modemCommand(const std::string& text, std::string* reply, std::string* error);
     void printNotice(const Notice& n);
+    void recoverFromServiceDeath();
+    // The error of an awaited answer that did not come, and of a wait that ended early.
+    std::string noAnswer(const std::string& what) const;
+    std::string waitEnded(const std::string& what, const std::string& timedOut) const;
     std::string prefix() const;
     std::chrono::milliseconds timeoutOf(const Command& c) const;
     std::string seconds(std::chrono::milliseconds t) const;
@@ -80,13 +89,13 @@ private:
 
     ClientSession& mSession;
     NoticeQueue& mNotices;
-    ServiceLog& mLog;
     Output& mOut;
     RunnerOptions mOptions;
     bool mBadInput = false;  // the last run() failed on its input
     std::set<int> mAnnounced;  // slots a `slot` command has named
     bool mHaveTokenRequest = false;
     int32_t mLastRequestId = 0;  // of the last token request printed
+    std::map<int, Command> mLastConfig;  // the last set-config sent, per slot
 };
 
 }  // namespace rcsctl

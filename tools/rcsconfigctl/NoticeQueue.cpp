@@ -21,6 +21,7 @@ bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
     auto ready = [&] {
         if (mStopped) return true;
         for (size_t i = 0; i < mNotices.size(); ++i) {
+            if (mNotices[i].kind == Notice::Kind::ServiceDied) return true;
             if (match(mNotices[i])) {
                 found = i + 1;
                 return true;
@@ -47,6 +48,14 @@ std::vector<Notice> NoticeQueue::drain() {
 bool NoticeQueue::stopped() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mStopped;
+}
+
+bool NoticeQueue::serviceDied() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    for (const auto& n : mNotices) {
+        if (n.kind == Notice::Kind::ServiceDied) return true;
+    }
+    return false;
 }
 
 }  // namespace rcsctl

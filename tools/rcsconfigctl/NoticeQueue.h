@@ -20,7 +20,8 @@
 namespace rcsctl {
 
 struct Notice {
-    enum class Kind { Reconfig, TokenRequest, Change, Stop };
+    // ServiceDied: the process serving our objects went away (attached mode).
+    enum class Kind { Reconfig, TokenRequest, Change, Stop, ServiceDied };
     Kind kind = Kind::Stop;
     int slot = 0;           // slot of the listener or the watch that received it
     int32_t requestId = 0;  // token request
@@ -34,8 +35,9 @@ public:
     // Appends a notice and wakes a waiter; any thread.
     void push(Notice notice);
 
-    // Waits until a queued notice satisfies `match` (a Stop notice always
-    // ends the wait and is left queued). On a match, moves every notice up to
+    // Waits until a queued notice satisfies `match` (a Stop notice, or a
+    // ServiceDied notice queued before a match, ends the wait and is left
+    // queued). On a match, moves every notice up to
     // and including it into *taken, in order, and returns true. On timeout or
     // Stop returns false and leaves the queue as it was. Main thread.
     bool waitFor(const std::function<bool(const Notice&)>& match, std::chrono::milliseconds timeout,
@@ -47,6 +49,9 @@ public:
     // True once a Stop notice was pushed (the user asked the client to end).
     bool stopped() const;
 
+    // True while a ServiceDied notice is queued; any thread.
+    bool serviceDied() const;
+
 private:
     mutable std::mutex mLock;
     std::condition_variable mChanged;
@@ -54,11 +59,27 @@ private:
     bool mStopped = false;        // guarded by mLock
 };
 
+// A wait for an answer that the death of the answering process ends early.
+class AbandonableWait {
+public:
+    virtual ~AbandonableWait() = default;
+    // Ends the wait with no answer; any thread.
+    virtual void abandon() = 0;
+};
+
 // Holds the first answer of an asynchronous call; later answers are ignored,
 // so a callback that fires twice cannot disturb the waiter.
 template <typename T>
-class Awaited {
+class Awaited : public AbandonableWait {
 public:
+    void abandon() override {
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            mAbandoned = true;
+        }
+        mChanged.notify_all();
+    }
+
     // Any thread.
     void set(const T& value) {
         {
@@ -69,10 +90,11 @@ public:
         }
         mChanged.notify_all();
     }
-    // Waits up to `timeout` for the answer; false if none came.
+    // Waits up to `timeout` for the answer; false if none came (or the wait
+    // was abandoned).
     bool wait(std::chrono::milliseconds timeout, T* out) {
         std::unique_lock<std::mutex> lock(mLock);
-        if (!mChanged.wait_for(lock, timeout, [this] { return mSet; })) return false;
+        if (!mChanged.wait_for(lock, timeout, [this] { return mSet || mAbandoned; }) || !mSet) return false;
         *out = mValue;
         return true;
     }
@@ -80,8 +102,9 @@ public:
 private:
     std::mutex mLock;
     std::condition_variable mChanged;
-    bool mSet = false;  // guarded by mLock
-    T mValue{};         // guarded by mLock
+    bool mSet = false;        // guarded by mLock
+    bool mAbandoned = false;  // guarded by mLock
+    T mValue{};               // guarded by mLock
 };
 
 }  // namespace rcsctl

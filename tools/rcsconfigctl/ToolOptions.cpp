@@ -1,5 +1,6 @@
 #include "ToolOptions.h"
 
+#include "Command.h"
 #include "SettingsCatalog.h"
 
 namespace rcsctl {
@@ -54,6 +55,26 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
                 return false;
             }
             out->timeoutMs = static_cast<int>(seconds) * 1000;
+        } else if (a == "--service" || a.compare(0, 10, "--service=") == 0) {
+            out->attach = true;
+            if (a != "--service") {
+                out->serviceName = a.substr(10);
+            } else if (i + 1 < args.size() && !args[i + 1].empty() && args[i + 1][0] != '-' &&
+                       !isCommandWord(args[i + 1])) {
+                out->serviceName = args[++i];
+            }
+            if (out->serviceName.empty()) {
+                *error = "option --service needs a non-empty name";
+                return false;
+            }
+        } else if (a == "--registry") {
+            if (!value(a, &out->registryDir)) return false;
+            if (out->registryDir.empty()) {
+                *error = "option --registry needs a folder";
+                return false;
+            }
+        } else if (a == "--replay-config") {
+            out->replayConfig = true;
         } else if (a == "--script" || a == "-f") {
             if (!value(a, &out->script)) return false;
         } else if (a == "--log") {
@@ -71,6 +92,10 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
         *error = "give either a command or --script, not both";
         return false;
     }
+    if (out->attach && !out->modemSocket.empty()) {
+        *error = "--modem-socket is for a service started here; an attached service has its own modem";
+        return false;
+    }
     if (out->script.empty() && out->command.empty()) {
         *error = "no command given (try: rcsconfigctl --help)";
         return false;
@@ -81,7 +106,8 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
 const char* usageText() {
     return "usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]\n"
            "       rcsconfigctl [OPTIONS] --script FILE|-\n"
-           "Runs the RCS configuration service in this process and drives it as a client.\n"
+           "Runs the RCS configuration service in this process (or attaches to a running one with\n"
+           "--service) and drives it as a client.\n"
            "options:\n"
            "  --slot 1|2           slot of the commands (default 1; a script can change it with `slot`)\n"
            "  --json               one JSON object per result, notice and error on stdout\n"
@@ -92,6 +118,14 @@ const char* usageText() {
            "  --keep-going         in a script, go on after a failed command\n"
            "  --log FILE           write the service's log to FILE\n"
            "  --verbose            write the service's log to standard error\n"
+           "  --service [NAME]     attach to the running service NAME (default \"default\") of the service\n"
+           "                       registry instead of starting one here; modem commands, dump and\n"
+           "                       platform-mask then act on that service's process\n"
+           "  --registry DIR       the service registry folder (default: $IMSRCS_HIDL_REGISTRY, else\n"
+           "                       $XDG_RUNTIME_DIR/imsrcs-hidl, else /tmp/imsrcs-hidl-<uid>)\n"
+           "  --replay-config      attached: when the service dies, reconnect and push the last\n"
+           "                       configuration document of each slot again (the death is always\n"
+           "                       reported, and new objects are always made for the slots in use)\n"
            "exit status: 0 all commands succeeded, 1 a command failed, 2 bad input\n";
 }
 

@@ -3,6 +3,9 @@
  *
  *   rcsconfigctl [OPTIONS] COMMAND [ARGS...]     one command
  *   rcsconfigctl [OPTIONS] --script FILE|-       commands from a file or stdin
+ *
+ * `--service [NAME]` attaches to a running service; NAME is taken only when
+ * the next word is not a command (`--service=NAME` always works).
  */
 #ifndef RCSCONFIGCTL_TOOL_OPTIONS_H
 #define RCSCONFIGCTL_TOOL_OPTIONS_H
@@ -22,6 +25,10 @@ struct ToolOptions {
     bool keepGoing = false;    // in a script, go on after a failed command
     std::string logPath;       // where the service's log goes; empty: nowhere
     bool verbose = false;      // the service's log on stderr
+    bool attach = false;       // --service: use a running service process
+    std::string serviceName = "default";
+    std::string registryDir;   // empty: the runtime's default folder
+    bool replayConfig = false; // after a service death, push the last documents again
     bool help = false;
     std::vector<std::string> command;  // the one command, when no script
 };

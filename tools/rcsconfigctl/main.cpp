@@ -1,5 +1,6 @@
 /*
- * rcsconfigctl: runs the RCS configuration service in this process and
+ * rcsconfigctl: runs the RCS configuration service in this process (or
+ * attaches to a service process through the host service registry) and
  * drives it as a client would, one command or a whole replayable script.
  */
 #include <pthread.h>
@@ -18,9 +19,9 @@
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
-#include "ServiceLog.h"
+#include "ServiceList.h"
 #include "ToolOptions.h"
-#include "service/RcsServiceHost.h"
+#include "service/ServiceLog.h"
 
 namespace {
 
@@ -177,6 +178,10 @@ int main(int argc, char** argv) {
             out.error("", error);
             return kExitBadInput;
         }
+        if (single.verb == Verb::ListServices) {
+            printServiceList(options.registryDir, out);
+            return 0;
+        }
     } else if (options.script != "-" && !loadScript(options.script, &script, out)) {
         return kExitBadInput;
     }
@@ -193,12 +198,16 @@ int main(int argc, char** argv) {
     NoticeQueue notices;
     int status = 0;
     {
-        ServiceLog serviceLog(logFile, options.verbose);
+        rcsservice::ServiceLog serviceLog(logFile, options.verbose);
         SignalWatcher signalWatcher(notices);
         SessionOptions sessionOptions;
         sessionOptions.modemSocket = options.modemSocket;
         sessionOptions.factory_1_0 = options.factory_1_0;
-        ClientSession session(sessionOptions, notices);
+        sessionOptions.attach = options.attach;
+        sessionOptions.serviceName = options.serviceName;
+        sessionOptions.registryDir = options.registryDir;
+        sessionOptions.timeout = std::chrono::milliseconds(options.timeoutMs);
+        ClientSession session(sessionOptions, notices, serviceLog);
         if (!session.start(&error)) {
             out.error("", error);
             status = kExitFailed;
@@ -207,8 +216,13 @@ int main(int argc, char** argv) {
             runnerOptions.slot = options.slot;
             runnerOptions.timeout = std::chrono::milliseconds(options.timeoutMs);
             runnerOptions.oneShot = !options.command.empty();
-            CommandRunner runner(session, notices, serviceLog, out, runnerOptions);
-            if (!session.waitUntilReady(options.slot, serviceLog, runnerOptions.timeout, &error)) {
+            runnerOptions.replayConfig = options.replayConfig;
+            runnerOptions.registryDir = options.registryDir;
+            CommandRunner runner(session, notices, out, runnerOptions);
+            // `lshal debug` shows the service as it is: attached, a dump
+            // alone makes no object first.
+            const bool needsObject = !(runnerOptions.oneShot && options.attach && single.verb == Verb::Dump);
+            if (needsObject && !session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
                 out.error("", error);
                 status = kExitFailed;
             } else if (runnerOptions.oneShot) {

@@ -215,6 +215,10 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             sp<IBase> dropped;  // released outside the lock
             std::lock_guard<std::mutex> guard(mLock);
             auto it = mExports.find(h.objectId);
+            if (h.length != 0 || h.fdCount != 0) {
+                *error = "release frame with a payload";
+                return false;
+            }
             if (it == mExports.end() || h.code == 0 || h.code > it->second.count) {
                 *error = "release of unknown object " + std::to_string(h.objectId);
                 return false;

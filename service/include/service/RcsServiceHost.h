@@ -18,8 +18,10 @@
 #ifndef SERVICE_RCS_SERVICE_HOST_H
 #define SERVICE_RCS_SERVICE_HOST_H
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace rcsservice {
 
@@ -32,6 +34,11 @@ struct RcsServiceHostOptions {
     std::string daemonSocket;
     bool startFactory_1_0 = true;
     bool startFactory_1_1 = true;
+    // Answers a factory debug() call whose options name a command of the
+    // process hosting the service (a client's barrier, a readiness wait);
+    // returns false when the options are no such command, and the state dump
+    // is written instead. Runs on the thread serving the debug() call.
+    std::function<bool(const std::vector<std::string>& options, std::string* text)> debugCommands;
 };
 
 class RcsServiceHost {

@@ -1,11 +1,13 @@
 #include "ToolProcess.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -21,6 +23,10 @@ size_t ToolResult::count(const std::string& needle) const {
 }
 
 ToolResult runTool(const std::vector<std::string>& args, const std::string& input) {
+    return runProgram(RCSCONFIGCTL_PATH, args, input);
+}
+
+ToolResult runProgram(const std::string& binary, const std::vector<std::string>& args, const std::string& input) {
     int in[2], out[2], err[2];
     if (pipe(in) != 0 || pipe(out) != 0 || pipe(err) != 0) return {};
     pid_t pid = fork();
@@ -30,10 +36,10 @@ ToolResult runTool(const std::vector<std::string>& args, const std::string& inpu
         dup2(err[1], STDERR_FILENO);
         for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>("rcsconfigctl"));
+        argv.push_back(const_cast<char*>(binary.c_str()));
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(RCSCONFIGCTL_PATH, argv.data());
+        execv(binary.c_str(), argv.data());
         _exit(127);
     }
     close(in[0]);
@@ -72,69 +78,112 @@ ToolResult runTool(const std::vector<std::string>& args, const std::string& inpu
     return result;
 }
 
-BackgroundTool::BackgroundTool(const std::vector<std::string>& args) {
-    int out[2], err[2];
-    if (pipe(out) != 0 || pipe(err) != 0) return;
+BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::string& binary, bool interactive) {
+    int in[2] = {-1, -1}, out[2], err[2];
+    // Close-on-exec, so that later children do not keep these pipes open.
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
+    if (interactive && pipe2(in, O_CLOEXEC) != 0) return;
     mPid = fork();
     if (mPid == 0) {
-        int devnull = open("/dev/null", O_RDONLY);
-        dup2(devnull, STDIN_FILENO);
+        int input = interactive ? in[0] : open("/dev/null", O_RDONLY);
+        dup2(input, STDIN_FILENO);
         dup2(out[1], STDOUT_FILENO);
         dup2(err[1], STDERR_FILENO);
-        for (int fd : {out[0], out[1], err[0], err[1], devnull}) close(fd);
+        for (int fd : {out[0], out[1], err[0], err[1], input}) close(fd);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>("rcsconfigctl"));
+        argv.push_back(const_cast<char*>(binary.c_str()));
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(RCSCONFIGCTL_PATH, argv.data());
+        execv(binary.c_str(), argv.data());
         _exit(127);
     }
     close(out[1]);
     close(err[1]);
+    if (interactive) {
+        close(in[0]);
+        mIn = in[1];
+    }
     mOut = out[0];
     mErr = err[0];
+    mReader = std::thread([this] { readAll(); });
+}
+
+bool BackgroundTool::send(const std::string& line) {
+    const std::string text = line + "\n";
+    size_t done = 0;
+    while (mIn >= 0 && done < text.size()) {
+        ssize_t n = write(mIn, text.data() + done, text.size() - done);
+        if (n <= 0) return false;
+        done += static_cast<size_t>(n);
+    }
+    return mIn >= 0;
 }
 
 BackgroundTool::~BackgroundTool() {
-    if (mPid > 0) {
-        ::kill(mPid, SIGKILL);
-        waitpid(mPid, nullptr, 0);
-    }
-    if (mOut >= 0) close(mOut);
-    if (mErr >= 0) close(mErr);
+    if (mPid > 0) ::kill(mPid, SIGKILL);
+    if (mReader.joinable()) mReader.join();
+    if (mPid > 0) waitpid(mPid, nullptr, 0);
+    if (mIn >= 0) close(mIn);
 }
 
-void BackgroundTool::readSome(int timeoutMs) {
+void BackgroundTool::readAll() {
+    // Drains both streams as the child writes, so a chatty child (a service
+    // logging every request) never blocks on a full pipe.
     pollfd fds[2] = {{mOut, POLLIN, 0}, {mErr, POLLIN, 0}};
-    if (poll(fds, 2, timeoutMs) <= 0) return;
-    std::string* sinks[2] = {&mResult.out, &mResult.err};
-    int* owners[2] = {&mOut, &mErr};
-    for (int i = 0; i < 2; ++i) {
-        if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-        char buf[4096];
-        ssize_t n = read(fds[i].fd, buf, sizeof(buf));
-        if (n > 0) {
-            sinks[i]->append(buf, static_cast<size_t>(n));
-        } else {
-            close(*owners[i]);
-            *owners[i] = -1;
+    int open = 2;
+    while (open > 0) {
+        if (poll(fds, 2, -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+            char buf[4096];
+            ssize_t n = read(fds[i].fd, buf, sizeof(buf));
+            std::lock_guard<std::mutex> lock(mLock);
+            if (n > 0) {
+                (i == 0 ? mResult.out : mResult.err).append(buf, static_cast<size_t>(n));
+            } else {
+                close(fds[i].fd);
+                fds[i].fd = -1;
+                --open;
+            }
+            mChanged.notify_all();
         }
     }
+    std::lock_guard<std::mutex> lock(mLock);
+    mEnded = true;
+    mChanged.notify_all();
 }
 
 bool BackgroundTool::waitForOutput(const std::string& needle, int timeoutMs) {
-    // Each poll waits for output, so the loop sleeps until the child writes.
-    for (int waited = 0; waited < timeoutMs && (mOut >= 0 || mErr >= 0); waited += 100) {
-        if (mResult.out.find(needle) != std::string::npos) return true;
-        readSome(100);
-    }
-    return mResult.out.find(needle) != std::string::npos;
+    return waitFor(needle, timeoutMs);
+}
+
+bool BackgroundTool::waitFor(const std::string& needle, int timeoutMs, size_t count, bool onStderr) {
+    std::unique_lock<std::mutex> lock(mLock);
+    const std::string& text = onStderr ? mResult.err : mResult.out;
+    auto seen = [&] {
+        size_t n = 0;
+        for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
+        return n >= count;
+    };
+    mChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return seen() || mEnded; });
+    return seen();
+}
+
+ToolResult BackgroundTool::sofar() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mResult;
 }
 
 ToolResult BackgroundTool::stop(int signal) {
+    if (mIn >= 0) close(mIn);
+    mIn = -1;
     if (mPid > 0) ::kill(mPid, signal);
-    while (mOut >= 0 || mErr >= 0) readSome(-1);
+    if (mReader.joinable()) mReader.join();
     int status = 0;
+    std::lock_guard<std::mutex> lock(mLock);
     if (mPid > 0 && waitpid(mPid, &status, 0) == mPid) {
         mResult.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }

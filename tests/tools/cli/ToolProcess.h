@@ -1,12 +1,15 @@
 /*
- * Runs rcsconfigctl (or mcx-modemd) as a child process and collects what it
- * printed and its exit status.
+ * Runs rcsconfigctl (or mcx-modemd, or the service executable) as a child
+ * process and collects what it printed and its exit status.
  */
 #ifndef TESTS_TOOLS_CLI_TOOL_PROCESS_H
 #define TESTS_TOOLS_CLI_TOOL_PROCESS_H
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
 
 #include "support/ModemDaemonProcess.h"
@@ -26,24 +29,42 @@ struct ToolResult {
 
 // Runs the client with `args`, feeding `input` on stdin; waits for it to end.
 ToolResult runTool(const std::vector<std::string>& args, const std::string& input = "");
+// The same for another program of the build tree.
+ToolResult runProgram(const std::string& binary, const std::vector<std::string>& args,
+                      const std::string& input = "");
 
-// A client left running in the background (e.g. a watch), read line by line.
+// A client (or another program) left running in the background, e.g. a
+// watch or a service, read as it writes. Interactive children read the
+// lines given to send() on stdin; the others get an empty stdin.
 class BackgroundTool {
 public:
-    explicit BackgroundTool(const std::vector<std::string>& args);
-    // Kills the client if it still runs.
+    explicit BackgroundTool(const std::vector<std::string>& args, const std::string& binary = RCSCONFIGCTL_PATH,
+                            bool interactive = false);
+    // Kills the child if it still runs.
     ~BackgroundTool();
     // Waits until stdout has a line containing `needle`; false after `timeoutMs`.
     bool waitForOutput(const std::string& needle, int timeoutMs);
+    // Waits until stdout (or stderr) holds `count` occurrences of `needle`.
+    bool waitFor(const std::string& needle, int timeoutMs, size_t count = 1, bool onStderr = false);
+    // Writes `line` and a newline on the child's stdin (interactive only).
+    bool send(const std::string& line);
     // Sends `signal` and collects the rest of the output and the exit status.
     ToolResult stop(int signal);
+    pid_t pid() const { return mPid; }
+    // What the child has printed so far.
+    ToolResult sofar() const;
 
 private:
-    void readSome(int timeoutMs);
+    void readAll();
     pid_t mPid = -1;
-    int mOut = -1;
-    int mErr = -1;
-    ToolResult mResult;
+    int mIn = -1;
+    int mOut = -1;  // read by mReader only
+    int mErr = -1;  // read by mReader only
+    mutable std::mutex mLock;
+    std::condition_variable mChanged;
+    ToolResult mResult;  // guarded by mLock
+    bool mEnded = false;  // guarded by mLock
+    std::thread mReader;
 };
 
 // A scratch directory removed with the object.

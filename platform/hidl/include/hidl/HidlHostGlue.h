@@ -1,8 +1,9 @@
 /*
  * Support for the glue that HidlHostGen.cmake writes per interface: what the
- * generated sources and libhidltransport do on a device, reduced to one
- * process. Product code does not include this header; the generated glue and
- * the test hooks (hidl/HidlTesting.h) do.
+ * generated sources and libhidltransport do on a device, within one process.
+ * (Calls between processes are in hidl/HidlHostRpc.h.) Product code does not
+ * include this header; the generated glue and the test hooks
+ * (hidl/HidlTesting.h) do.
  *
  * Objects and proxies. An implementation object is "local". Another process
  * reaches it through a HostProxy, which forwards every call while the

@@ -1,10 +1,10 @@
-#include "ServiceLog.h"
+#include "service/ServiceLog.h"
 
 #include <android/log.h>
 
 #include <cstring>
 
-namespace rcsctl {
+namespace rcsservice {
 
 namespace {
 // The manager's own lines for the modem's services coming up.
@@ -80,4 +80,4 @@ bool ServiceLog::waitForRegistrations(unsigned long target, std::chrono::millise
     return mChanged.wait_for(lock, timeout, [&] { return mRegistrations >= target; });
 }
 
-}  // namespace rcsctl
+}  // namespace rcsservice

@@ -1,14 +1,16 @@
 /*
- * ServiceLog: where the log of the service inside the client goes (a file,
- * stderr, or nowhere), and what the client learns from it. The service says
- * in its log when the modem's services have come up; that is the only sign
- * of readiness a client of the HAL has besides a reconfiguration notice that
- * may have gone out before the client's listener existed.
+ * ServiceLog: where the service's log goes (a file, stderr, or nowhere), and
+ * what a workstation client learns from it. The service says in its log when
+ * the modem's services have come up; that is the only sign of readiness a
+ * client of the HAL has besides a reconfiguration notice that may have gone
+ * out before the client's listener existed. rcsconfigctl reads it directly
+ * when the service runs inside it; the service executable keeps one so that
+ * an attached client can ask for the same facts through debug().
  *
  * Installs itself as liblog's logger; one instance per process.
  */
-#ifndef RCSCONFIGCTL_SERVICE_LOG_H
-#define RCSCONFIGCTL_SERVICE_LOG_H
+#ifndef SERVICE_SERVICE_LOG_H
+#define SERVICE_SERVICE_LOG_H
 
 #include <chrono>
 #include <condition_variable>
@@ -18,7 +20,7 @@
 
 struct __android_logger_data;
 
-namespace rcsctl {
+namespace rcsservice {
 
 class ServiceLog {
 public:
@@ -54,6 +56,6 @@ private:
     unsigned long mRegistrations = 0;  // guarded by mLock
 };
 
-}  // namespace rcsctl
+}  // namespace rcsservice
 
-#endif  // RCSCONFIGCTL_SERVICE_LOG_H
+#endif  // SERVICE_SERVICE_LOG_H

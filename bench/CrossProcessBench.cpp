@@ -1,0 +1,304 @@
+// The service across processes against the service inside the client,
+// measured in one run with the same client code (ClientSession):
+//   - setSettingsValue and getSettingsValue round trips, client call to client
+//     callback (p50, p99, mean);
+//   - a 1 MB setConfig, call to the modem's verdict at the client;
+//   - the service process's memory (VmRSS) and open descriptors at start,
+//     after 100 and after 1000 client processes (rcsconfigctl, one object
+//     and one request each) have come and gone.
+// Both services use the embedded modem emulator and write their log lines to
+// /dev/null, so the figures differ only by the transport.
+//
+//   cross_process_bench [--iterations N] [--uploads N] [--clients N]
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <dirent.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+
+#include "ClientSession.h"
+#include "NoticeQueue.h"
+#include "service/ServiceLog.h"
+
+extern char** environ;
+
+namespace {
+
+using android::sp;
+using android::hardware::Return;
+using android::hardware::Void;
+using Clock = std::chrono::steady_clock;
+namespace V2_0 = vendor::kel::ims::rcsconfig::V2_0;
+
+struct Settings {
+    int iterations = 2000;
+    int uploads = 10;
+    int clients = 1000;
+};
+
+class SetCb : public V2_0::ISetConfigCb {
+public:
+    explicit SetCb(std::shared_ptr<rcsctl::Awaited<V2_0::RequestStatus>> r) : mResult(std::move(r)) {}
+    Return<void> setConfigResponse(V2_0::RequestStatus status) override {
+        mResult->set(status);
+        return Void();
+    }
+
+private:
+    std::shared_ptr<rcsctl::Awaited<V2_0::RequestStatus>> mResult;
+};
+
+class GetCb : public V2_0::IGetSettingsCb {
+public:
+    explicit GetCb(std::shared_ptr<rcsctl::Awaited<V2_0::RequestStatus>> r) : mResult(std::move(r)) {}
+    Return<void> getSettingsResponse(V2_0::RequestStatus status, const V2_0::SettingsData&) override {
+        mResult->set(status);
+        return Void();
+    }
+
+private:
+    std::shared_ptr<rcsctl::Awaited<V2_0::RequestStatus>> mResult;
+};
+
+// Microseconds per call: p50, p99, mean; a negative p50 when a call failed.
+struct Figures {
+    double p50 = -1, p99 = -1, mean = -1;
+};
+
+Figures summarise(std::vector<double> samples) {
+    Figures f;
+    if (samples.empty()) return f;
+    std::sort(samples.begin(), samples.end());
+    f.p50 = samples[samples.size() / 2];
+    f.p99 = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
+    double sum = 0;
+    for (double s : samples) sum += s;
+    f.mean = sum / static_cast<double>(samples.size());
+    return f;
+}
+
+// Times `n` calls of `call`, each awaited to its callback.
+template <typename Call>
+Figures timeCalls(int n, Call call) {
+    std::vector<double> samples;
+    for (int i = 0; i < n; ++i) {
+        auto result = std::make_shared<rcsctl::Awaited<V2_0::RequestStatus>>();
+        const auto start = Clock::now();
+        if (!call(result)) {
+            std::fprintf(stderr, "call %d of %d: transport error\n", i + 1, n);
+            return Figures{};
+        }
+        V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
+        if (!result->wait(std::chrono::seconds(30), &status) || status != V2_0::RequestStatus::OK) {
+            std::fprintf(stderr, "call %d of %d: %s\n", i + 1, n, V2_0::toString(status).c_str());
+            return Figures{};
+        }
+        samples.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    }
+    return summarise(samples);
+}
+
+// The three figures of one service, measured through `session`.
+std::map<std::string, Figures> measure(rcsctl::ClientSession& session, const Settings& settings) {
+    std::map<std::string, Figures> out;
+    std::string error;
+    sp<V2_0::IRcsConfig> config = session.config(1, &error);
+    if (config == nullptr) {
+        std::fprintf(stderr, "no object: %s\n", error.c_str());
+        return out;
+    }
+    V2_0::SettingsData data;
+    data.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
+    data.settingsValues.intData = {{100, 600}, {101, 3600}, {107, 60}};
+    data.settingsValues.boolData = {{109, true}};
+    out["setSettingsValue"] = timeCalls(settings.iterations, [&](auto result) {
+        return config->setSettingsValue(data, new SetCb(result)).isOk();
+    });
+    out["getSettingsValue"] = timeCalls(settings.iterations, [&](auto result) {
+        return config->getSettingsValue(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, new GetCb(result)).isOk();
+    });
+    V2_0::Container container;
+    container.isCompressed = false;
+    std::vector<uint8_t> document(1000 * 1000 + 1);  // not a multiple of the modem's segment size
+    for (size_t i = 0; i < document.size(); ++i) document[i] = static_cast<uint8_t>('a' + i % 26);
+    container.config = document;
+    out["setConfig 1 MB"] = timeCalls(settings.uploads, [&](auto result) {
+        return config->setConfig(container, new SetCb(result)).isOk();
+    });
+    return out;
+}
+
+// Runs `session` (already configured) to readiness, then measures.
+std::map<std::string, Figures> runSession(rcsctl::SessionOptions options, const Settings& settings) {
+    FILE* devnull = std::fopen("/dev/null", "w");
+    std::map<std::string, Figures> out;
+    {
+        rcsservice::ServiceLog log(devnull, false);
+        rcsctl::NoticeQueue notices;
+        rcsctl::ClientSession session(options, notices, log);
+        std::string error;
+        if (!session.start(&error) || !session.waitUntilReady(1, std::chrono::seconds(20), &error)) {
+            std::fprintf(stderr, "session: %s\n", error.c_str());
+        } else {
+            out = measure(session, settings);
+        }
+        session.stop();
+    }
+    std::fclose(devnull);
+    return out;
+}
+
+// The in-process figures, from a child process of its own so that its
+// in-process "default" service does not hide the service process's.
+std::map<std::string, Figures> inProcessFigures(const Settings& settings) {
+    int fds[2];
+    if (pipe(fds) != 0) return {};
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        std::string text;
+        for (const auto& f : runSession(rcsctl::SessionOptions{}, settings)) {
+            text += f.first + "|" + std::to_string(f.second.p50) + "|" + std::to_string(f.second.p99) + "|" +
+                    std::to_string(f.second.mean) + "\n";
+        }
+        ssize_t n = write(fds[1], text.data(), text.size());
+        _exit(n == static_cast<ssize_t>(text.size()) ? 0 : 1);
+    }
+    close(fds[1]);
+    std::string text;
+    char buf[1024];
+    ssize_t n;
+    while ((n = read(fds[0], buf, sizeof(buf))) > 0) text.append(buf, static_cast<size_t>(n));
+    close(fds[0]);
+    waitpid(pid, nullptr, 0);
+    std::map<std::string, Figures> out;
+    size_t from = 0;
+    while (from < text.size()) {
+        size_t eol = text.find('\n', from);
+        std::string line = text.substr(from, eol - from);
+        from = eol + 1;
+        size_t a = line.find('|'), b = line.find('|', a + 1), c = line.find('|', b + 1);
+        out[line.substr(0, a)] = Figures{std::atof(line.substr(a + 1, b - a - 1).c_str()),
+                                         std::atof(line.substr(b + 1, c - b - 1).c_str()),
+                                         std::atof(line.substr(c + 1).c_str())};
+    }
+    return out;
+}
+
+pid_t spawn(const std::vector<std::string>& args, bool quiet) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (quiet) {
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
+    std::vector<char*> argv;
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+}
+
+// VmRSS in kB and the number of open descriptors of `pid`.
+std::pair<long, int> footprint(pid_t pid) {
+    long rss = -1;
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.compare(0, 6, "VmRSS:") == 0) rss = std::atol(line.c_str() + 6);
+    }
+    int fds = 0;
+    if (DIR* dir = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str())) {
+        while (dirent* e = readdir(dir)) fds += e->d_name[0] != '.';
+        closedir(dir);
+    }
+    return {rss, fds};
+}
+
+void printRow(const std::string& name, const Figures& in, const Figures& across) {
+    std::printf("%-18s %10.1f %10.1f %10.1f   %10.1f %10.1f %10.1f   %6.2fx\n", name.c_str(), in.p50, in.p99,
+                in.mean, across.p50, across.p99, across.mean, in.p50 > 0 ? across.p50 / in.p50 : 0.0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Settings settings;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::string a = argv[i];
+        int v = std::atoi(argv[i + 1]);
+        if (a == "--iterations") settings.iterations = std::max(1, v);
+        if (a == "--uploads") settings.uploads = std::max(1, std::min(v, 200));  // 8-bit upload tokens
+        if (a == "--clients") settings.clients = std::max(0, v);
+    }
+    // Before any thread exists: the child measures the service in its own process.
+    const std::map<std::string, Figures> in = inProcessFigures(settings);
+
+    char dir[] = "/tmp/cross_process_bench_XXXXXX";
+    if (mkdtemp(dir) == nullptr) return 1;
+    const std::string registry = std::string(dir) + "/registry";
+    pid_t service = spawn({RCS_SERVICE_PATH, "--registry", registry}, true);
+    if (service < 0) return 1;
+
+    rcsctl::SessionOptions options;
+    options.attach = true;
+    options.registryDir = registry;
+    options.timeout = std::chrono::seconds(20);
+    const std::map<std::string, Figures> across = runSession(options, settings);
+
+    std::printf("\nRound trips, client call to client callback, microseconds (%d calls; %d uploads)\n",
+                settings.iterations, settings.uploads);
+    std::printf("%-18s %10s %10s %10s   %10s %10s %10s   %s\n", "", "in p50", "in p99", "in mean", "x-proc p50",
+                "x-proc p99", "x-proc mean", "ratio p50");
+    for (const char* name : {"setSettingsValue", "getSettingsValue", "setConfig 1 MB"}) {
+        auto i = in.find(name);
+        auto a = across.find(name);
+        printRow(name, i == in.end() ? Figures{} : i->second, a == across.end() ? Figures{} : a->second);
+    }
+    std::printf("goal: cross-process round trip <= 2x in-process\n");
+
+    // Client processes come and go; the service should stay flat.
+    std::printf("\nService process %d after client processes (rcsconfigctl get-settings, one object each)\n",
+                static_cast<int>(service));
+    std::printf("%-10s %12s %8s\n", "clients", "VmRSS kB", "fds");
+    auto row = [&](int n) {
+        auto f = footprint(service);
+        std::printf("%-10d %12ld %8d\n", n, f.first, f.second);
+        std::fflush(stdout);
+    };
+    row(0);
+    const auto start = Clock::now();
+    for (int n = 1; n <= settings.clients; ++n) {
+        pid_t client = spawn({RCSCONFIGCTL_PATH, "--service", "--registry", registry, "get-settings", "presence"},
+                             true);
+        int status = 0;
+        if (client > 0) waitpid(client, &status, 0);
+        if (client < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+            std::printf("client %d failed (status %d)\n", n, status);
+        }
+        if (n == 100 || n == settings.clients) row(n);
+    }
+    std::printf("(%d clients in %.1f s)\n", settings.clients,
+                std::chrono::duration<double>(Clock::now() - start).count());
+    kill(service, SIGTERM);
+    waitpid(service, nullptr, 0);
+    std::system(("rm -rf '" + std::string(dir) + "'").c_str());
+    return 0;
+}

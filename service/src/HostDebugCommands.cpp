@@ -1,0 +1,77 @@
+#include "HostDebugCommands.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "mcx_host.h"
+#include "service/RcsServiceHost.h"
+#include "service/ServiceLog.h"
+#include "xvDplHost.h"
+
+namespace rcsservice {
+
+namespace {
+
+// A bounded number from a client: decimal or 0x-hex, nothing after it.
+bool number(const std::string& text, unsigned long max, unsigned long* out) {
+    if (text.empty() || text.size() > 20) return false;
+    char* end = nullptr;
+    errno = 0;
+    unsigned long v = std::strtoul(text.c_str(), &end, 0);
+    if (errno != 0 || end == nullptr || *end != '\0' || v > max || text[0] == '-') return false;
+    *out = v;
+    return true;
+}
+
+std::string hex(uint32_t v) {
+    char buf[16];
+    std::snprintf(buf, sizeof(buf), "0x%x\n", v);
+    return buf;
+}
+
+constexpr unsigned long kMaxWaitMs = 3600UL * 1000UL;
+
+}  // namespace
+
+bool HostDebugCommands::run(const std::vector<std::string>& options, std::string* text) {
+    const std::string& verb = options[0];
+    const size_t args = options.size() - 1;
+    unsigned long a = 0, b = 0;
+    if (verb == "wait-idle" && args == 0) {
+        mHost.waitUntilIdle();
+        *text = "idle\n";
+    } else if (verb == "wait-ready" && args == 1 && number(options[1], kMaxWaitMs, &a)) {
+        *text = mLog.waitForModemUp(std::chrono::milliseconds(a)) ? "ready\n" : "not ready\n";
+    } else if (verb == "registrations" && args == 0) {
+        *text = std::to_string(mLog.registrationsSent()) + "\n";
+    } else if (verb == "wait-registrations" && args == 2 && number(options[1], ~0UL, &a) &&
+               number(options[2], kMaxWaitMs, &b)) {
+        *text = mLog.waitForRegistrations(a, std::chrono::milliseconds(b)) ? "sent\n" : "not sent\n";
+    } else if (verb == "platform-mask" && args <= 1) {
+        if (args == 1) {
+            if (!number(options[1], 0xffffffffUL, &a)) {
+                *text = "error: bad mask '" + options[1] + "'\n";
+                return true;
+            }
+            xvDplHostSetSupportedRcsServiceMask(static_cast<uint32_t>(a));
+        }
+        *text = hex(xvDplHostGetSupportedRcsServiceMask());
+    } else if (verb == "modem" && args >= 1) {
+        std::string command;
+        for (size_t i = 1; i < options.size(); ++i) command += (i > 1 ? " " : "") + options[i];
+        char reply[8192] = {0};
+        mcx_client_error_type rc = mcx_host_modem_control(command.c_str(), reply, sizeof(reply));
+        *text = std::to_string(static_cast<int>(rc)) + "\n" + std::string(reply, strnlen(reply, sizeof(reply)));
+    } else if (verb == "wait-idle" || verb == "wait-ready" || verb == "registrations" ||
+               verb == "wait-registrations" || verb == "platform-mask" || verb == "modem") {
+        *text = "error: bad arguments for '" + verb + "'\n";
+    } else {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace rcsservice

@@ -1,0 +1,44 @@
+/*
+ * HostDebugCommands: what a workstation client attached to the service
+ * process asks through the factory's debug() besides the state dump. On a
+ * workstation the client cannot see the service's loop, log, modem emulator
+ * or platform stand-in, so the service answers for them:
+ *
+ *   wait-idle                    waits until the loop has handled everything posted  -> "idle"
+ *   wait-ready MS                waits until the modem's services are up             -> "ready" | "not ready"
+ *   registrations                change registrations sent to the modem so far      -> "<n>"
+ *   wait-registrations N MS      waits until N registrations were sent              -> "sent" | "not sent"
+ *   platform-mask [HEX]          sets (or reads) the platform's RCS service mask     -> "0x<mask>"
+ *   modem WORDS...               a modem control command (emulator or mcx-modemd)   -> "<rc>" line, then the reply
+ *
+ * Every answer ends with a newline. Unknown words are not a command (the
+ * caller writes the dump instead); bad arguments answer "error: ...".
+ */
+#ifndef SERVICE_HOST_DEBUG_COMMANDS_H
+#define SERVICE_HOST_DEBUG_COMMANDS_H
+
+#include <string>
+#include <vector>
+
+namespace rcsservice {
+
+class RcsServiceHost;
+class ServiceLog;
+
+class HostDebugCommands {
+public:
+    // Both must outlive this object.
+    HostDebugCommands(const RcsServiceHost& host, ServiceLog& log) : mHost(host), mLog(log) {}
+
+    // Runs the command named by `options`; false when they name none. Any
+    // thread but the service's loop thread (the waits need the loop).
+    bool run(const std::vector<std::string>& options, std::string* text);
+
+private:
+    const RcsServiceHost& mHost;
+    ServiceLog& mLog;
+};
+
+}  // namespace rcsservice
+
+#endif  // SERVICE_HOST_DEBUG_COMMANDS_H

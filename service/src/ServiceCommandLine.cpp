@@ -1,0 +1,56 @@
+#include "ServiceCommandLine.h"
+
+namespace rcsservice {
+
+bool parseServiceCommandLine(const std::vector<std::string>& args, ServiceCommandLine* out,
+                             std::string* error) {
+    *out = ServiceCommandLine();
+    auto modemSocket = [&](const std::string& path) {
+        if (path.empty() || !out->host.daemonSocket.empty()) {
+            *error = path.empty() ? "the modem socket path is empty" : "more than one modem socket given";
+            return false;
+        }
+        out->host.modem = RcsServiceHostOptions::Modem::Daemon;
+        out->host.daemonSocket = path;
+        return true;
+    };
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        const bool hasValue = i + 1 < args.size();
+        if (a == "--help" || a == "-h") {
+            out->help = true;
+        } else if (a == "--modem-socket" || a == "--registry") {
+            if (!hasValue) {
+                *error = "option " + a + " needs a value";
+                return false;
+            }
+            const std::string& v = args[++i];
+            if (a == "--registry") {
+                if (v.empty()) {
+                    *error = "option --registry needs a folder";
+                    return false;
+                }
+                out->registryDir = v;
+            } else if (!modemSocket(v)) {
+                return false;
+            }
+        } else if (!a.empty() && a[0] == '-') {
+            *error = "unknown option '" + a + "'";
+            return false;
+        } else if (!modemSocket(a)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const char* serviceUsage() {
+    return "usage: vendor.kel.ims.rcsconfig-service [--modem-socket PATH] [--registry DIR]\n"
+           "Serves IImsFactory 1.0 and 1.1 \"default\" to clients of other processes until SIGTERM or SIGINT.\n"
+           "  --modem-socket PATH  use the mcx-modemd daemon at PATH (also accepted as the only argument);\n"
+           "                       default: the modem emulator inside this process\n"
+           "  --registry DIR       the service registry folder (default: $IMSRCS_HIDL_REGISTRY,\n"
+           "                       else $XDG_RUNTIME_DIR/imsrcs-hidl, else /tmp/imsrcs-hidl-<uid>)\n";
+}
+
+}  // namespace rcsservice

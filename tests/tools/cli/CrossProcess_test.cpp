@@ -1,0 +1,201 @@
+// The workstation's three processes, as on a device: mcx-modemd (the modem),
+// the service executable (registered in a registry folder of the test's own)
+// and rcsconfigctl clients attached to it with --service. Deaths are real
+// SIGKILLs; every wait is on a line of output or a state, with a time-out.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <memory>
+#include <string>
+
+#include "ToolProcess.h"
+
+namespace clitest {
+namespace {
+
+constexpr int kWaitMs = 20000;
+const std::string kDocument = SESSIONS_DIR "/operator-autoconfig.xml";
+
+// The modem and the service, each in a process of its own, with sockets and
+// a registry folder nobody else uses.
+// The transcript without what each service draws for itself: the 8-bit
+// tokens of its uploads.
+std::string normalised(const std::string& out) {
+    std::string text;
+    size_t from = 0;
+    while (from < out.size()) {
+        size_t eol = out.find('\n', from);
+        if (eol == std::string::npos) eol = out.size();
+        std::string line = out.substr(from, eol - from);
+        size_t colon = line.find(':');
+        if (line.compare(0, 8, "  token ") == 0 && colon != std::string::npos) line = "  token N" + line.substr(colon);
+        text += line + "\n";
+        from = eol + 1;
+    }
+    return text;
+}
+
+class ThreeProcesses : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(mDir.path().empty());
+        ASSERT_TRUE(mModem.start());
+        startService();
+    }
+
+    void startService() {
+        mService = std::make_unique<BackgroundTool>(
+                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
+        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kWaitMs, 1, true))
+                << mService->sofar().err;
+    }
+
+    std::vector<std::string> attached(std::vector<std::string> more = {}) const {
+        std::vector<std::string> args{"--service", "--registry", mRegistry};
+        args.insert(args.end(), more.begin(), more.end());
+        return args;
+    }
+
+    // An attached client reading its commands from the test.
+    std::unique_ptr<BackgroundTool> interactiveClient(std::vector<std::string> more = {}) const {
+        more.push_back("--script");
+        more.push_back("-");
+        return std::make_unique<BackgroundTool>(attached(more), RCSCONFIGCTL_PATH, true);
+    }
+
+    std::string modemControl(const std::string& command) const {
+        return runProgram(MCX_MODEMD_PATH, {"--socket", mModemSocket, "--control", command}).out;
+    }
+
+    // Asks the running service for its dump (as `lshal debug` would) until
+    // it contains every one of `needles`; the last dump is kept for messages.
+    bool waitForDump(const std::vector<std::string>& needles) {
+        for (int i = 0; i < 100; ++i) {
+            mLastDump = runTool(attached({"dump"})).out;
+            bool all = true;
+            for (const auto& n : needles) all = all && mLastDump.find(n) != std::string::npos;
+            if (all) return true;
+        }
+        return false;
+    }
+
+    TempDir mDir;
+    const std::string mModemSocket = mDir.path() + "/modem.sock";
+    const std::string mRegistry = mDir.path() + "/registry";
+    ModemDaemon mModem{mModemSocket};
+    std::unique_ptr<BackgroundTool> mService;
+    std::string mLastDump;
+};
+
+TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
+    const std::string script = mDir.write("session.rcs",
+        "slot 2\nslot 1\n"
+        "set-config " + kDocument + " --gzip\nset-config " + kDocument + "\nmodem show-config\n"
+        "set-settings presence PUBLISH_TIMER=1200 CAPABILITY_DISCOVERY_ENABLED=true "
+        "PRESENCE_SERVICE_URI=sip:rls@example.net\nget-settings presence\n"
+        "set-settings messaging DEFAULT_SMS_APP=1 CLIENT_VENDOR=KELV\nget-settings messaging\n"
+        "set-settings user-agent \"IMS_USER_AGENT=Kel UA/1.0\"\nget-settings user-agent\n"
+        "set-settings ims-service VOLTE_ENABLED=true CALL_MODE_PREFERENCE=2\nget-settings ims-service\n"
+        "watch ims-service\nset-settings ims-service RTT_ENABLED=true\nwait change ims-service\n"
+        "modem token-request FCM_TOKEN TOKEN_EXPIRED 7\nwait token-request\n"
+        "set-app-token fcm:token-1\ntoken-fetch-status last FCM_TOKEN SUCCESS\nmodem show-config\n"
+        "uce-status --mask 0xd\nuce-status --mask 0x5\n");
+    ToolResult across = runTool(attached({"--script", script}));
+    ASSERT_EQ(0, across.exitCode) << across.err << across.out;
+
+    // The same script with the service inside the client, on a fresh modem.
+    const std::string otherSocket = mDir.path() + "/modem2.sock";
+    ModemDaemon otherModem(otherSocket);
+    ASSERT_TRUE(otherModem.start());
+    ToolResult inProcess = runTool({"--modem-socket", otherSocket, "--script", script});
+    ASSERT_EQ(0, inProcess.exitCode) << inProcess.err << inProcess.out;
+
+    EXPECT_EQ(normalised(inProcess.out), normalised(across.out));
+    EXPECT_EQ("", across.err);
+    for (const char* line : {"[slot 1] modem has received 2 configuration document(s)",
+                             "[slot 1] change of IMS_SERVICE_ENABLE_CONFIG:",
+                             "[slot 1] listener: token requested: request 7, FCM_TOKEN, reason TOKEN_EXPIRED",
+                             "(platform mask 0x5)"}) {
+        EXPECT_TRUE(across.has(line)) << line << "\n" << across.out;
+    }
+}
+
+TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {
+    std::unique_ptr<BackgroundTool> survivor = interactiveClient({"--slot", "2"});
+    survivor->send("watch presence");
+    ASSERT_TRUE(survivor->waitForOutput("[slot 2] watch PRESENCE_CONFIG -> OK", kWaitMs)) << survivor->sofar().err;
+    std::unique_ptr<BackgroundTool> doomed = interactiveClient();
+    doomed->send("watch presence");
+    ASSERT_TRUE(doomed->waitForOutput("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
+    // The modem keeps the upload's verdict to itself, so the client dies
+    // with its request in flight.
+    modemControl("drop-ind imss 0x9d");
+    doomed->send("set-config " + kDocument + " --gzip");
+    ASSERT_TRUE(waitForDump({"Listeners: 2", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
+                             "configuration uploads (answers kept until the modem goes down): 1"}))
+            << mLastDump;
+    doomed->stop(SIGKILL);
+
+    // The service's recipients drop the dead client's listener and both of
+    // its callbacks; the other client's entries stay.
+    ASSERT_TRUE(mService->waitFor("RcsConfig client died. cookie:", kWaitMs, 2, true)) << mService->sofar().err;
+    ASSERT_TRUE(waitForDump({"Listeners: 1", "callbacks filed: set-config 0, get-settings 0, settings-change 0",
+                             "callbacks filed: set-config 0, get-settings 0, settings-change 1"}))
+            << mLastDump;
+
+    ToolResult next = runTool(attached({"--slot", "2", "--script", "-"}), "set-config " + kDocument + "\n"
+                                                                           "set-settings presence PUBLISH_TIMER=7\n"
+                                                                           "get-settings presence\n");
+    ASSERT_EQ(0, next.exitCode) << next.err << next.out;
+    EXPECT_TRUE(next.has("-> OK (accepted by the modem)"));
+    EXPECT_TRUE(next.has("  PUBLISH_TIMER (100) = 7"));
+    // The survivor's callback, in its own process, heard of the change.
+    survivor->send("wait change presence");
+    EXPECT_TRUE(survivor->waitForOutput("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
+}
+
+TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
+    std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
+    modemControl("drop-ind imss 0x9d");
+    client->send("set-config " + kDocument + " --gzip");
+    ASSERT_TRUE(waitForDump({"configuration uploads (answers kept until the modem goes down): 1"})) << mLastDump;
+    mService->stop(SIGKILL);
+
+    // The upload ends at once with the death instead of waiting for an answer.
+    ASSERT_TRUE(client->waitFor("set-config: the service died before answering", kWaitMs))
+            << client->sofar().err << client->sofar().out;
+    // The upload may have died before its last segment: the verdict to drop
+    // may still be to come, and the replayed upload must get its own.
+    modemControl("clear-faults");
+    startService();
+    client->send("get-settings user-agent");
+    ASSERT_TRUE(client->waitFor("\"group\":\"USER_AGENT_STRING\"", kWaitMs)) << client->sofar().err;
+    const ToolResult& r = client->sofar();
+    EXPECT_EQ(1u, r.count("{\"notice\":\"service-died\",\"service\":\"default\"}"));
+    EXPECT_TRUE(r.has("\"notice\":\"service-reconnected\""));
+    EXPECT_TRUE(r.has("\"notice\":\"replay-config\""));
+    EXPECT_EQ(1u, r.count("\"cmd\":\"set-config\"")) << r.out;
+    EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
+    // The replayed document reached the modem whole.
+    EXPECT_NE(std::string::npos, modemControl("configs 0").find("gzip=1 len=70925")) << modemControl("configs 0");
+}
+
+TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjectsWork) {
+    std::unique_ptr<BackgroundTool> client = interactiveClient();
+    client->send("slot 2");
+    ASSERT_TRUE(client->waitForOutput("[slot 2] RCS configuration object created", kWaitMs)) << client->sofar().err;
+    mModem.kill();
+    ASSERT_TRUE(mModem.start());
+    client->send("wait reconfig");
+    ASSERT_TRUE(client->waitForOutput("[slot 2] listener: reconfiguration needed", kWaitMs)) << client->sofar().err;
+    client->send("slot 2 --new");
+    client->send("set-settings presence PUBLISH_TIMER=9");
+    client->send("get-settings presence");
+    ASSERT_TRUE(client->waitForOutput("  PUBLISH_TIMER (100) = 9", kWaitMs))
+            << client->sofar().err << client->sofar().out << mService->sofar().err;
+    EXPECT_EQ(0, client->stop(SIGTERM).exitCode);
+}
+
+}  // namespace
+}  // namespace clitest

@@ -6,6 +6,17 @@ if(IMSRCS_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(IMSRCS_BUILD_FUZZ)
+  # A fuzz build instruments every library for coverage and runs it under
+  # ASan + UBSan; only the fuzz targets link libFuzzer's main (fuzz/).
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+  # Two clang-only warnings that the HIDL runtime and the generated interface
+  # headers trip; the gcc builds keep checking everything else as errors.
+  list(APPEND IMSRCS_WARNING_FLAGS -Wno-unused-private-field -Wno-inconsistent-missing-override)
+endif()
+
 # Applies the project's warning flags to a target of our own.
 function(imsrcs_target_flags target)
   target_compile_options(${target} PRIVATE ${IMSRCS_WARNING_FLAGS})

@@ -6,6 +6,11 @@ if(IMSRCS_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Applies the project's warning flags to a target of our own.
+function(imsrcs_target_flags target)
+  target_compile_options(${target} PRIVATE ${IMSRCS_WARNING_FLAGS})
+endfunction()
+
 if(IMSRCS_BUILD_FUZZ)
   # A fuzz build instruments every library for coverage and runs it under
   # ASan + UBSan; only the fuzz targets link libFuzzer's main (fuzz/).
@@ -16,11 +21,6 @@ if(IMSRCS_BUILD_FUZZ)
   # headers trip; the gcc builds keep checking everything else as errors.
   list(APPEND IMSRCS_WARNING_FLAGS -Wno-unused-private-field -Wno-inconsistent-missing-override)
 endif()
-
-# Applies the project's warning flags to a target of our own.
-function(imsrcs_target_flags target)
-  target_compile_options(${target} PRIVATE ${IMSRCS_WARNING_FLAGS})
-endfunction()
 
 # A sanitizer build's tests need the sanitizer options (the suppressions of
 # the leaks the system keeps on purpose, and no report of them on stderr,

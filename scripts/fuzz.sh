@@ -31,6 +31,7 @@ if [ "$which" != all ]; then
   targets=("$which")
 fi
 
+scripts/setup.sh  # clang and the libFuzzer runtime, if missing
 CC=clang CXX=clang++ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DIMSRCS_BUILD_FUZZ=ON -DIMSRCS_BUILD_TESTS=OFF -DIMSRCS_BUILD_BENCH=OFF >/dev/null
 build_targets=()

@@ -9,14 +9,15 @@
 # target live in fuzz/<TARGET>.options. New corpus inputs and findings go to a
 # scratch folder (FUZZ_WORK, default a new folder under /tmp), never into the
 # repository; it is removed after a clean run unless FUZZ_KEEP=1, and kept
-# (its path printed) when something was found. Exit status 1 on any finding:
+# (its path printed) when something was found. FUZZ_BUILD_DIR names another
+# build tree than build-fuzz/. Exit status 1 on any finding:
 # a crash, a sanitizer report, a leak, a time-out or an out-of-memory.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 which=${1:-all}
 seconds=${2:-60}
-dir=build-fuzz
+dir=${FUZZ_BUILD_DIR:-build-fuzz}
 
 targets=()
 for corpus in fuzz/corpus/*/; do

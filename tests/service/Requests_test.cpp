@@ -2,6 +2,7 @@
 // client callback objects in "another process".
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -94,13 +95,34 @@ TEST_F(RequestsTest, SetSettings_UnknownKey_FailsWithoutReachingTheModem) {
     EXPECT_EQ(modem().requestCount(IMSS_SERVICE_ID_V01, 0x69), writes);
 }
 
-TEST_F(RequestsTest, GetSettings_UnknownGroup_AnswersFailWithEmptyRecord) {
-    GetSettingsResponse read = get(static_cast<SettingsId>(4));
-    EXPECT_EQ(read.status, RequestStatus::FAIL);
-    EXPECT_TRUE(read.data.settingsValues.intData.size() == 0 &&
-                read.data.settingsValues.boolData.size() == 0 &&
-                read.data.settingsValues.stringData.size() == 0);
-    EXPECT_TRUE(log.contains("Not sending request message to modem"));
+TEST_F(RequestsTest, SettingsIdsOutsideTheFourGroups_AreAnsweredAsTheirPathsSay) {
+    for (int32_t raw : {4, 9, -1, INT32_MIN}) {
+        const auto id = static_cast<SettingsId>(raw);
+        const size_t refusals = log.count("Not sending request message to modem");
+        // A read and a write answer FAIL (the read with an empty record) without the modem.
+        GetSettingsResponse read = get(id);
+        EXPECT_EQ(read.status, RequestStatus::FAIL) << raw;
+        EXPECT_EQ(static_cast<int32_t>(read.data.settingsId), 0) << raw;
+        EXPECT_EQ(read.data.settingsValues.intData.size() + read.data.settingsValues.boolData.size() +
+                          read.data.settingsValues.stringData.size(),
+                  0u);
+        EXPECT_EQ(setSettingsStatus(settingsOf(id, {{100, 1}}, {}, {})), RequestStatus::FAIL) << raw;
+        EXPECT_EQ(log.count("Not sending request message to modem"), refusals + 2) << raw;
+        // A registration is taken (no change ever comes for it) and can be withdrawn.
+        const size_t registrations = modem().requestCount(IMSS_SERVICE_ID_V01, 0x2A);
+        sp<SettingsChangeCb> changes = new SettingsChangeCb();
+        EXPECT_EQ(config->registerForSettingsChange(id, remote<V2_0::ISettingsChangeCb>(changes)),
+                  RequestStatus::OK);
+        ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, 0x2A, registrations + 1, kWait));
+        EXPECT_EQ(config->deregisterForSettingsChange(id), RequestStatus::OK);
+        host->waitUntilIdle();
+        EXPECT_EQ(changes->changes.size(), 0u) << raw;
+    }
+    EXPECT_EQ(log.count("UpdateSettingOnThread: registration for indication default"), 4u);
+    EXPECT_EQ(log.count("after calling deregisterForChange, status 1"), 4u);
+    // Every group still works.
+    EXPECT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
+    EXPECT_EQ(get(SettingsId::PRESENCE_CONFIG).status, RequestStatus::OK);
 }
 
 TEST_F(RequestsTest, RegisterForSettingsChange_DeliversChangesUntilDeregistered) {

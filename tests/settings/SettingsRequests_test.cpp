@@ -1,5 +1,6 @@
 // Settings-group writes, reads and change registrations, ACS token and
 // token-fetch status, against the modem emulator.
+#include <algorithm>
 #include <cstring>
 
 #include "SettingsTestFixture.h"
@@ -296,7 +297,8 @@ TEST_P(TokenTest, SendAppToken_LengthRule) {
 
 INSTANTIATE_TEST_SUITE_P(Lengths, TokenTest,
                          ::testing::Values(TokenCase{0, false}, TokenCase{1, true},
-                                           TokenCase{512, true}, TokenCase{513, false}),
+                                           TokenCase{512, true}, TokenCase{513, false},
+                                           TokenCase{1u << 20, false}),
                          [](const ::testing::TestParamInfo<TokenCase>& info) {
                              return "Bytes" + std::to_string(info.param.length);
                          });
@@ -368,6 +370,75 @@ TEST_F(SettingsTest, SendTokenFetchStatus_Failures_AreOnlyLogged) {
     EXPECT_TRUE(mLog.contains("Sending of RCS configuration failed. RetVal: 0"));
     EXPECT_EQ(requestsOf(IMSS_UPDATE_ACS_TOKEN_STATUS_V01).size(), 1u);
 }
+
+// A modem that holds its answer past the 1000 ms every request waits: each
+// kind answers the way its transport failure does, and the client serves on.
+struct TimeoutCase {
+    const char* name;
+    uint32_t msgId;
+    const char* failureLine;  // what the client logs for the failed exchange
+};
+
+void PrintTo(const TimeoutCase& c, std::ostream* os) { *os << c.name; }
+
+class TimeoutTest : public SettingsTest, public ::testing::WithParamInterface<TimeoutCase> {};
+
+TEST_P(TimeoutTest, ModemAnswerLaterThanTheTimeout_FailsThatRequestOnly) {
+    const TimeoutCase& c = GetParam();
+    startAndSubscribe();
+    mcxemu::MessageFault slow;
+    slow.kind = mcxemu::MessageFault::Kind::Delay;
+    slow.delayMs = 3000;
+    modem().failMessage(IMSS_SERVICE_ID_V01, c.msgId, slow);
+    const auto& presence = group(0);
+    std::shared_ptr<Recorder<bool>> answer;
+    std::shared_ptr<Recorder<ReadResult>> readAnswer;
+    switch (c.msgId) {
+        case IMSS_SET_NEW_CARRIER_CONFIG_V01: answer = upload(documentBytes(10), false); break;
+        case IMSS_SET_ACS_TOKEN_V01: answer = sendToken("tok"); break;
+        case IMSS_GET_PRESENCE_CONFIG_V01: readAnswer = read(presence.get_msg_id); break;
+        case IMSS_SET_PRESENCE_CONFIG_V01:
+            answer = write(presence.set_msg_id, std::vector<uint8_t>(presence.set_len, 0));
+            break;
+        case IMSS_CONFIG_IND_REGISTER_V01: registerFor(0); break;
+        default: onLoop([&] { mSettings->sendTokenFetchStatus(0, 5, 0, 1); }); break;
+    }
+    ASSERT_TRUE(mLog.waitFor(c.failureLine, kWait)) << c.name;
+    if (c.msgId == IMSS_SET_NEW_CARRIER_CONFIG_V01) {
+        // The modem took the segment all the same, and its verdict comes too.
+        ASSERT_TRUE(answer->waitForCount(2));
+        auto values = answer->values();
+        std::sort(values.begin(), values.end());
+        EXPECT_EQ(values, (std::vector<bool>{false, true}));
+    } else if (answer) {
+        ASSERT_TRUE(answer->waitForCount(1));
+        EXPECT_EQ(answer->values(), std::vector<bool>{false});
+    }
+    if (readAnswer) {
+        ASSERT_TRUE(readAnswer->waitForCount(1));
+        EXPECT_FALSE(readAnswer->values()[0].hasData);
+    }
+    // The next request of the same kind goes through.
+    auto next = write(presence.set_msg_id, std::vector<uint8_t>(presence.set_len, 0));
+    ASSERT_TRUE(next->waitForCount(1));
+    EXPECT_EQ(next->values(), std::vector<bool>{true});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, TimeoutTest,
+    ::testing::Values(
+        TimeoutCase{"Write", IMSS_SET_PRESENCE_CONFIG_V01,
+                    "ImsMcxSettings::SendSettingOnThread,failed to send settings in imssclient"},
+        TimeoutCase{"Read", IMSS_GET_PRESENCE_CONFIG_V01,
+                    "ImsMcxSettings::ReceiveSettingOnThread,failed to receive settings in imssclient"},
+        TimeoutCase{"Upload", IMSS_SET_NEW_CARRIER_CONFIG_V01, "ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"},
+        TimeoutCase{"AppToken", IMSS_SET_ACS_TOKEN_V01,
+                    "ImsMcxSettings::sendAppTokenOnThread,failed to send settings in McxImssClient"},
+        TimeoutCase{"TokenFetchStatus", IMSS_UPDATE_ACS_TOKEN_STATUS_V01,
+                    "ImsMcxSettings::sendAppTokenStatusOnThread,failed to send settings in McxImssClient"},
+        TimeoutCase{"Registration", IMSS_CONFIG_IND_REGISTER_V01,
+                    "ImsMcxSettings::UpdateSettingOnThread,failed to receive settings in imssclient"}),
+    [](const ::testing::TestParamInfo<TimeoutCase>& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace settingstest

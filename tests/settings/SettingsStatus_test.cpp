@@ -121,16 +121,36 @@ TEST_F(SettingsTest, SubscribeToSub_BindAnsweredWithErrorHeader_StillSucceeds) {
     EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
 }
 
-TEST_F(SettingsTest, Indication_WithWrongLength_IsDroppedAfterDecodeFailure) {
+TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {
     startAndSubscribe();
     auto changes = registerFor(3);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
-    modem().setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_IMS_SERVICE_ENABLE_CONFIG_IND_V01, 50);
-    std::vector<uint8_t> msg(imss_settings_groups_v01[3].set_len, 0);
-    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings : unable to obtain message data from MCX", kWait));
+    const auto& group = imss_settings_groups_v01[3];
+    // From the modem: shorter and longer than the group's indication.
+    size_t dropped = 0;
+    for (uint32_t length : {1u, group.set_len - 1, group.set_len + 1, 4096u}) {
+        modem().setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_IMS_SERVICE_ENABLE_CONFIG_IND_V01, length);
+        std::vector<uint8_t> msg(group.set_len, 0);
+        EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
+        ASSERT_TRUE(mLog.waitFor("ImsMcxSettings : unable to obtain message data from MCX", kWait,
+                                 ++dropped))
+                << length;
+    }
+    // Straight into the indication callback: no bytes, and an id nobody handles.
+    uint8_t bytes[16] = {};
+    ImsMcxSettings::mcxImsSettingsSvcIndCb(nullptr, IMSS_IMS_SERVICE_ENABLE_CONFIG_IND_V01, bytes, 0,
+                                           mSettings.get());
+    ImsMcxSettings::mcxImsSettingsSvcIndCb(nullptr, IMSS_IMS_SERVICE_ENABLE_CONFIG_IND_V01, nullptr, 16,
+                                           mSettings.get());
+    ImsMcxSettings::mcxImsSettingsSvcIndCb(nullptr, 0x55, bytes, sizeof(bytes), mSettings.get());
+    EXPECT_EQ(mLog.count("The ind_cb_data/ind_buf is null or ind_buf_len is "), 2u);
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
     ASSERT_TRUE(mLoop->waitUntilIdle());
     EXPECT_EQ(changes->size(), 0u);
+    // A well-formed change still arrives.
+    std::vector<uint8_t> msg(group.set_len, 0);
+    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
+    EXPECT_TRUE(changes->waitForCount(1));
 }
 
 TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {

@@ -1,5 +1,6 @@
 // Carrier-configuration upload: segment layout, end-of-upload rule and the
 // callback, checked on what the modem emulator received and reassembled.
+#include <algorithm>
 #include <cstring>
 
 #include "SettingsTestFixture.h"
@@ -89,15 +90,58 @@ INSTANTIATE_TEST_SUITE_P(
                std::to_string(info.param.size);
     });
 
-TEST_F(SettingsTest, SendRcsConfig_ModemRejectsDocument_AnswersFalseFromIndication) {
+TEST_F(SettingsTest, SendRcsConfig_DocumentTheModemCannotRead_AnswersFalseFromIndication) {
     startAndSubscribe();
-    // Marked gzip but not a gzip stream: every segment is taken, the whole is refused.
-    auto answer = upload(documentBytes(2500), true);
-    ASSERT_TRUE(answer->waitForCount(1));
-    EXPECT_FALSE(answer->values()[0]);
-    EXPECT_EQ(segments().size(), 2u);
-    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[3] ", kWait));
+    // Marked gzip but not a gzip stream, and a gzip stream cut short and
+    // corrupted: every segment is taken, the whole is refused.
+    std::vector<uint8_t> corrupt = gzipOf(documentBytes(6000));
+    corrupt.resize(corrupt.size() / 2);
+    for (size_t i = 20; i < corrupt.size(); i += 7) corrupt[i] ^= 0x5A;
+    const std::vector<std::vector<uint8_t>> documents{documentBytes(2500), corrupt};
+    size_t segmentsSent = 0;
+    for (const auto& doc : documents) {
+        auto answer = upload(doc, true);
+        ASSERT_TRUE(answer->waitForCount(1));
+        EXPECT_EQ(answer->values(), std::vector<bool>{false});
+        segmentsSent += doc.size() / kSeg + 1;
+        EXPECT_EQ(segments().size(), segmentsSent);
+    }
+    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[3] ", kWait, 2));
     EXPECT_FALSE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
+    EXPECT_TRUE(modem().receivedConfigs(0).empty());
+}
+
+TEST_F(SettingsTest, SendRcsConfig_TenMegabytes_IsAnsweredManyTimesAndTheModemKeepsPartsOfIt) {
+    startAndSubscribe();
+    const std::vector<uint8_t> doc = documentBytes(10u << 20);
+    const size_t sent = doc.size() / kSeg + 1;  // 5243, announced as 5243 mod 256
+    auto answer = upload(doc, false);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::SendConfigOnThread,failed to send config in imssclient",
+                             kWait));
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(modem().requestCount(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01), sent);
+    auto values = answer->values();
+    EXPECT_GT(values.size(), 2u);
+    EXPECT_TRUE(std::find(values.begin(), values.end(), true) != values.end());
+    // The worker's own verdict, besides the modem's for each part.
+    EXPECT_TRUE(std::find(values.begin(), values.end(), false) != values.end());
+    // Each time the 8-bit sequence number wraps, the modem starts a new upload
+    // and keeps the part of the document that its announced count covers.
+    auto kept = modem().receivedConfigs(0);
+    ASSERT_FALSE(kept.empty());
+    const size_t wrap = 256 * kSeg;
+    for (const auto& k : kept) {
+        ASSERT_LE(k.document.size(), (sent % 256) * kSeg);
+        bool found = false;
+        for (size_t at = 0; at + k.document.size() <= doc.size() && !found; at += wrap) {
+            found = std::equal(k.document.begin(), k.document.end(), doc.begin() + at);
+        }
+        EXPECT_TRUE(found);
+    }
+    // The client serves on.
+    auto next = upload(documentBytes(10), false);
+    ASSERT_TRUE(next->waitForCount(1));
+    EXPECT_EQ(next->values(), std::vector<bool>{true});
 }
 
 TEST_F(SettingsTest, SendRcsConfig_SecondSegmentRejected_StopsAndAnswersFalse) {

@@ -103,6 +103,7 @@ std::string CommandRunner::seconds(std::chrono::milliseconds t) const {
 }
 
 bool CommandRunner::run(const Command& c, std::string* error) {
+    mBadInput = false;
     // A wait takes its notice from the queue itself, together with what came
     // before it; every other command first shows what has arrived.
     if (c.verb != Verb::WaitReconfig && c.verb != Verb::WaitTokenRequest && c.verb != Verb::WaitChange) {
@@ -217,6 +218,17 @@ bool CommandRunner::slotCommand(const Command& c, std::string* error) {
 bool CommandRunner::setConfig(const Command& c, std::string* error) {
     ConfigDocument doc;
     if (!ConfigDocument::load(c.path, c.gzip, &doc, error)) return false;
+    const std::string tooLong = unsendableReason(doc.bytes.size());
+    if (!tooLong.empty()) {
+        *error = "cannot send '" + c.path + "': " + tooLong + (doc.compressed ? "" : "; try --gzip");
+        mBadInput = true;
+        return false;
+    }
+    if (answeredFailFirst(doc.bytes.size())) {
+        mOut.warning("'" + c.path + "': " + std::to_string(doc.bytes.size()) +
+                     " bytes to send are an exact multiple of " + std::to_string(kSegmentBytes) +
+                     ": the service answers FAIL first, whatever the modem says after");
+    }
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
     if (config == nullptr) return false;
     V2_0::Container container;

@@ -34,6 +34,9 @@ public:
     // Runs one command. False when it failed, with a one-line reason in
     // *error (the result line, if any, has been printed already).
     bool run(const Command& command, std::string* error);
+    // True when the last run() failed on its input (a document that cannot
+    // be sent) rather than on the service's answer.
+    bool failedOnInput() const { return mBadInput; }
 
     // Waits until the service has handled everything posted so far, then
     // prints the notices that arrived meanwhile.
@@ -80,6 +83,7 @@ private:
     ServiceLog& mLog;
     Output& mOut;
     RunnerOptions mOptions;
+    bool mBadInput = false;  // the last run() failed on its input
     std::set<int> mAnnounced;  // slots a `slot` command has named
     bool mHaveTokenRequest = false;
     int32_t mLastRequestId = 0;  // of the last token request printed

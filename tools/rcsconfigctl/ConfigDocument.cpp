@@ -16,6 +16,14 @@ constexpr int kGzipWindowBits = 15 + 16;
 constexpr int kMemLevel = 8;
 }  // namespace
 
+std::string unsendableReason(size_t size) {
+    if (size <= kMaxSendableBytes) return {};
+    return std::to_string(size) + " bytes would be announced as " +
+           std::to_string(size / kSegmentBytes + 1) + " segments of " + std::to_string(kSegmentBytes) +
+           " bytes, more than the modem's 8-bit segment count holds (at most " +
+           std::to_string(kMaxSendableBytes) + " bytes)";
+}
+
 bool isGzip(const std::vector<uint8_t>& data) {
     return data.size() >= 2 && data[0] == 0x1f && data[1] == 0x8b;
 }

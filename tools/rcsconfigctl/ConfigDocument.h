@@ -24,6 +24,20 @@ struct ConfigDocument {
     static bool load(const std::string& path, bool gzip, ConfigDocument* out, std::string* error);
 };
 
+// The modem takes a document in segments of 2000 bytes and is told their
+// number as (length / 2000) + 1 in 8 bits. A longer document wraps that count
+// (it is answered many times, and the modem keeps a prefix), and one whose
+// length is an exact multiple of 2000 is answered FAIL before the modem's own
+// verdict; the library keeps both behaviours, so the tool checks first.
+constexpr size_t kSegmentBytes = 2000;
+constexpr size_t kMaxSegmentCount = 255;
+constexpr size_t kMaxSendableBytes = kSegmentBytes * kMaxSegmentCount - 1;
+
+// Why `size` bytes cannot be sent (empty when they can).
+std::string unsendableReason(size_t size);
+// True when `size` bytes are answered FAIL first.
+inline bool answeredFailFirst(size_t size) { return size > 0 && size % kSegmentBytes == 0; }
+
 // True when `data` starts with the gzip magic bytes.
 bool isGzip(const std::vector<uint8_t>& data);
 

@@ -81,6 +81,13 @@ void Output::error(const std::string& where, const std::string& message) {
     mErr.flush();
 }
 
+void Output::warning(const std::string& message) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mOut.flush();
+    mErr << "rcsconfigctl: warning: " << message << '\n';
+    mErr.flush();
+}
+
 std::string groupName(SettingsId id) {
     const GroupInfo* group = SettingsCatalog::instance().group(id);
     return group ? group->name : std::to_string(static_cast<uint32_t>(id));

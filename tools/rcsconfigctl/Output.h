@@ -46,6 +46,8 @@ public:
     // Prints "rcsconfigctl: <where>: <message>" (or without where) on stderr;
     // in JSON mode also {"where":..,"error":..} on stdout.
     void error(const std::string& where, const std::string& message);
+    // Prints "rcsconfigctl: warning: <message>" on stderr, in both modes.
+    void warning(const std::string& message);
 
 private:
     std::mutex mLock;

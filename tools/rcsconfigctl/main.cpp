@@ -101,6 +101,11 @@ bool loadScript(const std::string& path, std::vector<ScriptLine>* out, Output& o
     return true;
 }
 
+// The exit status of a failed command: bad input or a failure.
+int failureStatus(const CommandRunner& runner) {
+    return runner.failedOnInput() ? kExitBadInput : kExitFailed;
+}
+
 int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path, CommandRunner& runner,
                   Output& output, NoticeQueue& notices, bool keepGoing) {
     int status = 0;
@@ -112,7 +117,7 @@ int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path,
         std::string error;
         if (!runner.run(entry.command, &error)) {
             output.error(path + ":" + std::to_string(entry.number), error);
-            status = kExitFailed;
+            status = std::max(status, failureStatus(runner));
             if (!keepGoing) break;
         }
     }
@@ -141,7 +146,7 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
         if (words.empty()) continue;
         if (!runner.run(command, &error)) {
             output.error(where, error);
-            status = std::max(status, kExitFailed);
+            status = std::max(status, failureStatus(runner));
             if (!keepGoing) break;
         }
     }
@@ -209,7 +214,7 @@ int main(int argc, char** argv) {
             } else if (runnerOptions.oneShot) {
                 if (!runner.run(single, &error)) {
                     out.error("", error);
-                    status = kExitFailed;
+                    status = failureStatus(runner);
                 }
             } else if (options.script == "-") {
                 status = runStdin(runner, out, notices, options.keepGoing);

@@ -62,6 +62,7 @@ function(hidl_host_generate target)
       get_filename_component(_base ${_hal} NAME_WE)
       list(APPEND _outputs ${ARG_OUTPUT_DIR}/${_dir_RELATIVE}/${_base}.h)
     endforeach()
+    list(APPEND _outputs ${ARG_OUTPUT_DIR}/${_dir_RELATIVE}/hostwire.h)
     string(REGEX REPLACE "[.@]" "_" _stem "${_package}")
     set(_glue ${ARG_OUTPUT_DIR}/glue/${_stem}.cpp)
     add_custom_command(

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -31,20 +32,36 @@ NodeTable& nodeTable() {
     return *table;
 }
 
-// Threads delivering death notices; joined on request and at exit.
+// Threads delivering death notices; joined on request and at exit, and
+// reaped once finished so a long-lived process does not collect them.
+struct Notifier {
+    std::thread thread;
+    std::shared_ptr<std::atomic<bool>> done;
+};
 struct Notifiers {
     std::mutex lock;
-    std::vector<std::thread> threads;  // guarded by lock
+    std::vector<Notifier> threads;  // guarded by lock
     ~Notifiers() { joinAll(); }
     void joinAll() {
         for (;;) {
-            std::vector<std::thread> running;
+            std::vector<Notifier> running;
             {
                 std::lock_guard<std::mutex> guard(lock);
                 running.swap(threads);
             }
             if (running.empty()) return;
-            for (auto& t : running) t.join();
+            for (auto& t : running) t.thread.join();
+        }
+    }
+    // Joins the finished ones. Called with `lock` held.
+    void reapLocked() {
+        for (auto it = threads.begin(); it != threads.end();) {
+            if (it->done->load()) {
+                it->thread.join();
+                it = threads.erase(it);
+            } else {
+                ++it;
+            }
         }
     }
 };
@@ -166,6 +183,10 @@ sp<HostNode> HostNode::forObject(const sp<IBase>& impl) {
     return node;
 }
 
+sp<HostNode> HostNode::detached() {
+    return new HostNode(nullptr);
+}
+
 bool HostNode::isDead() const {
     return mState->dead.load();
 }
@@ -208,12 +229,16 @@ void HostNode::kill() {
     // A device reports the death on a binder thread, never on the caller's.
     Notifiers& n = notifiers();
     std::lock_guard<std::mutex> guard(n.lock);
-    n.threads.emplace_back([links = std::move(links)]() {
+    n.reapLocked();
+    auto done = std::make_shared<std::atomic<bool>>(false);
+    std::thread thread([links = std::move(links), done]() {
         for (const auto& l : links) {
             sp<hidl_death_recipient> recipient = l.recipient.promote();
             if (recipient != nullptr) recipient->serviceDied(l.cookie, l.whoRef);
         }
+        done->store(true);
     });
+    n.threads.push_back(Notifier{std::move(thread), done});
 }
 
 }  // namespace details

@@ -11,6 +11,9 @@
 #include <android/log.h>
 #include <unistd.h>
 
+#include "RpcThreadPool.h"
+#include "RpcTransport.h"
+
 #include <map>
 #include <mutex>
 #include <utility>
@@ -52,13 +55,14 @@ status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
     r.maxThreads = maxThreads;
     r.callerWillJoin = callerWillJoin;
     ++r.configureCount;
+    details::RpcThreadPool::instance().configure(maxThreads, callerWillJoin);
     return OK;
 }
 
 void joinRpcThreadpool() {
-    // Calls arrive as direct function calls on the host; the pool thread has
-    // nothing to serve, so it just stays.
-    for (;;) pause();
+    // Serves calls from other processes; inside one process calls are direct
+    // function calls and the thread just stays.
+    details::RpcThreadPool::instance().join();
 }
 
 namespace details {
@@ -84,6 +88,12 @@ status_t registerAsService(const sp<IBase>& service, const std::string& name) {
                 notices.push_back(Notice{it->second, descriptor});
             }
         }
+    }
+    status_t published = rpcPublishService(chain, name);
+    if (published != OK) {
+        __android_log_print(ANDROID_LOG_ERROR, "HidlServiceManagement",
+                            "%s/%s not published for other processes", chain.front().c_str(), name.c_str());
+        return published;
     }
     // Outside the lock: a notified client may look the service up at once.
     for (const auto& n : notices) {

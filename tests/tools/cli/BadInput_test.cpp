@@ -61,6 +61,49 @@ TEST(BadInput_Files, UnreadableOrEmptyDocumentFailsTheCommand) {
     EXPECT_EQ("rcsconfigctl: cannot send '" + dir.path() + "/empty.xml': the file is empty\n", r.err);
 }
 
+// Bytes that gzip cannot shrink, so their size is what is sent.
+std::string noise(size_t size) {
+    std::string out;
+    uint32_t x = 2463534242u;
+    for (size_t i = 0; i < size; ++i) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        out.push_back(static_cast<char>(x));
+    }
+    return out;
+}
+
+TEST(BadInput_Files, DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
+    TempDir dir;
+    // 510000 bytes would announce 256 segments: the 8-bit count wraps to 0.
+    std::string big = dir.write("big.xml", std::string(510000, 'x'));
+    std::string why = "510000 bytes would be announced as 256 segments of 2000 bytes, more than the "
+                      "modem's 8-bit segment count holds (at most 509999 bytes)";
+    expectBadInput({"set-config", big}, "cannot send '" + big + "': " + why + "; try --gzip");
+    std::string noisy = dir.write("noisy.bin", noise(600000));
+    ToolResult r = runTool({"set-config", noisy, "--gzip"});
+    EXPECT_EQ(2, r.exitCode) << r.err;
+    EXPECT_TRUE(r.err.find("more than the modem's 8-bit segment count holds") != std::string::npos) << r.err;
+    EXPECT_TRUE(r.err.find("try --gzip") == std::string::npos) << r.err;
+    // The same document compressed fits, and a script stops with status 2 on the large one.
+    r = runTool({"--script", "-"}, "set-config " + big + " --gzip\nset-config " + big + "\necho not reached\n");
+    EXPECT_EQ(2, r.exitCode) << r.err;
+    EXPECT_TRUE(r.has("set-config " + big + ": 510000 bytes, sent gzip-compressed as ")) << r.out;
+    EXPECT_FALSE(r.has("not reached"));
+}
+
+TEST(BadInput_Files, LengthThatIsAMultipleOf2000_IsSentWithAWarningAndAnsweredFail) {
+    TempDir dir;
+    std::string doc = dir.write("even.xml", std::string(4000, 'x'));
+    ToolResult r = runTool({"set-config", doc});
+    EXPECT_EQ(1, r.exitCode);
+    EXPECT_TRUE(r.err.find("rcsconfigctl: warning: '" + doc + "': 4000 bytes to send are an exact multiple "
+                           "of 2000: the service answers FAIL first, whatever the modem says after\n") == 0)
+            << r.err;
+    EXPECT_TRUE(r.has("set-config " + doc + ": 4000 bytes, sent uncompressed -> FAIL")) << r.out;
+}
+
 TEST(BadInput_Json, ErrorsAlsoComeAsAJsonObjectOnStdout) {
     ToolResult r = runTool({"--json", "get-settings", "7"});
     EXPECT_EQ(2, r.exitCode);

@@ -59,6 +59,8 @@ class HostNode : public virtual RefBase {
 public:
     // The node of `impl`, created on first use; one per live object.
     static sp<HostNode> forObject(const sp<IBase>& impl);
+    // A node of its own, for an object of another process reached over a socket.
+    static sp<HostNode> detached();
 
     bool isDead() const;
     // Links `recipient` through proxy `who`; false once the process died.
@@ -145,6 +147,10 @@ protected:
     const sp<I> mImpl;
 };
 
+// A new proxy typed as `descriptor` of the same object of another process
+// as `parent`, or null when `parent` is not such a proxy (HidlHostRpc.h).
+sp<IBase> rpcRecast(const sp<IBase>& parent, const char* descriptor);
+
 // castFrom: succeeds when the object's interface chain names IChild. A proxy
 // gives a new proxy of the same object; a local object is returned as is. A
 // failed transport gives null, or the failure itself when emitError is set.
@@ -163,6 +169,8 @@ Return<sp<IChild>> castInterface(const sp<IBase>& parent, bool emitError) {
     }
     if (!canCast) return sp<IChild>();
     if (parent->isRemote()) {
+        sp<IBase> rpc = rpcRecast(parent, IChild::descriptor);
+        if (rpc != nullptr) return sp<IChild>(dynamic_cast<IChild*>(rpc.get()));
         auto* remote = dynamic_cast<HostRemote*>(parent.get());
         if (remote == nullptr) return sp<IChild>();
         sp<IBase> impl = remote->hostImpl();
@@ -179,10 +187,19 @@ sp<IBase> getRegisteredService(const char* descriptor, const std::string& name);
 bool registerForNotifications(const char* descriptor, const std::string& name,
                               const sp<::android::hidl::manager::V1_0::IServiceNotification>& notification);
 
+// The service `descriptor`/`name` of another process, through the host
+// service registry (hidl/HidlHostTransport.h), waiting for it up to the
+// registry's time-out; null when the registry is off or nothing appeared.
+sp<IBase> getRemoteService(const char* descriptor, const std::string& name);
+
+// A service registered in this process wins; otherwise another process's.
 template <typename I>
 sp<I> getServiceAs(const std::string& name) {
     sp<IBase> service = getRegisteredService(I::descriptor, name);
-    if (service == nullptr) return nullptr;
+    if (service == nullptr) {
+        service = getRemoteService(I::descriptor, name);
+        return sp<I>(dynamic_cast<I*>(service.get()));
+    }
     return I::castFrom(service).withDefault(nullptr);
 }
 

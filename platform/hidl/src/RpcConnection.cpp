@@ -1,0 +1,579 @@
+#include "RpcConnection.h"
+
+#include <android/log.h>
+#include <errno.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include "RpcThreadPool.h"
+#include "RpcTransport.h"
+
+namespace android {
+namespace hardware {
+namespace details {
+
+namespace {
+
+const char* kTag = "HidlTransport";
+
+// Tags of an interface reference on the wire.
+enum : uint8_t { kRefNull = 0, kRefSenderObject = 1, kRefReceiverObject = 2 };
+
+// Calls this thread is serving, innermost last: a call it makes on the same
+// connection is nested in the innermost one.
+thread_local std::vector<std::pair<const RpcConnection*, uint32_t>> tServing;
+
+struct ServingScope {
+    ServingScope(const RpcConnection* c, uint32_t txId) { tServing.emplace_back(c, txId); }
+    ~ServingScope() { tServing.pop_back(); }
+};
+
+void closeAll(std::vector<int>& fds) {
+    for (int fd : fds) ::close(fd);
+    fds.clear();
+}
+
+}  // namespace
+
+struct RpcConnection::Frame {
+    FrameHeader header;
+    std::vector<uint8_t> payload;
+    std::vector<int> fds;  // owned until handed to a parcel
+    ~Frame() { closeAll(fds); }
+};
+
+struct RpcConnection::Incoming {
+    std::unique_ptr<Frame> frame;
+    sp<IBase> object;
+    RpcStubFn stub = nullptr;
+    std::string descriptor;
+};
+
+struct RpcConnection::Transaction {
+    std::condition_variable wake;
+    std::unique_ptr<Frame> reply;                   // guarded by the connection's mLock
+    std::deque<std::shared_ptr<Incoming>> nested;   // guarded by the connection's mLock
+    bool dead = false;                              // guarded by the connection's mLock
+};
+
+RpcConnection::RpcConnection(int fd, pid_t peerPid) : mPeerPid(peerPid), mFd(fd) {}
+
+RpcConnection::~RpcConnection() {
+    if (mFd >= 0) ::close(mFd);
+}
+
+void RpcConnection::start() {
+    RpcThreadPool::instance().start();
+    sp<RpcConnection> self(this);
+    std::thread([self] { self->readLoop(); }).detach();
+}
+
+bool RpcConnection::isDead() const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mDead;
+}
+
+size_t RpcConnection::exportedCount() const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mExports.size();
+}
+
+void RpcConnection::protocolError(const std::string& what) {
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mErrorLogged || mDead) return;
+        mErrorLogged = true;
+    }
+    __android_log_print(ANDROID_LOG_ERROR, kTag, "closing connection with pid %d: %s",
+                        static_cast<int>(mPeerPid), what.c_str());
+    std::lock_guard<std::mutex> guard(mWriteLock);
+    if (mFd >= 0) ::shutdown(mFd, SHUT_RDWR);
+}
+
+// ---- reading
+
+void RpcConnection::readLoop() {
+    for (;;) {
+        auto frame = std::make_unique<Frame>();
+        std::string error;
+        if (!readFrame(frame.get(), &error) || !handleFrame(std::move(frame), &error)) {
+            if (!error.empty()) protocolError(error);
+            break;
+        }
+    }
+    onClosed();
+}
+
+bool RpcConnection::readFully(uint8_t* buffer, size_t size, std::vector<int>* fds, bool* cleanEof,
+                              std::string* error) {
+    size_t got = 0;
+    while (got < size) {
+        iovec iov{buffer + got, size - got};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kMaxFrameFds)];
+        msghdr msg{};
+        msg.msg_iov = &iov;
+        msg.msg_iovlen = 1;
+        msg.msg_control = control;
+        msg.msg_controllen = sizeof(control);
+        ssize_t n = ::recvmsg(mFd, &msg, MSG_CMSG_CLOEXEC);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            // The peer is gone: between frames that is its death, inside one a short frame.
+            if (got == 0 && cleanEof != nullptr) {
+                *cleanEof = true;
+            } else {
+                *error = "short frame";
+            }
+            return false;
+        }
+        for (cmsghdr* c = CMSG_FIRSTHDR(&msg); c != nullptr; c = CMSG_NXTHDR(&msg, c)) {
+            if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
+            size_t count = (c->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+            const auto* data = reinterpret_cast<const int*>(CMSG_DATA(c));
+            for (size_t i = 0; i < count; ++i) fds->push_back(data[i]);
+        }
+        if ((msg.msg_flags & MSG_CTRUNC) != 0 || fds->size() > kMaxFrameFds) {
+            *error = "too many descriptors";
+            return false;
+        }
+        got += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+bool RpcConnection::readFrame(Frame* frame, std::string* error) {
+    uint8_t raw[sizeof(FrameHeader)];
+    bool cleanEof = false;
+    if (!readFully(raw, sizeof(raw), &frame->fds, &cleanEof, error)) return false;
+    if (!decodeFrameHeader(raw, sizeof(raw), &frame->header, error)) return false;
+    frame->payload.resize(frame->header.length);
+    if (frame->header.length != 0 &&
+        !readFully(frame->payload.data(), frame->payload.size(), &frame->fds, nullptr, error)) {
+        return false;
+    }
+    if (frame->fds.size() != frame->header.fdCount) {
+        *error = "descriptor count does not match the frame";
+        return false;
+    }
+    return true;
+}
+
+bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error) {
+    const FrameHeader& h = frame->header;
+    switch (static_cast<FrameKind>(h.kind)) {
+        case FrameKind::kReply: {
+            std::lock_guard<std::mutex> guard(mLock);
+            auto it = mPending.find(h.txId);
+            if (it == mPending.end() || it->second->reply != nullptr) {
+                *error = "reply to unknown transaction " + std::to_string(h.txId);
+                return false;
+            }
+            Transaction* tx = it->second;
+            tx->reply = std::move(frame);
+            tx->wake.notify_one();
+            return true;
+        }
+        case FrameKind::kCall:
+        case FrameKind::kOneway: {
+            auto call = std::make_shared<Incoming>();
+            std::lock_guard<std::mutex> guard(mLock);
+            auto it = mExports.find(h.objectId);
+            if (it == mExports.end()) {
+                *error = "call on unknown object " + std::to_string(h.objectId);
+                return false;
+            }
+            call->object = it->second.object;
+            call->stub = it->second.stub;
+            call->descriptor = it->second.descriptor;
+            bool oneway = static_cast<FrameKind>(h.kind) == FrameKind::kOneway;
+            uint32_t parentTx = h.parentTx;
+            call->frame = std::move(frame);
+            if (oneway) {
+                mOneway.push_back(std::move(call));
+                if (!mOnewayRunning) {
+                    mOnewayRunning = true;
+                    sp<RpcConnection> self(this);
+                    RpcThreadPool::instance().post([self] { self->drainOneway(); });
+                }
+                return true;
+            }
+            auto waiting = parentTx != 0 ? mPending.find(parentTx) : mPending.end();
+            if (waiting != mPending.end()) {
+                waiting->second->nested.push_back(std::move(call));
+                waiting->second->wake.notify_one();
+            } else {
+                sp<RpcConnection> self(this);
+                RpcThreadPool::instance().post([self, call] { self->serve(call); });
+            }
+            return true;
+        }
+        case FrameKind::kRelease: {
+            sp<IBase> dropped;  // released outside the lock
+            std::lock_guard<std::mutex> guard(mLock);
+            auto it = mExports.find(h.objectId);
+            if (it == mExports.end() || h.code == 0 || h.code > it->second.count) {
+                *error = "release of unknown object " + std::to_string(h.objectId);
+                return false;
+            }
+            it->second.count -= h.code;
+            if (it->second.count == 0) {
+                dropped = std::move(it->second.object);
+                mExportIds.erase(dropped.get());
+                mExports.erase(it);
+            }
+            return true;
+        }
+        case FrameKind::kLookup: {
+            WireParcel in(frame->payload.data(), frame->payload.size());
+            hidl_string descriptor;
+            hidl_string instance;
+            if (!in.read(&descriptor) || !in.read(&instance) || in.remaining() != 0 || !frame->fds.empty()) {
+                *error = "look-up frame does not decode";
+                return false;
+            }
+            sp<IBase> service = getRegisteredService(descriptor.c_str(), instance);
+            WireParcel out;
+            out.setObjectContext(this);
+            if (!writeObject(out, service)) service = nullptr;
+            send(FrameKind::kReply, 0, OK, h.txId, 0, out.data(), {});
+            return true;
+        }
+    }
+    *error = "unknown frame kind";
+    return false;
+}
+
+// ---- serving
+
+void RpcConnection::serve(const std::shared_ptr<Incoming>& call) {
+    Frame& f = *call->frame;
+    WireParcel in(f.payload.data(), f.payload.size());
+    in.setObjectContext(this);
+    in.adoptReceivedFds(std::move(f.fds));
+    f.fds.clear();
+    WireParcel out;
+    out.setObjectContext(this);
+    RpcServeResult result;
+    {
+        ServingScope scope(this, f.header.txId);
+        result = call->stub(call->object.get(), f.header.code, in, out);
+    }
+    if (result == RpcServeResult::kUnknownMethod) {
+        protocolError("unknown method " + std::to_string(f.header.code) + " on " + call->descriptor);
+        return;
+    }
+    if (result == RpcServeResult::kBadPayload) {
+        protocolError("arguments of method " + std::to_string(f.header.code) + " on " + call->descriptor +
+                      " do not match the frame length");
+        return;
+    }
+    if (static_cast<FrameKind>(f.header.kind) == FrameKind::kCall) {
+        if (!out.ok()) out.setReplyStatus(BAD_VALUE);
+        static const std::vector<uint8_t> kEmpty;
+        const std::vector<uint8_t>& payload = out.replyStatus() == OK ? out.data() : kEmpty;
+        send(FrameKind::kReply, 0, static_cast<uint32_t>(out.replyStatus()), f.header.txId, 0, payload,
+             out.replyStatus() == OK ? out.fds() : std::vector<int>());
+    }
+}
+
+void RpcConnection::drainOneway() {
+    for (;;) {
+        std::shared_ptr<Incoming> call;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            if (mOneway.empty()) {
+                mOnewayRunning = false;
+                return;
+            }
+            call = std::move(mOneway.front());
+            mOneway.pop_front();
+        }
+        serve(call);
+    }
+}
+
+// ---- calling
+
+status_t RpcConnection::send(FrameKind kind, uint32_t objectId, uint32_t code, uint32_t txId, uint32_t parentTx,
+                             const std::vector<uint8_t>& payload, const std::vector<int>& fds) {
+    if (payload.size() > kMaxFramePayload || fds.size() > kMaxFrameFds) return BAD_VALUE;
+    FrameHeader h;
+    h.kind = static_cast<uint16_t>(kind);
+    h.length = static_cast<uint32_t>(payload.size());
+    h.objectId = objectId;
+    h.code = code;
+    h.txId = txId;
+    h.parentTx = parentTx;
+    h.fdCount = static_cast<uint32_t>(fds.size());
+
+    std::lock_guard<std::mutex> guard(mWriteLock);
+    if (mFd < 0) return DEAD_OBJECT;
+    iovec iov[2] = {{&h, sizeof(h)}, {const_cast<uint8_t*>(payload.data()), payload.size()}};
+    size_t total = sizeof(h) + payload.size();
+    size_t sent = 0;
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kMaxFrameFds)];
+    while (sent < total) {
+        // Skip what is already out; the descriptors ride with the first byte.
+        iovec part[2];
+        int parts = 0;
+        size_t skip = sent;
+        for (const iovec& v : iov) {
+            if (skip >= v.iov_len) {
+                skip -= v.iov_len;
+                continue;
+            }
+            part[parts++] = {static_cast<uint8_t*>(v.iov_base) + skip, v.iov_len - skip};
+            skip = 0;
+        }
+        msghdr msg{};
+        msg.msg_iov = part;
+        msg.msg_iovlen = static_cast<size_t>(parts);
+        if (sent == 0 && !fds.empty()) {
+            msg.msg_control = control;
+            msg.msg_controllen = CMSG_SPACE(sizeof(int) * fds.size());
+            cmsghdr* c = CMSG_FIRSTHDR(&msg);
+            c->cmsg_level = SOL_SOCKET;
+            c->cmsg_type = SCM_RIGHTS;
+            c->cmsg_len = CMSG_LEN(sizeof(int) * fds.size());
+            memcpy(CMSG_DATA(c), fds.data(), sizeof(int) * fds.size());
+        }
+        ssize_t n = ::sendmsg(mFd, &msg, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            ::shutdown(mFd, SHUT_RDWR);
+            return DEAD_OBJECT;
+        }
+        sent += static_cast<size_t>(n);
+    }
+    return OK;
+}
+
+status_t RpcConnection::transact(uint32_t objectId, uint32_t code, bool oneway, WireParcel& request,
+                                 WireParcel* reply) {
+    if (oneway) {
+        if (isDead()) return DEAD_OBJECT;
+        return send(FrameKind::kOneway, objectId, code, 0, 0, request.data(), request.fds());
+    }
+    return roundTrip(FrameKind::kCall, objectId, code, request, reply);
+}
+
+status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t code, const WireParcel& request,
+                                  WireParcel* reply) {
+    Transaction tx;
+    uint32_t txId = 0;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mDead) return DEAD_OBJECT;
+        do {
+            txId = mNextTxId.fetch_add(1);
+        } while (txId == 0 || mPending.count(txId) != 0);
+        mPending[txId] = &tx;
+    }
+    uint32_t parentTx = 0;
+    for (auto it = tServing.rbegin(); it != tServing.rend(); ++it) {
+        if (it->first == this) {
+            parentTx = it->second;
+            break;
+        }
+    }
+    status_t status = send(kind, objectId, code, txId, parentTx, request.data(), request.fds());
+    std::unique_lock<std::mutex> lock(mLock);
+    while (status == OK) {
+        tx.wake.wait(lock, [&] { return tx.reply != nullptr || !tx.nested.empty() || tx.dead; });
+        if (!tx.nested.empty()) {
+            // The peer calls back into this process while serving our call: this thread serves it.
+            std::shared_ptr<Incoming> call = std::move(tx.nested.front());
+            tx.nested.pop_front();
+            lock.unlock();
+            serve(call);
+            lock.lock();
+            continue;
+        }
+        if (tx.reply != nullptr) break;
+        status = DEAD_OBJECT;
+    }
+    mPending.erase(txId);
+    lock.unlock();
+    if (status != OK) return status;
+    Frame& f = *tx.reply;
+    reply->setObjectContext(this);
+    reply->adoptInput(std::move(f.payload));
+    reply->adoptReceivedFds(std::move(f.fds));
+    f.fds.clear();
+    return static_cast<status_t>(f.header.code);
+}
+
+status_t RpcConnection::lookup(const std::string& descriptor, const std::string& instance, sp<IBase>* out) {
+    WireParcel request;
+    request.write(hidl_string(descriptor));
+    request.write(hidl_string(instance));
+    WireParcel reply;
+    status_t status = roundTrip(FrameKind::kLookup, 0, 0, request, &reply);
+    if (status != OK) return status;
+    if (!readObject(reply, descriptor.c_str(), out) || reply.remaining() != 0) {
+        protocolError("look-up reply does not decode");
+        return DEAD_OBJECT;
+    }
+    return OK;
+}
+
+// ---- objects
+
+bool RpcConnection::writeObject(WireParcel& parcel, const sp<IBase>& object) {
+    uint8_t tag = kRefNull;
+    if (object == nullptr) {
+        parcel.writeBytes(&tag, 1);
+        return true;
+    }
+    if (auto* remote = dynamic_cast<RpcRemote*>(object.get())) {
+        sp<RpcNode> node = remote->rpcNode();
+        if (node->connection() != this) {
+            __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                "an object of pid %d cannot be passed on to pid %d",
+                                static_cast<int>(node->connection()->peerPid()), static_cast<int>(mPeerPid));
+            return false;
+        }
+        tag = kRefReceiverObject;
+        uint32_t id = node->id();
+        parcel.writeBytes(&tag, 1);
+        parcel.writeBytes(&id, sizeof(id));
+        return true;
+    }
+    sp<IBase> local = object;
+    if (auto* inProcess = dynamic_cast<HostRemote*>(object.get())) local = inProcess->hostImpl();
+    std::string descriptor;
+    Return<void> ret = local->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; });
+    RpcStubFn stub = ret.isOk() ? rpcStubFor(descriptor) : nullptr;
+    if (stub == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "no stub for %s", descriptor.c_str());
+        return false;
+    }
+    uint32_t id = 0;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        // A frame for a dead peer is never sent (its call fails with
+        // DEAD_OBJECT), so nothing is exported for it.
+        if (!mDead) {
+            auto it = mExportIds.find(local.get());
+            if (it != mExportIds.end()) {
+                id = it->second;
+            } else {
+                do {
+                    id = mNextExportId++;
+                } while (id == 0 || mExports.count(id) != 0);
+                mExportIds[local.get()] = id;
+                mExports[id] = Export{local, stub, descriptor, 0};
+            }
+            ++mExports[id].count;
+        }
+    }
+    tag = kRefSenderObject;
+    parcel.writeBytes(&tag, 1);
+    parcel.writeBytes(&id, sizeof(id));
+    return true;
+}
+
+bool RpcConnection::readObject(WireParcel& parcel, const char* descriptor, sp<IBase>* out) {
+    uint8_t tag = 0;
+    if (!parcel.readBytes(&tag, 1)) return false;
+    if (tag == kRefNull) {
+        *out = nullptr;
+        return true;
+    }
+    uint32_t id = 0;
+    if (!parcel.readBytes(&id, sizeof(id))) return false;
+    if (tag == kRefReceiverObject) {
+        std::lock_guard<std::mutex> guard(mLock);
+        auto it = mExports.find(id);
+        if (it == mExports.end()) return false;
+        *out = it->second.object;
+        return true;
+    }
+    if (tag != kRefSenderObject) return false;
+    sp<RpcNode> node;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mDead) return false;
+        auto it = mImports.find(id);
+        if (it != mImports.end()) node = it->second.promote();
+        if (node == nullptr) {
+            node = new RpcNode(this, id);
+            mImports[id] = node;
+        }
+        node->addReceived();
+    }
+    *out = makeRpcProxy(descriptor, node);
+    return *out != nullptr;
+}
+
+void RpcConnection::releaseNode(uint32_t id, RpcNode* node, uint32_t received) {
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        auto it = mImports.find(id);
+        if (it != mImports.end() && it->second.unsafe_get() == node) mImports.erase(it);
+        if (mDead || received == 0) return;
+    }
+    send(FrameKind::kRelease, id, received, 0, 0, {}, {});
+}
+
+// ---- death
+
+void RpcConnection::onClosed() {
+    std::vector<sp<RpcNode>> nodes;
+    std::map<uint32_t, Export> exports;
+    std::deque<std::shared_ptr<Incoming>> oneway;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        mDead = true;
+        for (auto& p : mPending) {
+            p.second->dead = true;
+            p.second->wake.notify_one();
+        }
+        for (auto& p : mImports) {
+            sp<RpcNode> node = p.second.promote();
+            if (node != nullptr) nodes.push_back(node);
+        }
+        mImports.clear();
+        exports.swap(mExports);
+        mExportIds.clear();
+        oneway.swap(mOneway);
+    }
+    {
+        std::lock_guard<std::mutex> guard(mWriteLock);
+        ::close(mFd);
+        mFd = -1;
+    }
+    rpcConnectionClosed(this);
+    for (const auto& node : nodes) node->death().kill();
+    // `exports`, `oneway` and `nodes` are dropped here, outside every lock.
+}
+
+// ---- RpcNode
+
+RpcNode::RpcNode(const sp<RpcConnection>& connection, uint32_t id)
+    : mConnection(connection), mId(id), mDeath(HostNode::detached()) {}
+
+RpcNode::~RpcNode() {
+    mConnection->releaseNode(mId, this, mReceived.load());
+}
+
+status_t RpcNode::transact(uint32_t code, bool oneway, WireParcel& request, WireParcel* reply) {
+    if (mDeath->isDead()) return DEAD_OBJECT;
+    return mConnection->transact(mId, code, oneway, request, reply);
+}
+
+void RpcNode::prepare(WireParcel& parcel) {
+    parcel.setObjectContext(mConnection.get());
+}
+
+void RpcNode::badReply(const char* what) {
+    mConnection->protocolError(what);
+}
+
+}  // namespace details
+}  // namespace hardware
+}  // namespace android

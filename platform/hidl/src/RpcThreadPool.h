@@ -1,0 +1,50 @@
+/*
+ * The process's HIDL thread pool: the threads that serve calls arriving from
+ * other processes. configureRpcThreadpool() sets its size; the threads start
+ * when the transport is first used (one thread when nothing was configured),
+ * and joinRpcThreadpool() makes the caller one of them.
+ */
+#ifndef HIDL_RPCTHREADPOOL_H
+#define HIDL_RPCTHREADPOOL_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+namespace android {
+namespace hardware {
+namespace details {
+
+class RpcThreadPool {
+public:
+    // The process's pool; never destroyed (calls may arrive during exit).
+    static RpcThreadPool& instance();
+
+    // Records the size asked by configureRpcThreadpool(). Any thread.
+    void configure(size_t maxThreads, bool callerWillJoin);
+    // Starts the pool's own threads if they are not running yet. Any thread.
+    void start();
+    // Queues `task` for a pool thread. Any thread.
+    void post(std::function<void()> task);
+    // Serves tasks on the calling thread; never returns.
+    [[noreturn]] void join();
+
+private:
+    RpcThreadPool() = default;
+    [[noreturn]] void serve();
+
+    std::mutex mLock;
+    std::condition_variable mWake;
+    std::deque<std::function<void()>> mTasks;  // guarded by mLock
+    size_t mMaxThreads = 1;                    // guarded by mLock
+    bool mCallerWillJoin = false;              // guarded by mLock
+    bool mStarted = false;                     // guarded by mLock
+};
+
+}  // namespace details
+}  // namespace hardware
+}  // namespace android
+
+#endif  // HIDL_RPCTHREADPOOL_H

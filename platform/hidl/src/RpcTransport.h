@@ -1,0 +1,31 @@
+/*
+ * The process-wide side of host HIDL between processes: the registry folder,
+ * the listening socket of a process that publishes services, and the
+ * connections this process opened to services of other processes.
+ */
+#ifndef HIDL_RPCTRANSPORT_H
+#define HIDL_RPCTRANSPORT_H
+
+#include <string>
+#include <vector>
+
+#include <hidl/HidlHostRpc.h>
+
+namespace android {
+namespace hardware {
+namespace details {
+
+class RpcConnection;
+
+// Publishes the process's service `name` under every descriptor of `chain`
+// when the transport is on; OK and nothing else when it is off. Any thread.
+status_t rpcPublishService(const std::vector<std::string>& chain, const std::string& name);
+
+// Tells the transport that `connection` closed. Its reader thread.
+void rpcConnectionClosed(RpcConnection* connection);
+
+}  // namespace details
+}  // namespace hardware
+}  // namespace android
+
+#endif  // HIDL_RPCTRANSPORT_H

@@ -1,0 +1,542 @@
+// HIDL between real processes: the test binary and hidl_xproc_peer talk over
+// the host service registry's sockets. Every wait is bounded; nothing sleeps
+// to let the other side catch up.
+#include <hidl/HidlHostTransport.h>
+#include <hidl/HidlHostWire.h>
+#include <hidl/HidlTesting.h>
+
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/LogCapture.h"
+#include "xproc/FakeImsFactory.h"
+
+using namespace xproc;
+using namespace std::chrono_literals;
+namespace host = ::android::hardware::host;
+namespace wire = ::android::hardware::details;
+
+namespace {
+
+// One registry folder per test process, shared with the peers it starts.
+const std::string& registryDir() {
+    static const std::string dir = [] {
+        char path[] = "/tmp/hidl-xproc-XXXXXX";
+        std::string made = mkdtemp(path);
+        host::useServiceRegistry(made);
+        host::setServiceWaitTimeout(20s);
+        return made;
+    }();
+    return dir;
+}
+
+// hidl_xproc_peer in `mode`, killed when the test ends.
+class Peer {
+public:
+    explicit Peer(const char* mode) {
+        const std::string& dir = registryDir();
+        int out[2];
+        if (pipe2(out, O_CLOEXEC) != 0) return;
+        pid = fork();
+        if (pid == 0) {
+            dup2(out[1], STDOUT_FILENO);
+            execl(HIDL_XPROC_PEER, HIDL_XPROC_PEER, mode, dir.c_str(), nullptr);
+            _exit(127);
+        }
+        close(out[1]);
+        mOut = out[0];
+    }
+    ~Peer() {
+        kill();
+        if (mOut >= 0) close(mOut);
+    }
+    // Waits for the peer to print `line`.
+    bool waitForLine(const std::string& line) {
+        std::string got;
+        char c;
+        pollfd p{mOut, POLLIN, 0};
+        while (poll(&p, 1, 20000) > 0 && read(mOut, &c, 1) == 1) {
+            if (c == '\n') {
+                if (got == line) return true;
+                got.clear();
+            } else {
+                got += c;
+            }
+        }
+        return false;
+    }
+    void kill() {
+        if (pid <= 0) return;
+        ::kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        pid = -1;
+    }
+    pid_t pid = -1;
+
+private:
+    int mOut = -1;
+};
+
+// Events from callbacks, in arrival order, waited for with a time-out.
+class Events {
+public:
+    void add(const std::string& e) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mEvents.push_back(e);
+        mChanged.notify_all();
+    }
+    bool waitForCount(size_t n) {
+        std::unique_lock<std::mutex> lock(mLock);
+        return mChanged.wait_for(lock, 20s, [&] { return mEvents.size() >= n; });
+    }
+    std::vector<std::string> all() {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mEvents;
+    }
+    size_t count(const std::string& e) {
+        std::lock_guard<std::mutex> guard(mLock);
+        return static_cast<size_t>(std::count(mEvents.begin(), mEvents.end(), e));
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    std::vector<std::string> mEvents;
+};
+
+template <typename Pred>
+bool waitUntil(Pred pred) {
+    auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(5ms);  // polling a condition, bounded
+    }
+    return true;
+}
+
+struct Listener : R21::IRcsConfigListener {
+    explicit Listener(Events& e) : events(e) {}
+    Return<void> onReconfigNeeded() override {
+        events.add("reconfig");
+        return Void();
+    }
+    Return<void> onTokenFetchRequest(int32_t id, R21::TokenType type, R21::TokenRequestReason reason) override {
+        events.add("token " + std::to_string(id) + " " + R21::toString(type) + " " + R21::toString(reason));
+        return Void();
+    }
+    Events& events;
+};
+
+struct SetCb : R20::ISetConfigCb {
+    explicit SetCb(Events& e) : events(e) {}
+    Return<void> setConfigResponse(R20::RequestStatus status) override {
+        std::unique_lock<std::mutex> lock(gateLock);
+        gateOpen.wait(lock, [&] { return open; });
+        events.add("set " + R20::toString(status));
+        return Void();
+    }
+    void setGate(bool isOpen) {
+        std::lock_guard<std::mutex> guard(gateLock);
+        open = isOpen;
+        gateOpen.notify_all();
+    }
+    Events& events;
+    std::mutex gateLock;
+    std::condition_variable gateOpen;
+    bool open = true;  // guarded by gateLock
+};
+
+struct GetCb : R20::IGetSettingsCb {
+    explicit GetCb(Events& e) : events(e) {}
+    Return<void> getSettingsResponse(R20::RequestStatus status, const R20::SettingsData& data) override {
+        events.add("get " + R20::toString(status) + " " + R20::toString(data));
+        return Void();
+    }
+    Events& events;
+};
+
+struct ChangeCb : R20::ISettingsChangeCb {
+    explicit ChangeCb(Events& e) : events(e) {}
+    Return<void> onSettingsChanged(const R20::SettingsData& data) override {
+        events.add("changed " + R20::toString(data));
+        return Void();
+    }
+    Events& events;
+};
+
+struct UceCb : R20::IRcsServiceStatusListener {
+    explicit UceCb(Events& e) : events(e) {}
+    Return<void> onUceStatus(const R20::UceStatus& status) override {
+        events.add("uce " + R20::toString(status));
+        return Void();
+    }
+    Events& events;
+};
+
+struct Recipient : hidl_death_recipient {
+    explicit Recipient(Events& e) : events(e) {}
+    void serviceDied(uint64_t cookie, const wp<IBase>&) override { events.add("died " + std::to_string(cookie)); }
+    Events& events;
+};
+
+sp<F11::IImsFactory> remoteFactory() {
+    registryDir();
+    ::android::hardware::testing::resetServiceRegistry();  // never the in-process one
+    return F11::IImsFactory::getService("default");
+}
+
+sp<R21::IRcsConfig> createConfig(const sp<F11::IImsFactory>& factory, const sp<R21::IRcsConfigListener>& listener) {
+    sp<R21::IRcsConfig> config;
+    factory->createRcsConfig_1_1(0, listener, [&](F10::IImsFactory::StatusCode, const sp<R21::IRcsConfig>& c) {
+               config = c;
+           }).isOk();
+    return config;
+}
+
+R20::SettingsData sampleSettings() {
+    R20::SettingsData data;
+    data.settingsId = R20::SettingsId::IMS_SERVICE_ENABLE_CONFIG;
+    data.settingsValues.boolData = {{400, true}, {401, false}};
+    data.settingsValues.intData = {{419, -5000000000LL}};
+    data.settingsValues.stringData = {{418, "sip:wifi@example.net"}, {200, ""}};
+    return data;
+}
+
+}  // namespace
+
+TEST(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+    EXPECT_TRUE(factory->isRemote());
+
+    Events events;
+    sp<Listener> listener = new Listener(events);
+    sp<R21::IRcsConfig> config = createConfig(factory, listener);
+    ASSERT_NE(nullptr, config);
+    ASSERT_TRUE(events.waitForCount(2));
+    EXPECT_EQ((std::vector<std::string>{"reconfig", "token 7 FCM_TOKEN TOKEN_EXPIRED"}), events.all());
+
+    // Enum result with a null interface reference.
+    F10::IImsFactory::StatusCode refused = F10::IImsFactory::StatusCode::SUCCESS;
+    bool gotNull = false;
+    ASSERT_TRUE(factory->createRcsConfig(5, listener, [&](auto status, const sp<R20::IRcsConfig>& c) {
+                           refused = status;
+                           gotNull = c == nullptr;
+                       }).isOk());
+    EXPECT_EQ(F10::IImsFactory::StatusCode::INVALID_ARGUMENTS, refused);
+    EXPECT_TRUE(gotNull);
+
+    // Structs, vectors of structs, strings, bools and 64-bit values, out and back.
+    Events results;
+    const R20::SettingsData data = sampleSettings();
+    EXPECT_EQ(R20::RequestStatus::OK, config->registerForSettingsChange(data.settingsId, new ChangeCb(results)));
+    ASSERT_TRUE(config->setSettingsValue(data, new SetCb(results)).isOk());
+    ASSERT_TRUE(config->getSettingsValue(data.settingsId, new GetCb(results)).isOk());
+    ASSERT_TRUE(config->getUceStatus(new UceCb(results)).isOk());
+    ASSERT_TRUE(results.waitForCount(4));
+    EXPECT_EQ(1u, results.count("changed " + R20::toString(data)));
+    EXPECT_EQ(1u, results.count("get OK " + R20::toString(data)));
+    EXPECT_EQ(1u, results.count("uce " + R20::toString(R20::UceStatus{true, false})));
+    EXPECT_EQ(R20::RequestStatus::OK, config->deregisterForSettingsChange(data.settingsId));
+    EXPECT_EQ(R20::RequestStatus::FAIL, config->deregisterForSettingsChange(data.settingsId));
+
+    // A 10 MB document travels whole (the fake checks its last byte).
+    Events upload;
+    R20::Container document;
+    document.config.resize(10u << 20);
+    document.config[document.config.size() - 1] = 0x5a;
+    auto sent = config->setConfig(document, new SetCb(upload));
+    ASSERT_TRUE(sent.isOk()) << sent.description();
+    ASSERT_TRUE(upload.waitForCount(1));
+    EXPECT_EQ("set OK", upload.all()[0]);
+
+    // IBase methods, and a descriptor handed to the serving process.
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    native_handle_t* handle = native_handle_create(1, 0);
+    handle->data[0] = fds[1];
+    ASSERT_TRUE(config->debug(handle, {"a", "b"}).isOk());
+    native_handle_delete(handle);
+    close(fds[1]);
+    char text[128] = {};
+    ASSERT_GT(read(fds[0], text, sizeof(text) - 1), 0);
+    close(fds[0]);
+    EXPECT_EQ("fake pid " + std::to_string(server.pid) + " a b\n", std::string(text));
+    int32_t pid = 0;
+    ASSERT_TRUE(factory->getDebugInfo([&](const auto& info) { pid = info.pid; }).isOk());
+    EXPECT_EQ(server.pid, pid);
+    EXPECT_TRUE(factory->ping().isOk());
+    sp<R20::IRcsConfig> asParent = config;
+    EXPECT_NE(nullptr, R21::IRcsConfig::castFrom(asParent).withDefault(nullptr));
+    EXPECT_EQ(nullptr, F11::IImsFactory::castFrom(sp<IBase>(config)).withDefault(nullptr));
+}
+
+TEST(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+    Events events;
+    sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
+    ASSERT_NE(nullptr, config);
+
+    Events responses;
+    sp<SetCb> slow = new SetCb(responses);
+    slow->setGate(false);
+    // The service calls the blocked callback five times before replying.
+    auto call = std::async(std::launch::async, [&] { return config->setAppToken("burst:5", slow).isOk(); });
+    bool returned = call.wait_for(20s) == std::future_status::ready;
+    slow->setGate(true);
+    EXPECT_TRUE(returned);
+    EXPECT_TRUE(call.get());
+    ASSERT_TRUE(responses.waitForCount(5));
+    EXPECT_EQ(5u, responses.count("set OK"));
+}
+
+TEST(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+    Events events;
+    sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
+    ASSERT_NE(nullptr, config);
+
+    Events deaths;
+    sp<Recipient> recipient = new Recipient(deaths);
+    sp<Recipient> unlinked = new Recipient(deaths);
+    ASSERT_TRUE(factory->linkToDeath(recipient, 11).withDefault(false));
+    ASSERT_TRUE(config->linkToDeath(recipient, 22).withDefault(false));
+    ASSERT_TRUE(config->linkToDeath(unlinked, 33).withDefault(false));
+    ASSERT_TRUE(config->unlinkToDeath(unlinked).withDefault(false));
+
+    auto pending = std::async(std::launch::async, [&] {
+        return config->setAppToken("hang", new SetCb(events)).isDeadObject();
+    });
+    server.kill();
+    EXPECT_EQ(std::future_status::ready, pending.wait_for(20s));
+    EXPECT_TRUE(pending.get());
+    ASSERT_TRUE(deaths.waitForCount(2));
+    ::android::hardware::testing::waitForDeathNotifications();
+    EXPECT_EQ(1u, deaths.count("died 11"));
+    EXPECT_EQ(1u, deaths.count("died 22"));
+    EXPECT_EQ(2u, deaths.all().size());
+    EXPECT_TRUE(factory->ping().isDeadObject());
+    EXPECT_TRUE(config->deregisterForSettingsChange(R20::SettingsId::PRESENCE_CONFIG).isDeadObject());
+    EXPECT_FALSE(config->linkToDeath(recipient, 44).withDefault(true));
+}
+
+TEST(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
+    registryDir();
+    ::android::hardware::testing::resetServiceRegistry();
+    sp<FakeImsFactory> factory = new FakeImsFactory();
+    ASSERT_EQ(::android::OK, factory->registerAsService("default"));
+    int deathsBefore = fakeStats().listenerDeaths.load();
+    {
+        Peer client("client");
+        ASSERT_TRUE(client.waitForLine("ready"));
+        EXPECT_EQ(1, fakeStats().liveConfigs.load());
+        client.kill();
+        EXPECT_TRUE(waitUntil([&] {
+            return fakeStats().listenerDeaths.load() == deathsBefore + 1 && fakeStats().liveConfigs.load() == 0;
+        }));
+    }
+    // The next client is served as the first was.
+    Peer next("client");
+    EXPECT_TRUE(next.waitForLine("ready"));
+    ::android::hardware::testing::resetServiceRegistry();
+}
+
+namespace {
+
+int connectRaw(pid_t pid) {
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::string path = registryDir() + "/proc-" + std::to_string(pid) + ".sock";
+    memcpy(addr.sun_path, path.c_str(), path.size());
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+std::vector<uint8_t> frame(wire::FrameKind kind, uint32_t objectId, uint32_t code, const std::vector<uint8_t>& payload,
+                           uint32_t length) {
+    wire::FrameHeader h;
+    h.kind = static_cast<uint16_t>(kind);
+    h.length = length;
+    h.objectId = objectId;
+    h.code = code;
+    h.txId = 1;
+    std::vector<uint8_t> bytes(sizeof(h) + payload.size());
+    memcpy(bytes.data(), &h, sizeof(h));
+    if (!payload.empty()) memcpy(bytes.data() + sizeof(h), payload.data(), payload.size());
+    return bytes;
+}
+
+std::vector<uint8_t> lookupPayload(const std::string& descriptor) {
+    wire::WireParcel p;
+    p.write(hidl_string(descriptor));
+    p.write(hidl_string("default"));
+    return p.data();
+}
+
+// True when the peer closes `fd` without answering.
+bool closedWithoutReply(int fd) {
+    pollfd p{fd, POLLIN, 0};
+    if (poll(&p, 1, 20000) <= 0) return false;
+    char c;
+    ssize_t n = read(fd, &c, 1);
+    return n == 0 || (n < 0 && errno == ECONNRESET);
+}
+
+}  // namespace
+
+TEST(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
+    Peer server("serve");
+    sp<F11::IImsFactory> factory = remoteFactory();
+    ASSERT_NE(nullptr, factory);
+
+    // Each raw connection first looks the factory up, as a client would, so
+    // the object id in the bad frames is a real one on that connection.
+    std::vector<uint8_t> lookup = lookupPayload(F11::IImsFactory::descriptor);
+    std::vector<uint8_t> ask = frame(wire::FrameKind::kLookup, 0, 0, lookup, lookup.size());
+    auto connectAndLookUp = [&](uint32_t* factoryId) {
+        int fd = connectRaw(server.pid);
+        uint8_t reply[sizeof(wire::FrameHeader) + 5];
+        if (fd < 0 || write(fd, ask.data(), ask.size()) != static_cast<ssize_t>(ask.size()) ||
+            recv(fd, reply, sizeof(reply), MSG_WAITALL) != static_cast<ssize_t>(sizeof(reply))) {
+            return -1;
+        }
+        memcpy(factoryId, reply + sizeof(wire::FrameHeader) + 1, sizeof(*factoryId));
+        return fd;
+    };
+    uint32_t factoryId = 0;
+    close(connectAndLookUp(&factoryId));
+    ASSERT_NE(0u, factoryId);
+
+    std::vector<uint8_t> createArgs = {0, 0, 0, 0, 0};  // slot 0, null listener
+    std::vector<uint8_t> trailing = createArgs;
+    trailing.insert(trailing.end(), {1, 2, 3});
+    std::vector<uint8_t> badMagic = frame(wire::FrameKind::kCall, factoryId, 1, createArgs, createArgs.size());
+    badMagic[0] ^= 0xff;
+    std::vector<uint8_t> shortPayload = frame(wire::FrameKind::kCall, factoryId, 1, createArgs, 20);
+    std::vector<uint8_t> shortHeader = frame(wire::FrameKind::kCall, factoryId, 1, {}, 0);
+    shortHeader.resize(10);
+    const struct {
+        const char* what;
+        std::vector<uint8_t> bytes;
+    } cases[] = {
+            {"short header", shortHeader},
+            {"short payload", shortPayload},
+            {"over-long", frame(wire::FrameKind::kCall, factoryId, 1, {}, wire::kMaxFramePayload + 1)},
+            {"bad magic", badMagic},
+            {"unknown object", frame(wire::FrameKind::kCall, factoryId + 100, 1, createArgs, createArgs.size())},
+            {"unknown method", frame(wire::FrameKind::kCall, factoryId, 77, {}, 0)},
+            {"length does not match the arguments", frame(wire::FrameKind::kCall, factoryId, 1, trailing, trailing.size())},
+            {"reply nobody waits for", frame(wire::FrameKind::kReply, 0, 0, {}, 0)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        uint32_t id = 0;
+        int fd = connectAndLookUp(&id);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(factoryId, id);
+        ASSERT_EQ(static_cast<ssize_t>(c.bytes.size()), write(fd, c.bytes.data(), c.bytes.size()));
+        shutdown(fd, SHUT_WR);
+        EXPECT_TRUE(closedWithoutReply(fd));
+        close(fd);
+        EXPECT_TRUE(factory->ping().isOk());
+    }
+    Events events;
+    EXPECT_NE(nullptr, createConfig(factory, new Listener(events)));
+}
+
+TEST(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
+    registryDir();
+    ::android::hardware::testing::resetServiceRegistry();
+    imstest::LogCapture log;
+    sp<FakeImsFactory> factory = new FakeImsFactory();
+    ASSERT_EQ(::android::OK, factory->registerAsService("default"));
+    std::string socketPath = registryDir() + "/proc-" + std::to_string(getpid()) + ".sock";
+    struct stat st{};
+    ASSERT_EQ(0, stat(socketPath.c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 0777);
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to act as another user";
+
+    // Open the folder up so that only the credential check stands in the way.
+    chmod(registryDir().c_str(), 0711);
+    chmod(socketPath.c_str(), 0666);
+    std::vector<uint8_t> lookup = lookupPayload(F11::IImsFactory::descriptor);
+    std::vector<uint8_t> ask = frame(wire::FrameKind::kLookup, 0, 0, lookup, lookup.size());
+    pid_t child = fork();
+    if (child == 0) {
+        if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) _exit(3);
+        int fd = connectRaw(getppid());
+        if (fd < 0) _exit(2);
+        // Refused at once, the write may already find the socket closed.
+        send(fd, ask.data(), ask.size(), MSG_NOSIGNAL);
+        _exit(closedWithoutReply(fd) ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    chmod(registryDir().c_str(), 0700);
+    chmod(socketPath.c_str(), 0600);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status));
+    EXPECT_TRUE(log.contains("refusing connection from pid " + std::to_string(child)));
+    ::android::hardware::testing::resetServiceRegistry();
+}
+
+TEST(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
+    registryDir();
+    ::android::hardware::testing::resetServiceRegistry();
+    host::setServiceWaitTimeout(0ms);
+    EXPECT_EQ(nullptr, F11::IImsFactory::getService("nobody"));
+    host::setServiceWaitTimeout(20s);
+
+    // A client that asks before the service exists gets it once it registers.
+    auto waiting = std::async(std::launch::async, [] { return F11::IImsFactory::getService("default"); });
+    Peer server("serve");
+    ASSERT_EQ(std::future_status::ready, waiting.wait_for(30s));
+    EXPECT_NE(nullptr, waiting.get());
+
+    auto entriesOf = [](pid_t pid) {
+        std::vector<std::string> found;
+        for (const auto& s : host::listServices(registryDir())) {
+            if (s.pid == pid) found.push_back(s.descriptor + "/" + s.instance);
+        }
+        return found;
+    };
+    EXPECT_EQ((std::vector<std::string>{std::string(F10::IImsFactory::descriptor) + "/default",
+                                        std::string(F11::IImsFactory::descriptor) + "/default"}),
+              entriesOf(server.pid));
+    pid_t gone = server.pid;
+    server.kill();
+    EXPECT_TRUE(entriesOf(gone).empty());
+    struct stat st{};
+    EXPECT_NE(0, stat((registryDir() + "/proc-" + std::to_string(gone) + ".sock").c_str(), &st));
+
+    // A folder others may enter is refused.
+    char loose[] = "/tmp/hidl-loose-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(loose));
+    chmod(loose, 0770);
+    EXPECT_FALSE(host::useServiceRegistry(loose));
+    rmdir(loose);
+}

@@ -1,0 +1,59 @@
+// The other process of the cross-process HIDL tests.
+//   hidl_xproc_peer serve <registry>    registers a FakeImsFactory as "default" and serves
+//   hidl_xproc_peer client <registry>   creates an IRcsConfig with a listener and a watch,
+//                                       prints "ready" and waits to be killed
+#include <hidl/HidlHostTransport.h>
+#include <hidl/HidlTransportSupport.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "FakeImsFactory.h"
+
+using namespace xproc;
+
+namespace {
+
+struct Listener : R21::IRcsConfigListener {
+    Return<void> onReconfigNeeded() override { return Void(); }
+    Return<void> onTokenFetchRequest(int32_t, R21::TokenType, R21::TokenRequestReason) override { return Void(); }
+};
+struct Watcher : R20::ISettingsChangeCb {
+    Return<void> onSettingsChanged(const R20::SettingsData&) override { return Void(); }
+};
+
+int serve() {
+    ::android::hardware::configureRpcThreadpool(1, true);
+    sp<FakeImsFactory> factory = new FakeImsFactory();
+    if (factory->registerAsService("default") != ::android::OK) return 2;
+    ::android::hardware::joinRpcThreadpool();
+    return 0;
+}
+
+int client() {
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
+    if (factory == nullptr) return 3;
+    sp<R21::IRcsConfig> config;
+    factory->createRcsConfig_1_1(0, new Listener(), [&](F10::IImsFactory::StatusCode, const sp<R21::IRcsConfig>& c) {
+        config = c;
+    }).isOk();
+    if (config == nullptr) return 4;
+    if (config->registerForSettingsChange(R20::SettingsId::PRESENCE_CONFIG, new Watcher()).withDefault(
+                R20::RequestStatus::FAIL) != R20::RequestStatus::OK) {
+        return 5;
+    }
+    printf("ready\n");
+    fflush(stdout);
+    for (;;) pause();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) return 1;
+    if (!::android::hardware::host::useServiceRegistry(argv[2])) return 1;
+    if (strcmp(argv[1], "serve") == 0) return serve();
+    if (strcmp(argv[1], "client") == 0) return client();
+    return 1;
+}

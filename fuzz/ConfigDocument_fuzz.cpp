@@ -117,12 +117,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ++token;
     h.sink.statuses.clear();
     const bool sent = upload(h, doc.bytes, doc.compressed, token);
-    // A length that the announced 8-bit segment count cannot describe (an
-    // exact multiple of 2000 bytes, or 255 segments and more) never completes
-    // on the modem: the settings client reports that upload failed itself.
-    const size_t segments = (doc.bytes.size() + IMSS_CARRIER_CONFIG_SEGMENT_MAX_V01 - 1) /
-                            IMSS_CARRIER_CONFIG_SEGMENT_MAX_V01;
-    const bool countFits = doc.bytes.size() % IMSS_CARRIER_CONFIG_SEGMENT_MAX_V01 != 0 && segments < 255;
+    // A length that the announced 8-bit segment count cannot describe never
+    // completes on the modem (the settings client reports that upload failed
+    // itself); the tool warns of or refuses exactly those lengths.
+    const bool countFits = rcsctl::unsendableReason(doc.bytes.size()).empty() &&
+                           !rcsctl::answeredFailFirst(doc.bytes.size());
     // Otherwise the verdict of a whole upload is one status indication.
     if (sent && countFits && h.sink.statuses.size() != 1) fail("no single verdict for a whole upload");
 

@@ -20,6 +20,17 @@ function(imsrcs_target_flags target)
   target_compile_options(${target} PRIVATE ${IMSRCS_WARNING_FLAGS})
 endfunction()
 
+if(IMSRCS_BUILD_FUZZ)
+  # A fuzz build instruments every library for coverage and runs it under
+  # ASan + UBSan; only the fuzz targets link libFuzzer's main (fuzz/).
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+  # Two clang-only warnings that the HIDL runtime and the generated interface
+  # headers trip; the gcc builds keep checking everything else as errors.
+  list(APPEND IMSRCS_WARNING_FLAGS -Wno-unused-private-field -Wno-inconsistent-missing-override)
+endif()
+
 # A sanitizer build's tests need the sanitizer options (the suppressions of
 # the leaks the system keeps on purpose, and no report of them on stderr,
 # which some tests compare). ctest reads this file before running any test

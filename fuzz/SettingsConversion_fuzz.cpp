@@ -1,6 +1,8 @@
 // Fuzzes the settings conversions with what a modem or a client could send:
-// arbitrary bytes as read responses and change indications of every group,
-// arbitrary ids at the dispatcher, and arbitrary records at the write fillers.
+// arbitrary bytes as read responses (header, flags and fields) and change
+// indications of every group, arbitrary ids at the dispatcher, and arbitrary
+// records at the write fillers. A read response also goes the way of a real
+// read's completion, to the client's IGetSettingsCb.
 //
 // Input, read front to back (missing bytes read as zero):
 //   byte 0: bits 0-1 action (0 response, 1 indication, 2 write, 3 any id),
@@ -20,7 +22,10 @@
 #include <string>
 #include <vector>
 
+#include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
+
 #include "ims_settings_service_v01.h"
+#include "rcsconfig/RcsConfig.h"
 #include "rcsconfig/RcsConfigManager.h"
 
 namespace {
@@ -30,6 +35,23 @@ using ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeInt;
 using ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeString;
 using SettingsData = RcsConfigManager::SettingsData;
 using SettingsId = RcsConfigManager::SettingsId;
+using ::vendor::kel::ims::rcsconfig::V2_0::IGetSettingsCb;
+using ::vendor::kel::ims::rcsconfig::V2_0::RequestStatus;
+
+// The client's side of a read: keeps the one answer of the last read.
+class GetSettingsCb : public IGetSettingsCb {
+public:
+    ::android::hardware::Return<void> getSettingsResponse(RequestStatus status,
+                                                          const SettingsData& data) override {
+        ++answers;
+        lastStatus = status;
+        lastData = data;
+        return ::android::hardware::Void();
+    }
+    int answers = 0;
+    RequestStatus lastStatus = RequestStatus::FAIL;
+    SettingsData lastData;
+};
 
 class ByteReader {
 public:
@@ -74,6 +96,24 @@ std::vector<uint8_t> message(ByteReader& in, size_t length) {
 void convert(int id, std::vector<uint8_t>& msg, bool isIndication) {
     SettingsData out{};
     RcsConfigManager::convertResponseToHidlStruct(id, msg.data(), &out, isIndication);
+}
+
+// A read's completion answers the client once: OK with the group's record,
+// or FAIL with a record that carries no values.
+void completeRead(const imss_settings_group_v01& group, std::vector<uint8_t>& msg) {
+    static ::android::sp<GetSettingsCb> client = new GetSettingsCb();
+    RcsConfig::GetConfigListenerWrapper wrapper;
+    wrapper.getRcsSettingsListener(client);
+    const int before = client->answers;
+    wrapper.getRcsSettingsCb(static_cast<int>(group.get_msg_id), msg.data());
+    if (client->answers != before + 1) abort();
+    const SettingsData& data = client->lastData;
+    if (client->lastStatus == RequestStatus::OK) {
+        if (static_cast<uint32_t>(data.settingsId) != group.settings_id) abort();
+    } else if (data.settingsValues.intData.size() != 0 || data.settingsValues.boolData.size() != 0 ||
+               data.settingsValues.stringData.size() != 0) {
+        abort();
+    }
 }
 
 SettingsData record(ByteReader& in) {
@@ -179,6 +219,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 0: {
             std::vector<uint8_t> msg = message(in, group.get_resp_len);
             convert(static_cast<int>(group.get_msg_id), msg, false);
+            completeRead(group, msg);
             break;
         }
         case 1: {

@@ -40,6 +40,11 @@ public:
                            uint32_t timeoutMs) override;
     int control(const std::string& command, std::string* reply) override;
 
+    // Decodes one whole frame from the daemon (header included) and acts on
+    // it; false if the frame is malformed: the daemon is then dropped. Reader
+    // thread (the fuzz target calls it on a transport that never connects).
+    bool handleFrame(const std::vector<uint8_t>& frame);
+
 private:
     struct Pending {
         bool done = false;
@@ -54,8 +59,6 @@ private:
     void readerLoop();
     int connectSocket() const;
     void serve(int fd);
-    // False if the frame is malformed: the daemon is then dropped.
-    bool handleFrame(const std::vector<uint8_t>& frame);
     void lostDaemon();
     // Writes a frame if `session` is still the daemon connection.
     void sendOn(uint64_t session, int fd, mcxemu::wire::FrameType type,

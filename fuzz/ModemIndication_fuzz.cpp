@@ -1,0 +1,323 @@
+// Fuzzes modem indications as the two modem clients receive them: arbitrary
+// ids, lengths and bytes go into the clients' indication callbacks (the
+// messaging library's decode, the post to the loop), then the loop runs them
+// to the manager, the settings converters and the clients' HIDL listeners.
+//
+// The whole service runs in this process on the embedded modem, with this
+// thread as its loop thread: every input is handled to the end before the
+// next one, without sleeping. Set-up (bounded waits) creates a service object
+// per slot with a 2.1 listener, watches every settings group and uploads one
+// document, so that every indication has someone to reach.
+//
+// Input, read front to back (missing bytes read as zero):
+//   byte 0: which message: 0-3 change indication of settings group 0-3,
+//           4 configuration status (0x9D), 5 token request (0x42),
+//           6 any id of IMS Settings, 7 any id of IMS Application (mod 8)
+//   byte 1: bit 0 exact length (the id's indication length, zero-padded),
+//           else a uint16 length (mod 9000) follows the id;
+//           bit 1 subscription of the IMS Application connection;
+//           bit 2 a status indication names the uploaded document's token
+//   any id: uint16 message id
+//   then the message bytes.
+#include <android/log.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
+#include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
+#include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
+
+#include "emulator/ModemEmulator.h"
+#include "ims_application_service_v01.h"
+#include "ims_settings_service_v01.h"
+#include "imsservice/ITimerMonitor.h"
+#include "imsservice/ImsCom.h"
+#include "imsservice/ImsTimer.h"
+#include "mcx_client.h"
+#include "mcx_host.h"
+#include "rcsconfig/ImsMcxApplication.h"
+#include "rcsconfig/ImsMcxSettings.h"
+#include "rcsconfig/McxImsaClient.h"
+#include "rcsconfig/RcsConfig.h"
+#include "rcsconfig/RcsConfigManager.h"
+
+namespace {
+
+namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
+namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
+using ::android::sp;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+
+// Calls of the clients' objects, counted. The loop thread calls them; the
+// set-up also reads them while worker threads may answer.
+struct Counter {
+    void add() {
+        std::lock_guard<std::mutex> guard(lock);
+        ++count;
+    }
+    size_t get() {
+        std::lock_guard<std::mutex> guard(lock);
+        return count;
+    }
+    std::mutex lock;
+    size_t count = 0;  // guarded by lock
+};
+
+class Listener : public V2_1::IRcsConfigListener {
+public:
+    Return<void> onReconfigNeeded() override { return Void(); }
+    Return<void> onTokenFetchRequest(int32_t, V2_1::TokenType, V2_1::TokenRequestReason) override {
+        tokenRequests.add();
+        return Void();
+    }
+    Counter tokenRequests;
+};
+
+class ChangeCb : public V2_0::ISettingsChangeCb {
+public:
+    Return<void> onSettingsChanged(const V2_0::SettingsData&) override {
+        changes.add();
+        return Void();
+    }
+    Counter changes;
+};
+
+class SetConfigCb : public V2_0::ISetConfigCb {
+public:
+    Return<void> setConfigResponse(V2_0::RequestStatus) override {
+        answers.add();
+        return Void();
+    }
+    Counter answers;
+};
+
+class WakeMonitor : public ITimerMonitor {
+public:
+    // The loop is this thread, which recomputes its time-out on every pass.
+    void nextEventChanged() override {}
+};
+
+struct Harness {
+    ImsCom* com = nullptr;
+    WakeMonitor monitor;
+    ImsTimer timer{&monitor};
+    ImsMcxSettings* settings = nullptr;
+    ImsMcxApplication* application = nullptr;
+    RcsConfigManager* manager = nullptr;
+    sp<Listener> listeners[2];
+    sp<RcsConfig> configs[2];
+    sp<ChangeCb> changes = new ChangeCb();
+    sp<SetConfigCb> uploads = new SetConfigCb();
+    McxImsaClient* imsaClients[2] = {nullptr, nullptr};
+    mcx_client_type imssHandle = nullptr;
+    mcx_client_type imsaHandle = nullptr;
+    int32_t uploadToken = -1;
+
+    // Runs loop passes until `done` or the time limit; set-up only.
+    bool runUntil(const std::function<bool()>& done) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            com->processEvents(20, timer);
+        }
+        return true;
+    }
+
+    // Serves whatever is ready now, without waiting.
+    void drain() {
+        for (int pass = 0; pass < 64 && com->hasReadyDescriptors(); ++pass) {
+            com->processEvents(0, timer);
+        }
+    }
+};
+
+Harness* gHarness = nullptr;
+
+void discardLog(const struct __android_logger_data*, const char*) {}
+
+void fail(const char* what) {
+    fprintf(stderr, "modem_indication_fuzz: %s\n", what);
+    abort();
+}
+
+mcx_client_type openHandle(mcx_idl_service_object_type svc) {
+    mcx_service_info info;
+    memset(&info, 0, sizeof(info));
+    mcx_client_os_params os;
+    memset(&os, 0, sizeof(os));
+    mcx_client_type handle = nullptr;
+    if (mcx_client_get_any_service(svc, &info) != MCX_NO_ERR ||
+        mcx_client_init(&info, svc, nullptr, nullptr, &os, &handle) != MCX_NO_ERR) {
+        fail("cannot open a connection to the embedded modem");
+    }
+    return handle;
+}
+
+Harness* setUp() {
+    auto* h = new Harness();
+    h->com = ImsCom::getInstance();
+    h->settings = new ImsMcxSettings(*h->com, h->timer);
+    h->application = new ImsMcxApplication(*h->com, h->timer);
+    // The factory's registry owns the manager.
+    h->manager = new RcsConfigManager(*h->com, h->timer, *h->settings, *h->application);
+    if (!h->runUntil([h] { return h->manager->isServiceAvailable() && h->manager->isModemUp(); })) {
+        fail("the modem services did not come up");
+    }
+    for (int slot = 1; slot <= 2; ++slot) {
+        h->listeners[slot - 1] = new Listener();
+        Params params{h->listeners[slot - 1], slot, 1};
+        h->manager->createInstance(params);
+    }
+    if (!h->runUntil([h] {
+            return h->manager->isImssSubscribed(1) && h->manager->isImssSubscribed(2) &&
+                   h->manager->isImsaSubscribed(1) && h->manager->isImsaSubscribed(2);
+        })) {
+        fail("the slots were not subscribed");
+    }
+    std::vector<sp<RcsConfig>> configs = h->manager->rcsConfigs();
+    h->configs[0] = configs.at(0);
+    h->configs[1] = configs.at(1);
+    for (int group = 0; group < 4; ++group) {
+        h->configs[0]->registerForSettingsChange(static_cast<V2_0::SettingsId>(group), h->changes);
+    }
+    if (!h->runUntil([h] { return h->settings->pendingRequests().changeListenerGroups.size() == 4; })) {
+        fail("the change listeners were not filed");
+    }
+    V2_0::Container doc;
+    doc.isCompressed = false;
+    const char text[] = "<wap-provisioningdoc/>";
+    doc.config = std::vector<uint8_t>(text, text + sizeof(text) - 1);
+    h->configs[0]->setConfig(doc, h->uploads);
+    if (!h->runUntil([h] { return h->uploads->answers.get() == 1; })) {
+        fail("the upload was not answered");
+    }
+    std::vector<mcxemu::ReceivedConfig> received = mcx_host_embedded_modem().receivedConfigs(0);
+    if (received.empty()) fail("the modem kept no document");
+    h->uploadToken = received.back().token;
+
+    h->imssHandle = openHandle(imss_get_service_object_internal_v01(1, 0x67, 6));
+    h->imsaHandle = openHandle(imsa_get_service_object_internal_v01(1, 0x2C, 6));
+    for (uint8_t sub = 0; sub < 2; ++sub) h->imsaClients[sub] = new McxImsaClient(sub, h->application);
+    // Whatever the set-up left in flight is handled before the first input.
+    h->runUntil([h] { return !h->com->hasReadyDescriptors(); });
+    return h;
+}
+
+class ByteReader {
+public:
+    ByteReader(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
+    template <typename T>
+    T take() {
+        T value{};
+        size_t n = std::min(sizeof(T), mSize - mPos);
+        memcpy(&value, mData + mPos, n);
+        mPos += n;
+        return value;
+    }
+    std::vector<uint8_t> bytes(size_t length) {
+        size_t n = std::min(length, mSize - mPos);
+        std::vector<uint8_t> out(mData + mPos, mData + mPos + n);
+        mPos += n;
+        out.resize(length, 0);
+        return out;
+    }
+
+private:
+    const uint8_t* mData;
+    size_t mSize;
+    size_t mPos = 0;
+};
+
+uint32_t indicationLength(mcx_idl_service_object_type svc, uint32_t msgId) {
+    const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
+    return desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // Lines are still formatted (their arguments are part of what is fuzzed)
+    // but not printed: the output would swamp the run.
+    __android_log_set_logger(discardLog);
+    gHarness = setUp();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    Harness& h = *gHarness;
+    ByteReader in(data, size);
+    const uint8_t which = in.take<uint8_t>() % 8;
+    const uint8_t flags = in.take<uint8_t>();
+    const bool imsa = which == 5 || which == 7;
+    mcx_idl_service_object_type svc = imsa ? imsa_get_service_object_internal_v01(1, 0x2C, 6)
+                                           : imss_get_service_object_internal_v01(1, 0x67, 6);
+    uint32_t msgId = 0;
+    if (which < 4) {
+        msgId = imss_settings_groups_v01[which].ind_msg_id;
+    } else if (which == 4) {
+        msgId = IMSS_CARRIER_CONFIG_STATUS_IND_V01;
+    } else if (which == 5) {
+        msgId = IMSA_CONFIG_TOKEN_REQUEST_IND_V01;
+    } else {
+        msgId = in.take<uint16_t>();
+    }
+    const uint32_t expected = indicationLength(svc, msgId);
+    size_t length = 0;
+    if ((flags & 1) != 0) {
+        length = expected == MCX_MSG_LEN_NONE ? 0 : expected;
+    } else {
+        length = in.take<uint16_t>() % 9000;
+    }
+    std::vector<uint8_t> msg = in.bytes(length);
+    const bool exact = expected != MCX_MSG_LEN_NONE && length == expected && length > 0;
+    if (!imsa && msgId == IMSS_CARRIER_CONFIG_STATUS_IND_V01 && (flags & 4) != 0 &&
+        msg.size() >= sizeof(int32_t)) {
+        memcpy(msg.data(), &h.uploadToken, sizeof(int32_t));
+    }
+
+    // What the clients' objects must hear of it: an indication of the right
+    // length reaches its listener once, anything else reaches nobody.
+    size_t changes = 0, uploads = 0, tokens[2] = {0, 0};
+    const int sub = (flags >> 1) & 1;
+    if (exact && !imsa && imss_settings_group_by_msg_id(msgId) != nullptr &&
+        imss_settings_group_by_msg_id(msgId)->ind_msg_id == msgId) {
+        changes = 1;
+    } else if (exact && !imsa && msgId == IMSS_CARRIER_CONFIG_STATUS_IND_V01) {
+        int32_t refNum = 0;
+        memcpy(&refNum, msg.data(), sizeof(refNum));
+        uploads = refNum == h.uploadToken ? 1 : 0;
+    } else if (exact && imsa && msgId == IMSA_CONFIG_TOKEN_REQUEST_IND_V01) {
+        tokens[sub] = 1;
+    }
+    const size_t changesBefore = h.changes->changes.get();
+    const size_t uploadsBefore = h.uploads->answers.get();
+    const size_t tokensBefore[2] = {h.listeners[0]->tokenRequests.get(),
+                                    h.listeners[1]->tokenRequests.get()};
+
+    void* buf = msg.empty() ? nullptr : msg.data();
+    if (imsa) {
+        handleMcxIndication(h.imsaHandle, msgId, buf, static_cast<unsigned int>(msg.size()),
+                            h.imsaClients[sub]);
+    } else {
+        ImsMcxSettings::mcxImsSettingsSvcIndCb(h.imssHandle, msgId, buf,
+                                               static_cast<unsigned int>(msg.size()), h.settings);
+    }
+    h.drain();
+
+    if (h.changes->changes.get() - changesBefore != changes) fail("settings change count");
+    if (h.uploads->answers.get() - uploadsBefore != uploads) fail("upload answer count");
+    for (int s = 0; s < 2; ++s) {
+        if (h.listeners[s]->tokenRequests.get() - tokensBefore[s] != tokens[s]) {
+            fail("token request count");
+        }
+    }
+    return 0;
+}

@@ -38,14 +38,6 @@ TEST(HidlRecords, SettingsData_WhenCopied_IsEqualAndIndependent) {
     EXPECT_EQ(original.settingsValues.intData[1].value, -1);
 }
 
-TEST(HidlRecords, SettingsData_WhenMoved_LeavesSourceEmpty) {
-    V2_0::SettingsData source = presenceSample();
-    V2_0::SettingsData target = std::move(source);
-    EXPECT_EQ(target.settingsValues.intData.size(), 2u);
-    EXPECT_EQ(source.settingsValues.intData.size(), 0u);  // NOLINT: moved-from state is defined
-    EXPECT_EQ(source.settingsValues.stringData.size(), 0u);
-}
-
 TEST(HidlString, KeepsLengthAndEmbeddedZeros) {
     const char raw[] = {'a', '\0', 'b'};
     hidl_string s(raw, sizeof(raw));
@@ -80,15 +72,4 @@ TEST(HidlVec, ResizeKeepsPrefixAndValueInitialisesTail) {
     v.resize(0);
     EXPECT_EQ(v.size(), 0u);
     EXPECT_EQ(v.begin(), v.end());
-}
-
-TEST(HidlVec, ContainerCarriesBytesUnchanged) {
-    V2_0::Container c;
-    c.isCompressed = true;
-    std::vector<uint8_t> bytes(5000);
-    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 7);
-    c.config = bytes;
-    V2_0::Container copy = c;
-    EXPECT_TRUE(copy.isCompressed);
-    EXPECT_EQ(std::vector<uint8_t>(copy.config), bytes);
 }

@@ -22,27 +22,22 @@ namespace RC2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 
 namespace {
 
-struct Factory11 : F1_1::IImsFactory {
-    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
+// Answers NOT_SUPPORTED to everything; registered only for its descriptor chain.
+template <typename Interface>
+struct Refusing : Interface {
+    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&,
+                                 typename Interface::createRcsConfig_cb cb) override {
         cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
         return Void();
     }
-    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
-        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
-        return Void();
-    }
-    Return<void> createRcsConfig_1_1(uint32_t, const sp<RC2_1::IRcsConfigListener>&, createRcsConfig_1_1_cb cb) override {
+    Return<void> createCallCapabilityService(uint32_t, typename Interface::createCallCapabilityService_cb cb) override {
         cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
         return Void();
     }
 };
-
-struct Factory10 : F1_0::IImsFactory {
-    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
-        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
-        return Void();
-    }
-    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
+using Factory10 = Refusing<F1_0::IImsFactory>;
+struct Factory11 : Refusing<F1_1::IImsFactory> {
+    Return<void> createRcsConfig_1_1(uint32_t, const sp<RC2_1::IRcsConfigListener>&, createRcsConfig_1_1_cb cb) override {
         cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
         return Void();
     }

@@ -170,47 +170,30 @@ TEST_F(CreationTest, DaemonKilledAndRestarted_NewObjectsServeEveryTime) {
     unlink(path.c_str());
 }
 
-TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgain) {
+// One client keeps the proxy it handed in; the other hands in a temporary,
+// as a client passing a fresh binder proxy does, so only the service holds it.
+TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProxy) {
     ASSERT_NO_FATAL_FAILURE(startService());
-    sp<Listener_2_1> dying = new Listener_2_1();
+    sp<Listener_2_1> dyingKept = new Listener_2_1();
+    sp<Listener_2_1> dyingTemporary = new Listener_2_1();
     sp<Listener_2_1> living = new Listener_2_1();
-    sp<V2_1::IRcsConfigListener> dyingProxy = remote<V2_1::IRcsConfigListener>(dying);
-    create(1, dyingProxy);
+    sp<V2_1::IRcsConfigListener> keptProxy = remote<V2_1::IRcsConfigListener>(dyingKept);
+    create(1, keptProxy);
+    create(1, remote<V2_1::IRcsConfigListener>(dyingTemporary));
     create(2, remote<V2_1::IRcsConfigListener>(living));
 
-    killProcessOf(dyingProxy);
+    killProcessOf(keptProxy);
+    killProcessOf(dyingTemporary);
     waitForDeathNotifications();
-    EXPECT_TRUE(log.contains("RcsConfig service died. cookie:"));
+    EXPECT_EQ(log.count("RcsConfig service died. cookie:"), 2u) << log.dump();
     std::string dump = host->dump();
-    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("Service objects: 2"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("Listeners: 1 (death links made: 3)"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("Service objects: 3"), std::string::npos) << dump;
 
     modem().restart();
     ASSERT_TRUE(living->reconfigs.waitFor(1));
     host->waitUntilIdle();
-    EXPECT_EQ(dying->reconfigs.size(), 0u);
-    EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
-}
-
-TEST_F(CreationTest, DeadListener_WhoseProxyOnlyTheServiceEverHeld_IsForgotten) {
-    ASSERT_NO_FATAL_FAILURE(startService());
-    sp<Listener_2_1> dying = new Listener_2_1();
-    sp<Listener_2_1> living = new Listener_2_1();
-    // The proxies handed in are temporaries: after the call nothing in the
-    // client holds them, as with a client that passes a fresh binder proxy.
-    create(1, remote<V2_1::IRcsConfigListener>(dying));
-    create(2, remote<V2_1::IRcsConfigListener>(living));
-
-    killProcessOf(dying);
-    waitForDeathNotifications();
-    EXPECT_EQ(log.count("RcsConfig service died. cookie:"), 1u) << log.dump();
-    std::string dump = host->dump();
-    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
-
-    modem().restart();
-    ASSERT_TRUE(living->reconfigs.waitFor(1));
-    host->waitUntilIdle();
-    EXPECT_EQ(dying->reconfigs.size(), 0u);
+    EXPECT_EQ(dyingKept->reconfigs.size() + dyingTemporary->reconfigs.size(), 0u);
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 

@@ -67,31 +67,6 @@ TEST_F(HostAndDumpTest, Debug_DumpsModemListenersObjectsAndPendingRequests) {
     }
 }
 
-TEST_F(HostAndDumpTest, Dump_FromARefusalCallbackOnTheLoopThread_DoesNotWaitForItself) {
-    ASSERT_NO_FATAL_FAILURE(startService());
-    sp<Listener_2_1> listener = new Listener_2_1();
-    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-    ASSERT_NO_FATAL_FAILURE(modemDown());
-
-    // A refusal is answered on the loop thread, inside the manager's batch.
-    struct DumpingCb : public SetConfigCb {
-        explicit DumpingCb(rcsservice::RcsServiceHost* h) : host(h) {}
-        Return<void> setConfigResponse(V2_0::RequestStatus status) override {
-            dumps.add(host->dump());
-            return SetConfigCb::setConfigResponse(status);
-        }
-        rcsservice::RcsServiceHost* host;
-        Calls<std::string> dumps;
-    };
-    sp<DumpingCb> cb = new DumpingCb(host.get());
-    V2_0::SettingsData data = settingsOf(V2_0::SettingsId::PRESENCE_CONFIG, {{100, 1}}, {}, {});
-    config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
-    ASSERT_TRUE(cb->dumps.waitFor(1));
-    std::string dump = cb->dumps.at(0);
-    EXPECT_NE(dump.find("queued for the loop thread: unknown"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("IMS settings service: down"), std::string::npos) << dump;
-}
-
 TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlock) {
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<Listener_2_1> listener = new Listener_2_1();
@@ -99,9 +74,10 @@ TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlo
     ASSERT_NO_FATAL_FAILURE(modemDown());
 
     // The refusal runs on the loop thread inside the manager's batch (its
-    // queue lock held). From there a creation is started on another thread,
-    // which files its listener under the listener lock and then waits for the
-    // queue lock to post; only then is the dump asked for.
+    // queue lock held); a dump from there must wait neither for that lock nor
+    // for a creation started meanwhile on another thread, which files its
+    // listener under the listener lock and then waits for the queue lock to
+    // post. The dump is asked for only once the creation is that far.
     struct DumpingCb : public SetConfigCb {
         DumpingCb(imstest::LogCapture& l, sp<F1_1::IImsFactory> f, rcsservice::RcsServiceHost* h)
             : log(l), factory(f), host(h) {}
@@ -131,7 +107,10 @@ TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlo
         std::_Exit(1);
     }
     cb->creator.join();
-    EXPECT_NE(cb->dumps.at(0).find("Service objects: "), std::string::npos) << cb->dumps.at(0);
+    const std::string dump = cb->dumps.at(0);
+    EXPECT_NE(dump.find("Service objects: "), std::string::npos) << dump;
+    EXPECT_NE(dump.find("queued for the loop thread: unknown"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("IMS settings service: down"), std::string::npos) << dump;
     host->waitUntilIdle();
     EXPECT_NE(host->dump().find("Listeners: 2"), std::string::npos) << host->dump();
 }
@@ -171,7 +150,7 @@ TEST_F(HostAndDumpTest, StopAndStartAgain_ServesAgainAndOldFactoryDumpsStopped) 
     EXPECT_EQ(cb->responses.at(0), V2_0::RequestStatus::OK);
 }
 
-TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegister) {
+TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegisterOrTheDaemonHasNoSocket) {
     ::android::hardware::testing::failServiceRegistrations(::android::UNKNOWN_ERROR);
     rcsservice::RcsServiceHost failing;
     EXPECT_FALSE(failing.start());
@@ -181,9 +160,7 @@ TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegister) {
     // The manager went with the failed start: the registry is empty again.
     EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig"), nullptr);
     ::android::hardware::testing::failServiceRegistrations(::android::OK);
-}
 
-TEST_F(HostAndDumpTest, Start_DaemonWithoutSocket_IsRefused) {
     rcsservice::RcsServiceHostOptions options;
     options.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
     rcsservice::RcsServiceHost daemonHost(options);

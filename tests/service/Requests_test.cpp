@@ -126,7 +126,7 @@ TEST_F(RequestsTest, SettingsIdsOutsideTheFourGroups_AreAnsweredAsTheirPathsSay)
     EXPECT_EQ(get(SettingsId::PRESENCE_CONFIG).status, RequestStatus::OK);
 }
 
-TEST_F(RequestsTest, RegisterForSettingsChange_DeliversChangesUntilDeregistered) {
+TEST_F(RequestsTest, RegisterForSettingsChange_DeliversChangesUntilDeregisteredAndDeregisterIsAlwaysOk) {
     sp<SettingsChangeCb> changes = new SettingsChangeCb();
     EXPECT_EQ(config->registerForSettingsChange(SettingsId::PRESENCE_CONFIG,
                                                 remote<V2_0::ISettingsChangeCb>(changes)),
@@ -146,9 +146,8 @@ TEST_F(RequestsTest, RegisterForSettingsChange_DeliversChangesUntilDeregistered)
     ASSERT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
     host->waitUntilIdle();
     EXPECT_EQ(changes->changes.size(), 1u);
-}
 
-TEST_F(RequestsTest, DeregisterForSettingsChange_NeverRegistered_StillOk) {
+    // A group never registered is still answered OK.
     EXPECT_EQ(config->deregisterForSettingsChange(SettingsId::USER_AGENT_STRING), RequestStatus::OK);
     host->waitUntilIdle();
     EXPECT_TRUE(log.contains("after calling deregisterForChange, status 0"));

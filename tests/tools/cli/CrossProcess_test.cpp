@@ -124,10 +124,10 @@ TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
 TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {
     std::unique_ptr<BackgroundTool> survivor = interactiveClient({"--slot", "2"});
     survivor->send("watch presence");
-    ASSERT_TRUE(survivor->waitForOutput("[slot 2] watch PRESENCE_CONFIG -> OK", kWaitMs)) << survivor->sofar().err;
+    ASSERT_TRUE(survivor->waitFor("[slot 2] watch PRESENCE_CONFIG -> OK", kWaitMs)) << survivor->sofar().err;
     std::unique_ptr<BackgroundTool> doomed = interactiveClient();
     doomed->send("watch presence");
-    ASSERT_TRUE(doomed->waitForOutput("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
+    ASSERT_TRUE(doomed->waitFor("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
     // The modem keeps the upload's verdict to itself, so the client dies
     // with its request in flight.
     modemControl("drop-ind imss 0x9d");
@@ -152,7 +152,7 @@ TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAre
     EXPECT_TRUE(next.has("  PUBLISH_TIMER (100) = 7"));
     // The survivor's callback, in its own process, heard of the change.
     survivor->send("wait change presence");
-    EXPECT_TRUE(survivor->waitForOutput("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
+    EXPECT_TRUE(survivor->waitFor("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
 }
 
 TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
@@ -184,15 +184,15 @@ TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainW
 TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjectsWork) {
     std::unique_ptr<BackgroundTool> client = interactiveClient();
     client->send("slot 2");
-    ASSERT_TRUE(client->waitForOutput("[slot 2] RCS configuration object created", kWaitMs)) << client->sofar().err;
+    ASSERT_TRUE(client->waitFor("[slot 2] RCS configuration object created", kWaitMs)) << client->sofar().err;
     mModem.kill();
     ASSERT_TRUE(mModem.start());
     client->send("wait reconfig");
-    ASSERT_TRUE(client->waitForOutput("[slot 2] listener: reconfiguration needed", kWaitMs)) << client->sofar().err;
+    ASSERT_TRUE(client->waitFor("[slot 2] listener: reconfiguration needed", kWaitMs)) << client->sofar().err;
     client->send("slot 2 --new");
     client->send("set-settings presence PUBLISH_TIMER=9");
     client->send("get-settings presence");
-    ASSERT_TRUE(client->waitForOutput("  PUBLISH_TIMER (100) = 9", kWaitMs))
+    ASSERT_TRUE(client->waitFor("  PUBLISH_TIMER (100) = 9", kWaitMs))
             << client->sofar().err << client->sofar().out << mService->sofar().err;
     EXPECT_EQ(0, client->stop(SIGTERM).exitCode);
 }

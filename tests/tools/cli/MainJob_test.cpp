@@ -48,6 +48,14 @@ TEST(MainJob_Session, RunsToTheEndAndTellsTheWholeStory) {
     EXPECT_EQ(2u, r.count("set-config "));
     EXPECT_EQ(5u, r.count("] set-settings "));
     EXPECT_TRUE(r.has("  WIFI_CALLING_IN_ROAMING_ENABLED (404) = true"));
+    for (const char* value : {"  PUBLISH_TIMER (100) = 1200", "  CLIENT_VENDOR (304) = \"KELV\"",
+                              "  SERVICE_MASK_BY_NETWORK_ENABLED (421) = 7"}) {
+        EXPECT_TRUE(r.has(value)) << value;
+    }
+    // Only the slot the modem asked hears the token request; the modem keeps
+    // the settings over its restart.
+    EXPECT_FALSE(r.has("[slot 2] listener: token requested"));
+    EXPECT_EQ(2u, r.count("  IMS_USER_AGENT (200) = \"Kelvale KV-9/KV9.2026.11"));
 }
 
 }  // namespace

@@ -27,55 +27,9 @@ ToolResult runTool(const std::vector<std::string>& args, const std::string& inpu
 }
 
 ToolResult runProgram(const std::string& binary, const std::vector<std::string>& args, const std::string& input) {
-    int in[2], out[2], err[2];
-    if (pipe(in) != 0 || pipe(out) != 0 || pipe(err) != 0) return {};
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(in[0], STDIN_FILENO);
-        dup2(out[1], STDOUT_FILENO);
-        dup2(err[1], STDERR_FILENO);
-        for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(binary.c_str()));
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(binary.c_str(), argv.data());
-        _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    close(err[1]);
-    // The input is small; write it all and close so the child sees the end.
-    size_t written = 0;
-    while (written < input.size()) {
-        ssize_t n = write(in[1], input.data() + written, input.size() - written);
-        if (n <= 0) break;
-        written += static_cast<size_t>(n);
-    }
-    close(in[1]);
-    ToolResult result;
-    pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-    std::string* sinks[2] = {&result.out, &result.err};
-    int open = 2;
-    while (open > 0) {
-        if (poll(fds, 2, -1) < 0) break;
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-            char buf[4096];
-            ssize_t n = read(fds[i].fd, buf, sizeof(buf));
-            if (n > 0) {
-                sinks[i]->append(buf, static_cast<size_t>(n));
-            } else {
-                close(fds[i].fd);
-                fds[i].fd = -1;
-                --open;
-            }
-        }
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+    BackgroundTool child(args, binary, true);
+    child.write(input);
+    return child.stop(0);
 }
 
 BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::string& binary, bool interactive) {
@@ -108,11 +62,10 @@ BackgroundTool::BackgroundTool(const std::vector<std::string>& args, const std::
     mReader = std::thread([this] { readAll(); });
 }
 
-bool BackgroundTool::send(const std::string& line) {
-    const std::string text = line + "\n";
+bool BackgroundTool::write(const std::string& text) {
     size_t done = 0;
     while (mIn >= 0 && done < text.size()) {
-        ssize_t n = write(mIn, text.data() + done, text.size() - done);
+        ssize_t n = ::write(mIn, text.data() + done, text.size() - done);
         if (n <= 0) return false;
         done += static_cast<size_t>(n);
     }
@@ -154,10 +107,6 @@ void BackgroundTool::readAll() {
     std::lock_guard<std::mutex> lock(mLock);
     mEnded = true;
     mChanged.notify_all();
-}
-
-bool BackgroundTool::waitForOutput(const std::string& needle, int timeoutMs) {
-    return waitFor(needle, timeoutMs);
 }
 
 bool BackgroundTool::waitFor(const std::string& needle, int timeoutMs, size_t count, bool onStderr) {

@@ -42,15 +42,16 @@ public:
                             bool interactive = false);
     // Kills the child if it still runs.
     ~BackgroundTool();
-    // Waits until stdout has a line containing `needle`; false after `timeoutMs`.
-    bool waitForOutput(const std::string& needle, int timeoutMs);
-    // Waits until stdout (or stderr) holds `count` occurrences of `needle`.
+    // Waits until stdout (or stderr) holds `count` occurrences of `needle`;
+    // false after `timeoutMs`.
     bool waitFor(const std::string& needle, int timeoutMs, size_t count = 1, bool onStderr = false);
     // Writes `line` and a newline on the child's stdin (interactive only).
-    bool send(const std::string& line);
-    // Sends `signal` and collects the rest of the output and the exit status.
+    bool send(const std::string& line) { return write(line + "\n"); }
+    // Writes `text` as it is on the child's stdin (interactive only).
+    bool write(const std::string& text);
+    // Closes stdin, sends `signal` (0: none, the child ends by itself) and
+    // collects the rest of the output and the exit status.
     ToolResult stop(int signal);
-    pid_t pid() const { return mPid; }
     // What the child has printed so far.
     ToolResult sofar() const;
 

@@ -40,10 +40,6 @@ public:
         std::unique_lock<std::mutex> lock(mLock);
         return mChanged.wait_for(lock, timeout, [&] { return mItems.size() >= count; });
     }
-    std::vector<T> items() const {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mItems;
-    }
     size_t size() const {
         std::lock_guard<std::mutex> guard(mLock);
         return mItems.size();

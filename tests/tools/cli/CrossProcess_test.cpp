@@ -17,8 +17,6 @@ namespace {
 constexpr int kWaitMs = 20000;
 const std::string kDocument = SESSIONS_DIR "/operator-autoconfig.xml";
 
-// The modem and the service, each in a process of its own, with sockets and
-// a registry folder nobody else uses.
 // The transcript without what each service draws for itself: the 8-bit
 // tokens of its uploads.
 std::string normalised(const std::string& out) {
@@ -36,6 +34,8 @@ std::string normalised(const std::string& out) {
     return text;
 }
 
+// The modem and the service, each in a process of its own, with sockets and
+// a registry folder nobody else uses.
 class ThreeProcesses : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -195,6 +195,33 @@ TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjects
     ASSERT_TRUE(client->waitFor("  PUBLISH_TIMER (100) = 9", kWaitMs))
             << client->sofar().err << client->sofar().out << mService->sofar().err;
     EXPECT_EQ(0, client->stop(SIGTERM).exitCode);
+}
+
+// The service executable alone: it comes up on the embedded emulator or on an
+// mcx-modemd without carrier configuration, and stops cleanly on SIGINT and SIGTERM.
+TEST(ServiceProcess, ComesUpOnEitherModemAndStopsCleanlyOnASignal) {
+    TempDir dir;
+    const std::string socket = dir.path() + "/modem.sock";
+    BackgroundTool modem({"--socket", socket, "--no-carrier-config"}, MCX_MODEMD_PATH);
+    ASSERT_TRUE(modem.waitFor("mcx-modemd ready on", kWaitMs));
+    const struct {
+        std::vector<std::string> args;
+        std::vector<std::string> ready;
+        int signal;
+    } cases[] = {
+            {{}, {"RcsConfigManager: ServiceStatus::AVAILABLE"}, SIGINT},
+            {{socket},
+             {"RcsServiceHost: started on the mcx-modemd at " + socket, "RcsConfigManager: ServiceStatus::MODEM_UP"},
+             SIGTERM},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.signal);
+        BackgroundTool service(c.args, RCS_SERVICE_PATH);
+        for (const auto& line : c.ready) ASSERT_TRUE(service.waitFor(line, kWaitMs, 1, true)) << service.sofar().err;
+        ToolResult r = service.stop(c.signal);
+        EXPECT_EQ(0, r.exitCode) << r.err;
+        EXPECT_NE(std::string::npos, r.err.find("RcsServiceHost: stopped")) << r.err;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// The in-process service registry behind registerAsService/getService and
-// the recorded thread-pool configuration.
+// The in-process service registry behind registerAsService/getService.
 #include <android/hidl/manager/1.0/IServiceNotification.h>
 #include <hidl/HidlTesting.h>
 #include <hidl/HidlTransportSupport.h>
@@ -77,15 +76,6 @@ TEST_F(HidlServiceRegistry, OlderServiceRegisteredLater_ReplacesOnlyItsOwnVersio
     EXPECT_EQ(F1_1::IImsFactory::getService("default").get(), newer.get());
 }
 
-TEST_F(HidlServiceRegistry, FailingRegistration_ReportsTheStatusAndRegistersNothing) {
-    testing_hooks::failServiceRegistrations(::android::NAME_NOT_FOUND);
-    sp<Factory11> factory = new Factory11();
-    EXPECT_EQ(factory->registerAsService("default"), ::android::NAME_NOT_FOUND);
-    EXPECT_EQ(F1_1::IImsFactory::getService("default"), nullptr);
-    testing_hooks::failServiceRegistrations(::android::OK);
-    EXPECT_EQ(factory->registerAsService("default"), ::android::OK);
-}
-
 TEST_F(HidlServiceRegistry, Notification_ToldOfExistingAndLaterRegistrations) {
     sp<Notification> notification = new Notification();
     sp<Factory10> first = new Factory10();
@@ -96,12 +86,4 @@ TEST_F(HidlServiceRegistry, Notification_ToldOfExistingAndLaterRegistrations) {
     EXPECT_EQ(notification->seen,
               (std::vector<std::string>{"vendor.kel.ims.factory@1.0::IImsFactory/default old",
                                         "vendor.kel.ims.factory@1.0::IImsFactory/default new"}));
-}
-
-TEST(HidlThreadpool, Configure_IsRecordedForTheProcess) {
-    EXPECT_EQ(testing_hooks::threadpoolConfigureCount(), 0u);
-    EXPECT_EQ(::android::hardware::configureRpcThreadpool(1, false), ::android::OK);
-    EXPECT_EQ(testing_hooks::threadpoolMaxThreads(), 1u);
-    EXPECT_FALSE(testing_hooks::threadpoolCallerWillJoin());
-    EXPECT_EQ(testing_hooks::threadpoolConfigureCount(), 1u);
 }

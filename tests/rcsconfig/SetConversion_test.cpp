@@ -57,15 +57,6 @@ TEST(SetConversion, Presence_LogsEveryStepInOrder) {
                               }));
 }
 
-TEST(SetConversion, FailedFill_KeepsTheMessageOutOfTheRequest) {
-    LogCapture log;
-    rcs_settings_data_s request{};
-    EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
-            makeRecord(SettingsId::PRESENCE_CONFIG, {{{99, 1}}, {}, {}}), &request));
-    EXPECT_EQ(request.msgData, nullptr);
-    EXPECT_EQ(request.msgId, 0x69u);
-}
-
 TEST(SetConversion, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans) {
     LogCapture log;
     Fill f = fill(SettingsId::PRESENCE_CONFIG, {{{99, 5}, {100, 7}}, {{109, true}}, {{111, "x"}}});
@@ -76,6 +67,13 @@ TEST(SetConversion, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans)
     EXPECT_FALSE(log.contains("string data"));
     EXPECT_EQ(f.msg[0], 1);
     EXPECT_EQ(f.msg[72], 0);
+
+    // A failed fill keeps the message out of the request.
+    rcs_settings_data_s request{};
+    EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
+            makeRecord(SettingsId::PRESENCE_CONFIG, {{{99, 1}}, {}, {}}), &request));
+    EXPECT_EQ(request.msgData, nullptr);
+    EXPECT_EQ(request.msgId, 0x69u);
 }
 
 // Unknown keys, and keys of the group sent in the wrong list.

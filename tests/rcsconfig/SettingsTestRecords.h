@@ -23,19 +23,15 @@ struct Pairs {
 };
 
 inline SettingsData makeRecord(SettingsId id, const Pairs& pairs) {
+    namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
     SettingsData data{};
     data.settingsId = id;
-    std::vector<::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeInt> ints;
+    std::vector<V2_0::KeyValuePairTypeInt> ints;
+    std::vector<V2_0::KeyValuePairTypeBool> bools;
+    std::vector<V2_0::KeyValuePairTypeString> strings;
     for (const auto& p : pairs.ints) ints.push_back({p.first, p.second});
-    std::vector<::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeBool> bools;
     for (const auto& p : pairs.bools) bools.push_back({p.first, p.second});
-    std::vector<::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeString> strings;
-    for (const auto& p : pairs.strings) {
-        ::vendor::kel::ims::rcsconfig::V2_0::KeyValuePairTypeString s;
-        s.key = p.first;
-        s.value = p.second;
-        strings.push_back(s);
-    }
+    for (const auto& p : pairs.strings) strings.push_back({p.first, p.second});
     data.settingsValues.intData = ints;
     data.settingsValues.boolData = bools;
     data.settingsValues.stringData = strings;

@@ -75,17 +75,7 @@ TEST_F(RequestsTest, SetAndGetSettings_RoundTripThroughTheModem) {
 
     GetSettingsResponse read = get(SettingsId::PRESENCE_CONFIG);
     ASSERT_EQ(read.status, RequestStatus::OK);
-    EXPECT_EQ(read.data.settingsId, SettingsId::PRESENCE_CONFIG);
-    ASSERT_EQ(read.data.settingsValues.intData.size(), 2u);
-    EXPECT_EQ(read.data.settingsValues.intData[0].key, 100u);
-    EXPECT_EQ(read.data.settingsValues.intData[0].value, 600);
-    EXPECT_EQ(read.data.settingsValues.intData[1].key, 108u);
-    EXPECT_EQ(read.data.settingsValues.intData[1].value, 75);
-    ASSERT_EQ(read.data.settingsValues.boolData.size(), 1u);
-    EXPECT_TRUE(read.data.settingsValues.boolData[0].value);
-    ASSERT_EQ(read.data.settingsValues.stringData.size(), 1u);
-    EXPECT_EQ(std::string(read.data.settingsValues.stringData[0].value.c_str()),
-              "sip:presence@operator.example");
+    EXPECT_EQ(read.data, presenceSample()) << V2_0::toString(read.data);
 }
 
 TEST_F(RequestsTest, SetSettings_UnknownKey_FailsWithoutReachingTheModem) {

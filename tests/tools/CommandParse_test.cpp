@@ -55,21 +55,12 @@ TEST(ParseCommand_SetSettings, NamesFieldNamesAndNumbersFillTheRightLists) {
                       &cmd, &error))
         << error;
     EXPECT_EQ(Verb::SetSettings, cmd.verb);
-    EXPECT_EQ(V2_0::SettingsId::PRESENCE_CONFIG, cmd.settings.settingsId);
-    const auto& v = cmd.settings.settingsValues;
-    ASSERT_EQ(2u, v.intData.size());
-    EXPECT_EQ(100u, v.intData[0].key);
-    EXPECT_EQ(1200, v.intData[0].value);
-    EXPECT_EQ(105u, v.intData[1].key);
-    EXPECT_EQ(16, v.intData[1].value);
-    ASSERT_EQ(2u, v.boolData.size());
-    EXPECT_EQ(109u, v.boolData[0].key);
-    EXPECT_TRUE(v.boolData[0].value);
-    EXPECT_EQ(110u, v.boolData[1].key);
-    EXPECT_FALSE(v.boolData[1].value);
-    ASSERT_EQ(1u, v.stringData.size());
-    EXPECT_EQ(111u, v.stringData[0].key);
-    EXPECT_EQ(std::string("sip:pres@example.net"), std::string(v.stringData[0].value.c_str()));
+    V2_0::SettingsData expected;
+    expected.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
+    expected.settingsValues.intData = {{100, 1200}, {105, 16}};
+    expected.settingsValues.boolData = {{109, true}, {110, false}};
+    expected.settingsValues.stringData = {{111, "sip:pres@example.net"}};
+    EXPECT_EQ(expected, cmd.settings) << V2_0::toString(cmd.settings);
 }
 
 TEST(ParseCommand_SetSettings, GroupsByFullNameAliasAndNumber) {

@@ -159,7 +159,14 @@ TEST(HidlProxy, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
     EXPECT_TRUE(remote->setAppToken("t", setCb).isDeadObject());
     EXPECT_TRUE(remote->updateTokenFetchStatus(1, V2_1::TokenType::FCM_TOKEN, V2_1::StatusCode::SUCCESS)
                         .isDeadObject());
-    EXPECT_TRUE(impl->calls.empty());
+    EXPECT_TRUE(remote->ping().isDeadObject());
+    EXPECT_TRUE(impl->calls.empty());  // no dead call arrived
+
+    // Casting a dead object: null without error, or the error when asked for.
+    Return<sp<V2_0::IRcsConfig>> quiet = V2_0::IRcsConfig::castFrom(sp<IBase>(remote), false);
+    EXPECT_TRUE(quiet.isOk());
+    EXPECT_EQ(static_cast<sp<V2_0::IRcsConfig>>(quiet), nullptr);
+    EXPECT_TRUE(V2_0::IRcsConfig::castFrom(sp<IBase>(remote), true).isDeadObject());
 }
 
 TEST(HidlProxy, SynchronousCallbackResults_ComeBackThroughTheProxy) {

@@ -7,6 +7,7 @@
 
 #include <condition_variable>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -152,34 +153,34 @@ TEST_F(ImsMcxApplicationTest, OtherIndications_AreIgnoredWithoutAllocationOrLog)
     EXPECT_EQ(received().size(), 1u);
 }
 
-TEST_F(ImsMcxApplicationTest, ModemRestart_ReportsModemDownAndWaitsForTheServiceAgain) {
-    ASSERT_TRUE(subscribe(0));
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 2u);
-    modem.restart();
-    ASSERT_TRUE(waitForEvents(3));
-    auto got = received();
-    EXPECT_EQ(got[1].data.event, ImsAppServiceData::MODEM_DOWN);
-    EXPECT_EQ(got[2].data.event, ImsAppServiceData::MODEM_UP);
-    EXPECT_EQ(got[1].tid, loop.loopTid());
-    ASSERT_TRUE(loop.waitUntilIdle());
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u) << "subscriptions were closed";
+// A modem restart, then a connection error while the service stays up: each
+// reports MODEM_DOWN and MODEM_UP on the loop thread and closes the subscriptions.
+TEST_F(ImsMcxApplicationTest, ModemRestartOrConnectionError_ReportsModemDownThenUpAndEmptiesTheSlots) {
+    const std::function<void()> losses[] = {
+            [&] { modem.restart(); },
+            [&] { ImsMcxApplication::mcxErrorCb(nullptr, MCX_ERR_SERVICE_GONE, app.get()); },
+    };
+    size_t seen = 1;
+    for (int i = 0; i < 2; ++i) {
+        SCOPED_TRACE(i);
+        ASSERT_TRUE(subscribe(i));
+        EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 2u);
+        losses[i]();
+        ASSERT_TRUE(waitForEvents(seen + 2));
+        auto got = received();
+        EXPECT_EQ(got[seen].data.event, ImsAppServiceData::MODEM_DOWN);
+        EXPECT_EQ(got[seen + 1].data.event, ImsAppServiceData::MODEM_UP);
+        EXPECT_EQ(got[seen].tid, loop.loopTid());
+        ASSERT_TRUE(loop.waitUntilIdle());
+        EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u) << "subscriptions were closed";
+        seen += 2;
+    }
+    EXPECT_TRUE(log.contains("ImsMcxApplication: A modem service is down"));
     // The slots were emptied: subscribing again opens and binds a new connection.
     size_t binds = requests(IMSA_BIND_SUBSCRIPTION_V01);
     EXPECT_TRUE(subscribe(0));
     EXPECT_EQ(requests(IMSA_BIND_SUBSCRIPTION_V01), binds + 1);
     EXPECT_EQ(modem.sendTokenRequest(0, 1, 1, true, 1), 1);
-}
-
-TEST_F(ImsMcxApplicationTest, ConnectionError_LeadsToModemDownAndANewWait) {
-    ASSERT_TRUE(subscribe(1));
-    ImsMcxApplication::mcxErrorCb(nullptr, MCX_ERR_SERVICE_GONE, app.get());
-    ASSERT_TRUE(waitForEvents(3));
-    auto got = received();
-    EXPECT_EQ(got[1].data.event, ImsAppServiceData::MODEM_DOWN);
-    EXPECT_EQ(got[2].data.event, ImsAppServiceData::MODEM_UP) << "the service is still up";
-    EXPECT_TRUE(log.contains("ImsMcxApplication: A modem service is down"));
-    ASSERT_TRUE(loop.waitUntilIdle());
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
 }
 
 TEST_F(ImsMcxApplicationTest, ServiceMissingAtBringUp_StillReportsModemUp) {

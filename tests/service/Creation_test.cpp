@@ -49,13 +49,6 @@ TEST_F(CreationTest, Factory_1_1_CreatesForBothSlotsInBothVersions) {
     EXPECT_NE(dump.find("slot 2: settings client subscribed: yes, application client subscribed: yes"),
               std::string::npos) << dump;
     EXPECT_NE(dump.find("Service objects: 4"), std::string::npos) << dump;
-
-    for (uint32_t bad : {0u, 3u, 4294967295u}) {
-        StatusCode status = StatusCode::SUCCESS;
-        factory->createRcsConfig_1_1(bad, remote<V2_1::IRcsConfigListener>(new21),
-                                     [&](StatusCode s, const sp<V2_1::IRcsConfig>&) { status = s; });
-        EXPECT_EQ(status, StatusCode::INVALID_ARGUMENTS) << bad;
-    }
 }
 
 TEST_F(CreationTest, Factory_1_0_AnswersNotSupported) {

@@ -31,23 +31,26 @@ protected:
         container.isCompressed = compressed;
         container.config = document;
         config->setConfig(container, remote<V2_0::ISetConfigCb>(cb));
-        EXPECT_TRUE(cb->responses.waitFor(1));
-        return cb->responses.size() > 0 ? cb->responses.at(0) : RequestStatus::FAIL;
+        return firstOf(cb->responses, RequestStatus::FAIL);
     }
 
     RequestStatus setSettingsStatus(const V2_0::SettingsData& data) {
         sp<SetConfigCb> cb = new SetConfigCb();
         config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
-        EXPECT_TRUE(cb->responses.waitFor(1));
-        return cb->responses.size() > 0 ? cb->responses.at(0) : RequestStatus::FAIL;
+        return firstOf(cb->responses, RequestStatus::FAIL);
     }
 
     GetSettingsResponse get(SettingsId id) {
         sp<GetSettingsCb> cb = new GetSettingsCb();
         config->getSettingsValue(id, remote<V2_0::IGetSettingsCb>(cb));
-        EXPECT_TRUE(cb->responses.waitFor(1));
-        return cb->responses.size() > 0 ? cb->responses.at(0)
-                                        : GetSettingsResponse{RequestStatus::FAIL, {}};
+        return firstOf(cb->responses, GetSettingsResponse{RequestStatus::FAIL, {}});
+    }
+
+    // The first answer, or `none` when it does not come.
+    template <typename T>
+    static T firstOf(const Calls<T>& answers, T none) {
+        EXPECT_TRUE(answers.waitFor(1));
+        return answers.size() > 0 ? answers.at(0) : none;
     }
 
     sp<Listener_2_1> listener;

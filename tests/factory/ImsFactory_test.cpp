@@ -316,7 +316,7 @@ TEST_F(ImsFactoryTest, FactoryDestruction_EmptiesItsOwnRegistryOnly) {
     EXPECT_EQ(gDestroyed.load(), 1);  // "both" is still held by the 1.0 registry
 }
 
-TEST_F(ImsFactoryTest, Start_UsesOneUnjoinedThreadAndRegistersDefault) {
+TEST_F(ImsFactoryTest, Start_UsesOneUnjoinedThreadRegistersDefaultAndCarriesOnAfterAFailure) {
     f11->start();
     EXPECT_EQ(android::hardware::testing::threadpoolMaxThreads(), 1u);
     EXPECT_FALSE(android::hardware::testing::threadpoolCallerWillJoin());
@@ -324,9 +324,9 @@ TEST_F(ImsFactoryTest, Start_UsesOneUnjoinedThreadAndRegistersDefault) {
     f10->start();
     EXPECT_EQ(vendor::kel::ims::factory::V1_0::IImsFactory::getService("default").get(), f10.get());
     EXPECT_FALSE(log.contains("registration failed"));
-}
 
-TEST_F(ImsFactoryTest, Start_LogsAFailedRegistrationAndCarriesOn) {
+    // A failed registration is logged and the factory carries on.
+    android::hardware::testing::resetServiceRegistry();
     android::hardware::testing::failServiceRegistrations(android::NAME_NOT_FOUND);
     f10->start();
     f11->start();

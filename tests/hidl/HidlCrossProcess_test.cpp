@@ -173,6 +173,7 @@ struct SetCb : R20::ISetConfigCb {
     bool open = true;  // guarded by gateLock
 };
 
+// Each callback adds one line per call to the events it was given.
 struct GetCb : R20::IGetSettingsCb {
     explicit GetCb(Events& e) : events(e) {}
     Return<void> getSettingsResponse(R20::RequestStatus status, const R20::SettingsData& data) override {
@@ -181,7 +182,6 @@ struct GetCb : R20::IGetSettingsCb {
     }
     Events& events;
 };
-
 struct ChangeCb : R20::ISettingsChangeCb {
     explicit ChangeCb(Events& e) : events(e) {}
     Return<void> onSettingsChanged(const R20::SettingsData& data) override {
@@ -190,7 +190,6 @@ struct ChangeCb : R20::ISettingsChangeCb {
     }
     Events& events;
 };
-
 struct UceCb : R20::IRcsServiceStatusListener {
     explicit UceCb(Events& e) : events(e) {}
     Return<void> onUceStatus(const R20::UceStatus& status) override {
@@ -199,7 +198,6 @@ struct UceCb : R20::IRcsServiceStatusListener {
     }
     Events& events;
 };
-
 struct Recipient : hidl_death_recipient {
     explicit Recipient(Events& e) : events(e) {}
     void serviceDied(uint64_t cookie, const wp<IBase>&) override { events.add("died " + std::to_string(cookie)); }

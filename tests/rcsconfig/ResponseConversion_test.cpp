@@ -107,29 +107,21 @@ TEST(ResponseConversion, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString
     EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{110, false}}, {}}));
 }
 
-TEST(ResponseConversion, PresenceIndication_WritesItsEntryLineTwice) {
+TEST(ResponseConversion, PresenceAndMessagingLines_NameTheConverterAndField) {
     LogCapture log;
-    auto ind = fieldsOf(SettingsId::PRESENCE_CONFIG, {{{104, 3600}}, {}, {}});
-    log.clear();
-    SettingsData out{};
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0, ind.data(), &out, true));
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                      "convertResponseToHidlStruct for request ID 0",
-                                      "in convertPresenceConfigIndToHidl",
-                                      "in convertPresenceConfigIndToHidl",
-                                      "in convertPresenceConfigIndToHidl list_subscription_expiry 3600",
-                              }));
-}
-
-TEST(ResponseConversion, StandaloneMessaging_LinesNameTheConverterAndField) {
-    LogCapture log;
+    auto presence = fieldsOf(SettingsId::PRESENCE_CONFIG, {{{104, 3600}}, {}, {}});
     auto ind = fieldsOf(SettingsId::STANDALONE_MESSAGING_CONFIG, {{{300, 1}}, {}, {{312, "UP2.4"}}});
     auto resp = responseOf(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{305, "9.1"}}});
     log.clear();
     SettingsData out{};
+    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0, presence.data(), &out, true));
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(1, ind.data(), &out, true));
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6D, resp.data(), &out, false));
     EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                      "convertResponseToHidlStruct for request ID 0",
+                                      "in convertPresenceConfigIndToHidl",  // the entry line comes twice
+                                      "in convertPresenceConfigIndToHidl",
+                                      "in convertPresenceConfigIndToHidl list_subscription_expiry 3600",
                                       "convertResponseToHidlStruct for request ID 1",
                                       "in convertSMConfigIndToHidl",
                                       "in convertSMConfigIndToHidl default_sms_app 1",

@@ -120,26 +120,6 @@ TEST_F(ManagerEventsTest, ServiceStatus_SetsTheGatesAndTellsListenersFirst) {
     EXPECT_EQ(probe->reconfigs.size(), 3u);  // down and not-supported tell nobody
 }
 
-TEST_F(ManagerEventsTest, ConfigUpload_NeedsCarrierConfigurationWhileSettingsDoNot) {
-    manager->serviceStatusCb(ServiceStatus::MODEM_UP);
-    Calls<bool> results;
-    V2_0::Container container;
-    container.config = std::vector<uint8_t>(3, 1);
-    manager->setRcsConfig([&](bool ok) { results.add(ok); }, 1, container);
-    V2_0::SettingsData data;
-    data.settingsId = V2_0::SettingsId::USER_AGENT_STRING;
-    data.settingsValues.boolData = {{200, true}};  // the user agent group reads strings only
-    manager->setRcsSettings([&](bool ok) { results.add(ok); }, 1, data);
-    pump();
-    ASSERT_EQ(results.size(), 2u);
-    EXPECT_FALSE(results.at(0));
-    EXPECT_FALSE(results.at(1));
-    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs config,modem service is not up"));
-    // The settings write passed the gate and failed in the conversion.
-    EXPECT_TRUE(log.contains("Before calling settingsData"));
-    EXPECT_TRUE(log.contains("Not sending request message to modem"));
-}
-
 TEST_F(ManagerEventsTest, TokenRefusal_ThrowsAndTheEventsBehindItRunAfterResume) {
     Calls<bool> tokenResults;
     Calls<int> gets;

@@ -108,10 +108,7 @@ public:
         for (int i = 0; i < count; ++i) cb->setConfigResponse(R20::RequestStatus::OK).isOk();
         return Void();
     }
-    Return<void> updateTokenFetchStatus(int32_t requestId, R21::TokenType, R21::StatusCode) override {
-        mLastTokenRequest = requestId;
-        return Void();
-    }
+    Return<void> updateTokenFetchStatus(int32_t, R21::TokenType, R21::StatusCode) override { return Void(); }
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override {
         if (fd.getNativeHandle() == nullptr || fd->numFds < 1) return Void();
         std::string text = "fake pid " + std::to_string(getpid());
@@ -127,7 +124,6 @@ private:
     std::map<R20::SettingsId, R20::SettingsData> mValues;            // guarded by mLock
     std::map<R20::SettingsId, sp<R20::ISettingsChangeCb>> mWatchers;  // guarded by mLock
     sp<R20::IRcsConfigListener> mListener;
-    std::atomic<int32_t> mLastTokenRequest{0};
 };
 
 class FakeImsFactory : public F11::IImsFactory {

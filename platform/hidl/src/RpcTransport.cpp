@@ -7,6 +7,8 @@
  *   <descriptor>#<instance> an entry: the pid of the process serving it,
  *                          written to a temporary name then renamed, so a
  *                          reader never sees half of one
+ *   .lock                  taken (flock) to publish an entry or remove a
+ *                          stale one, so the two never interleave
  * An entry is live while its process's socket accepts connections; entries
  * and sockets of processes that are gone are removed by whoever meets them.
  */
@@ -16,6 +18,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -114,8 +117,32 @@ pid_t readEntry(const std::string& path) {
     return static_cast<pid_t>(pid);
 }
 
+// Holds the registry folder's lock file for as long as it lives. Publishing an
+// entry and removing a stale one both take it: without it, a reader that has
+// just found an entry stale could unlink the fresh entry a new server renamed
+// into place between the reader's check and its unlink.
+class RegistryLock {
+public:
+    explicit RegistryLock(const std::string& dir)
+        : mFd(open((dir + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+        if (mFd >= 0) {
+            while (flock(mFd, LOCK_EX) != 0 && errno == EINTR) {
+            }
+        }
+    }
+    ~RegistryLock() {
+        if (mFd >= 0) ::close(mFd);  // releases the lock
+    }
+    RegistryLock(const RegistryLock&) = delete;
+    RegistryLock& operator=(const RegistryLock&) = delete;
+
+private:
+    int mFd;
+};
+
 // Removes an entry that still names `pid`, and `pid`'s socket.
 void removeStale(const std::string& dir, const std::string& entry, pid_t pid) {
+    RegistryLock lock(dir);
     if (readEntry(entry) == pid) unlink(entry.c_str());
     unlink(socketPath(dir, pid).c_str());
 }
@@ -277,6 +304,7 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
             }
         }
         chmod(tmp.c_str(), 0600);
+        RegistryLock lock(dir);
         if (rename(tmp.c_str(), entryPath(dir, descriptor, name).c_str()) != 0) {
             unlink(tmp.c_str());
             return UNKNOWN_ERROR;

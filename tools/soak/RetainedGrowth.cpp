@@ -20,8 +20,9 @@ RetainedCosts RetainedCosts::measure() {
 
 namespace {
 
-// Sums the numbers on the lines that start with `label`.
-int64_t sumNumbersAfter(const std::string& dump, const std::string& label) {
+// Sums `each(n)` over every number n on the lines that start with `label`.
+template <typename Each>
+int64_t sumOverNumbersAfter(const std::string& dump, const std::string& label, Each each) {
     int64_t total = 0;
     size_t pos = 0;
     while ((pos = dump.find(label, pos)) != std::string::npos) {
@@ -32,7 +33,7 @@ int64_t sumNumbersAfter(const std::string& dump, const std::string& label) {
         while (*p) {
             if (*p >= '0' && *p <= '9') {
                 char* e;
-                total += strtoll(p, &e, 10);
+                total += each(strtoll(p, &e, 10));
                 p = e;
             } else {
                 ++p;
@@ -40,6 +41,10 @@ int64_t sumNumbersAfter(const std::string& dump, const std::string& label) {
         }
     }
     return total;
+}
+
+int64_t sumNumbersAfter(const std::string& dump, const std::string& label) {
+    return sumOverNumbersAfter(dump, label, [](int64_t n) { return n; });
 }
 
 }  // namespace
@@ -54,26 +59,8 @@ int64_t listBlock(int64_t n) {
 
 namespace {
 
-// Sums listBlock() over every number on the lines that start with `label`.
 int64_t listBytesAfter(const std::string& dump, const std::string& label) {
-    int64_t total = 0;
-    size_t pos = 0;
-    while ((pos = dump.find(label, pos)) != std::string::npos) {
-        pos += label.size();
-        size_t end = dump.find('\n', pos);
-        std::string line = dump.substr(pos, end - pos);
-        const char* p = line.c_str();
-        while (*p) {
-            if (*p >= '0' && *p <= '9') {
-                char* e;
-                total += listBlock(strtoll(p, &e, 10));
-                p = e;
-            } else {
-                ++p;
-            }
-        }
-    }
-    return total;
+    return sumOverNumbersAfter(dump, label, listBlock);
 }
 
 }  // namespace

@@ -122,44 +122,27 @@ TEST_P(GroupTest, Register_SendsGroupPairAndDeliversChangesOnLoopThread) {
     EXPECT_TRUE(onLoopThread);
 }
 
-TEST_P(GroupTest, Write_ResponseHeaderErrorsFail) {
+TEST_P(GroupTest, Failures_FailTheWriteAndAnswerTheReadNull) {
     const auto& g = group(GetParam());
     startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 0;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.set_msg_id, fault);
+    // An error in either half of the response header fails a write.
+    fail(g.set_msg_id, {K::ResponseHeader, 0, 3});
     auto first = write(g.set_msg_id, fullMessage(g, 1));
     ASSERT_TRUE(first->waitForCount(1));
-    fault.result = 1;
-    fault.error = 0;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.set_msg_id, fault);
+    fail(g.set_msg_id, {K::ResponseHeader, 1, 0});
     auto second = write(g.set_msg_id, fullMessage(g, 1));
     ASSERT_TRUE(second->waitForCount(1));
     EXPECT_EQ(first->values(), std::vector<bool>{false});
     EXPECT_EQ(second->values(), std::vector<bool>{false});
     EXPECT_EQ(mLog.count("ImsMcxSettings::SendSettingOnThread,failed to send settings in imssclient"),
               2u);
-}
 
-TEST_P(GroupTest, Read_FailuresAnswerNull) {
-    const auto& g = group(GetParam());
-    startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 0;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.get_msg_id, fault);
-    auto first = read(g.get_msg_id);
-    ASSERT_TRUE(first->waitForCount(1));
-    fault.kind = mcxemu::MessageFault::Kind::Transport;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.get_msg_id, fault);
-    auto second = read(g.get_msg_id);
-    ASSERT_TRUE(second->waitForCount(1));
-    for (const auto& r : {first->values()[0], second->values()[0]}) {
-        EXPECT_EQ(r.msgId, static_cast<int>(g.get_msg_id));
-        EXPECT_FALSE(r.hasData);
+    for (K kind : {K::ResponseHeader, K::Transport}) {
+        fail(g.get_msg_id, {kind, 0, 3});
+        auto got = read(g.get_msg_id);
+        ASSERT_TRUE(got->waitForCount(1));
+        EXPECT_EQ(got->values()[0].msgId, static_cast<int>(g.get_msg_id));
+        EXPECT_FALSE(got->values()[0].hasData);
     }
 }
 
@@ -182,15 +165,20 @@ TEST_F(SettingsTest, Settings_WrongMessageIds_FailWithoutSending) {
     EXPECT_TRUE(requestsOf(IMSS_SET_PRESENCE_CONFIG_V01).empty());
 }
 
-TEST_F(SettingsTest, Read_BeforeSubscribeToSub_NeverAnswers) {
+// Without subscribeToSub the subscription has no connection: every kind of
+// request is dropped with a line, nothing reaches the modem, nobody is answered.
+TEST_F(SettingsTest, Requests_OnSubscriptionWithoutConnection_SendNothingAndNeverAnswer) {
     startAndSubscribe();
+    modem().clearRequests();
     auto r = read(IMSS_GET_USER_AGENT_CONFIG_V01, 1);
     auto w = write(IMSS_SET_USER_AGENT_CONFIG_V01, fullMessage(group(2), 1), 1);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait, 2));
+    auto up = upload(documentBytes(10), false, 1);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait, 3));
+    auto token = sendToken("tok", 1);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sendAppTokenData end ", kWait));
     ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(r->size(), 0u);
-    EXPECT_EQ(w->size(), 0u);
-    EXPECT_TRUE(requestsOf(IMSS_GET_USER_AGENT_CONFIG_V01).empty());
+    EXPECT_EQ(r->size() + w->size() + up->size() + token->size(), 0u);
+    EXPECT_TRUE(modem().requests().empty());
 }
 
 TEST_F(SettingsTest, Requests_OnSecondSubscription_UseItsOwnStore) {
@@ -248,8 +236,7 @@ TEST_F(SettingsTest, Register_UnknownGroup_SendsAllZeroRegistration) {
 
 TEST_F(SettingsTest, Register_TransportFailure_IsOnlyLogged) {
     startAndSubscribe();
-    mcxemu::MessageFault fault;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_CONFIG_IND_REGISTER_V01, fault);
+    fail(IMSS_CONFIG_IND_REGISTER_V01, {});
     auto changes = registerFor(0);
     ASSERT_TRUE(mLog.waitFor(
         "ImsMcxSettings::UpdateSettingOnThread,failed to receive settings in imssclient", kWait));
@@ -305,17 +292,12 @@ INSTANTIATE_TEST_SUITE_P(Lengths, TokenTest,
 
 TEST_F(SettingsTest, SendAppToken_ResponseHeaderRule) {
     startAndSubscribe();
-    auto answerWith = [&](mcxemu::MessageFault::Kind kind, int32_t result, int32_t error) {
-        mcxemu::MessageFault fault;
-        fault.kind = kind;
-        fault.result = result;
-        fault.error = error;
-        modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_ACS_TOKEN_V01, fault);
+    auto answerWith = [&](K kind, int32_t result, int32_t error) {
+        fail(IMSS_SET_ACS_TOKEN_V01, {kind, result, error});
         auto answer = sendToken("tok");
         EXPECT_TRUE(answer->waitForCount(1));
         return answer->size() == 1 && answer->values()[0];
     };
-    using K = mcxemu::MessageFault::Kind;
     // A result without an error passes; an error without a result passes too.
     EXPECT_TRUE(answerWith(K::ResponseHeader, 1, 0));
     EXPECT_TRUE(answerWith(K::ResponseHeader, 0, 3));
@@ -323,15 +305,6 @@ TEST_F(SettingsTest, SendAppToken_ResponseHeaderRule) {
     EXPECT_FALSE(answerWith(K::Transport, 0, 0));
     EXPECT_TRUE(mLog.contains("Sending of App Token successfully"));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::sendAppTokenOnThread,failed to send settings in McxImssClient"));
-}
-
-TEST_F(SettingsTest, SendAppToken_WithoutConnection_NeverAnswers) {
-    startAndSubscribe();
-    auto answer = sendToken("tok", 1);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sendAppTokenData end ", kWait));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(answer->size(), 0u);
-    EXPECT_TRUE(requestsOf(IMSS_SET_ACS_TOKEN_V01).empty());
 }
 
 TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId) {
@@ -355,11 +328,7 @@ TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId) {
 
 TEST_F(SettingsTest, SendTokenFetchStatus_Failures_AreOnlyLogged) {
     startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 1;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_UPDATE_ACS_TOKEN_STATUS_V01, fault);
+    fail(IMSS_UPDATE_ACS_TOKEN_STATUS_V01, {K::ResponseHeader, 1, 3});
     onLoop([&] {
         mSettings->sendTokenFetchStatus(0, 1, 0, 1);
         mSettings->sendTokenFetchStatus(1, 2, 0, 1);
@@ -386,10 +355,7 @@ class TimeoutTest : public SettingsTest, public ::testing::WithParamInterface<Ti
 TEST_P(TimeoutTest, ModemAnswerLaterThanTheTimeout_FailsThatRequestOnly) {
     const TimeoutCase& c = GetParam();
     startAndSubscribe();
-    mcxemu::MessageFault slow;
-    slow.kind = mcxemu::MessageFault::Kind::Delay;
-    slow.delayMs = 3000;
-    modem().failMessage(IMSS_SERVICE_ID_V01, c.msgId, slow);
+    fail(c.msgId, {K::Delay, 0, 0, 0, 3000});
     const auto& presence = group(0);
     std::shared_ptr<Recorder<bool>> answer;
     std::shared_ptr<Recorder<ReadResult>> readAnswer;

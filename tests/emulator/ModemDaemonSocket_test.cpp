@@ -18,7 +18,6 @@
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "emulator/ModemDaemon.h"

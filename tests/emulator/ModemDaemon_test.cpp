@@ -1,7 +1,6 @@
 // mcx-modemd as a real process behind the messaging library's daemon transport.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,7 +1,5 @@
 // A modem restart while requests are in flight: the client comes back, its
 // maps are emptied and its counters start again from the seed.
-#include <cstring>
-
 #include "SettingsTestFixture.h"
 
 namespace settingstest {

@@ -158,7 +158,7 @@ TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
     EXPECT_EQ(resp.common_resp_valid, 1);
 }
 
-TEST_F(ModemEmulatorTest, SettingsWrite_StoresFlaggedFieldsPerSubscription_AndReadReturnsThem) {
+TEST_F(ModemEmulatorTest, SettingsWrite_StoresValidFlaggedFieldsPerSubscription_AndReadReturnsThem) {
     uint64_t sub0 = imss(0), sub1 = imss(1);
     const auto& presence = imss_settings_groups_v01[0];
     std::vector<uint8_t> write(presence.set_len, 0);
@@ -201,17 +201,15 @@ TEST_F(ModemEmulatorTest, SettingsWrite_StoresFlaggedFieldsPerSubscription_AndRe
               std::vector<uint8_t>(presence.set_len, 0))
         << "subscription 1 has its own store";
     EXPECT_EQ(modem.storedSettings(0, 0), std::vector<uint8_t>(fields, fields + presence.set_len));
-}
 
-TEST_F(ModemEmulatorTest, SettingsWrite_WithBooleanOutOfRange_StoresNothing) {
-    uint64_t c = imss(0);
+    // A boolean out of range fails the whole write.
     const auto& enable = imss_settings_groups_v01[3];
-    std::vector<uint8_t> write(enable.set_len, 0);
-    write[0] = 1;
-    write[1] = 2;  // volte_enabled
-    write[16] = 1;
-    write[17] = 1;
-    auto r = modem.request(c, enable.set_msg_id, write.data(), write.size());
+    std::vector<uint8_t> bad(enable.set_len, 0);
+    bad[0] = 1;
+    bad[1] = 2;  // volte_enabled
+    bad[16] = 1;
+    bad[17] = 1;
+    r = modem.request(sub0, enable.set_msg_id, bad.data(), bad.size());
     EXPECT_EQ(as<ims_settings_resp_hdr_v01>(r.response).result, mcxemu::kResultFailure);
     EXPECT_EQ(modem.storedSettings(0, 3), std::vector<uint8_t>(enable.set_len, 0));
 }
@@ -307,22 +305,6 @@ TEST_F(ModemEmulatorTest, Upload_OutOfOrderOrChangedCount_IsRejectedWithItsReaso
     segment(c, 12, 2, 2, true, doc, 2000);
     EXPECT_EQ(lastConfigStatus(c, 12), mcxemu::kConfigMixedEncoding);
     EXPECT_TRUE(modem.receivedConfigs(0).empty());
-}
-
-TEST_F(ModemEmulatorTest, Upload_SegmentWithBadLength_IsRefusedInSegStatus) {
-    uint64_t c = imss(0);
-    ims_settings_set_new_carrier_config_req_msg_v01 seg{};
-    seg.seq_num = 1;
-    seg.seg_count = 1;
-    seg.config_len = 2001;
-    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-        send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
-    EXPECT_EQ(resp.seg_status_valid, 1);
-    EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
-    seg.config_len = 0;
-    resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-        send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
-    EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
 }
 
 TEST_F(ModemEmulatorTest, AcsToken_AndTokenStatus_AreStoredPerSubscription) {
@@ -470,9 +452,21 @@ TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
     EXPECT_EQ(modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size()).delayMs, 0u);
 }
 
-TEST_F(ModemEmulatorTest, SegStatusFault_AbandonsTheUpload) {
+// A segment refused in its seg_status, for its length or by a fault, ends the
+// upload: the next segment is out of order.
+TEST_F(ModemEmulatorTest, Upload_RefusedSegment_IsReportedInSegStatusAndAbandonsTheUpload) {
     uint64_t c = imss(0);
     auto doc = imstest::patternBytes(5000);
+    for (uint32_t badLength : {2001u, 0u}) {
+        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+        seg.seq_num = 1;
+        seg.seg_count = 1;
+        seg.config_len = badLength;
+        auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+            send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
+        EXPECT_EQ(resp.seg_status_valid, 1);
+        EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
+    }
     ASSERT_EQ(segment(c, 8, 1, 3, false, doc, 0).status, 0);
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, {Kind::SegStatus, 0, 0, 2});
     auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(

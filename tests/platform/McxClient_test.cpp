@@ -44,29 +44,24 @@ struct Observed {
     }
 };
 
+// Records into the Observed behind `data`, with the calling thread, and wakes its waiters.
+template <typename F>
+void record(void* data, F&& f) {
+    auto* o = static_cast<Observed*>(data);
+    std::lock_guard<std::mutex> l(o->lock);
+    f(*o);
+    o->threads.push_back(tid());
+    o->cv.notify_all();
+}
 void notifyCb(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
-    o->notifyEvents.push_back(ev);
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.notifyEvents.push_back(ev); });
 }
-
 void errorCb(mcx_client_type, int err, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
-    o->errors.push_back(err);
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.errors.push_back(err); });
 }
-
 void indCb(mcx_client_type, unsigned int msgId, void* buf, unsigned int len, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
     auto* p = static_cast<uint8_t*>(buf);
-    o->indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len));
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len)); });
 }
 
 class McxClientTest : public ::testing::Test {

@@ -106,28 +106,20 @@ protected:
     std::vector<std::unique_ptr<TestSvc>> watchers;
 };
 
-TEST_F(ImsMcxSvcTest, ServiceAlreadyUp_IsBroughtUpOnTheLoopThread) {
-    TestSvc& svc = make(imss(), "Settings");
-    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]:  "));
-    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]: registerForMcxSvcUp "));
-    loop.start();
-    ASSERT_TRUE(handled("Settings", 1)) << log.dump();
-    EXPECT_EQ(svc.ups, 1);
-    EXPECT_EQ(svc.upTid, loop.loopTid());
-    EXPECT_TRUE(svc.hasClient());
-    EXPECT_FALSE(svc.hasNotifier()) << "the wait is over";
-    EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 1u);
-}
-
 TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByTheFirst_BothAgainAfterARestart) {
     TestSvc& first = make(imss(), "First");
+    EXPECT_TRUE(log.contains("ImsMcxSvc[First]:  "));
+    EXPECT_TRUE(log.contains("ImsMcxSvc[First]: registerForMcxSvcUp "));
     TestSvc& second = make(imsa(), "Second");
     ASSERT_TRUE(log.waitFor("ImsMcxSvc[Second]: Another Service up event processing ", 5s)) << log.dump();
     loop.start();
     ASSERT_TRUE(handled("First", 1));
-    EXPECT_EQ(first.ups, 1);
-    EXPECT_EQ(second.ups, 1);
-    EXPECT_EQ(second.upTid, loop.loopTid());
+    for (TestSvc* svc : {&first, &second}) {
+        EXPECT_EQ(svc->ups, 1);
+        EXPECT_EQ(svc->upTid, loop.loopTid());
+        EXPECT_TRUE(svc->hasClient());
+        EXPECT_FALSE(svc->hasNotifier()) << "the wait is over";
+    }
     EXPECT_EQ(log.count("ImsMcxSvc[Second]: handleImsSvcStatusEvent"), 0u)
         << "the queued one is never signalled through its own eventfd";
     {

@@ -18,7 +18,6 @@
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "emulator/ModemDaemon.h"
@@ -36,10 +35,15 @@ using mcxemu::wire::Writer;
 
 constexpr auto kWait = 10s;
 
-int connectTo(const std::string& path) {
+sockaddr_un addressOf(const std::string& path) {
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
     std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+    return addr;
+}
+
+int connectTo(const std::string& path) {
+    sockaddr_un addr = addressOf(path);
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
         close(fd);
@@ -61,6 +65,12 @@ bool closedByPeer(int fd) {
     }
     return false;
 }
+
+// A malformed frame and what it is.
+struct BadFrame {
+    const char* name;
+    std::vector<uint8_t> bytes;
+};
 
 // A raw frame: header fields as given, payload as given.
 std::vector<uint8_t> rawFrame(uint32_t type, uint32_t lengthField, const std::vector<uint8_t>& payload) {
@@ -119,9 +129,7 @@ TEST_F(DaemonSocketTest, Socket_IsOwnerOnlyWhateverTheUmask) {
 TEST_F(DaemonSocketTest, ExistingPath_OnlyAStaleSocketIsReplaced) {
     // A socket whose daemon is gone.
     int stale = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+    sockaddr_un addr = addressOf(path);
     ASSERT_EQ(bind(stale, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)), 0);
     close(stale);
     ASSERT_TRUE(daemon.start());
@@ -179,12 +187,8 @@ TEST_F(DaemonSocketTest, MalformedFrames_CloseOnlyTheirConnectionWithOneLineEach
     ASSERT_TRUE(daemon.start());
     int healthy = connectTo(path);
     ASSERT_GE(healthy, 0);
-    struct Case {
-        const char* name;
-        std::vector<uint8_t> bytes;
-    };
     const std::vector<uint8_t> eight(8, 0);
-    const Case cases[] = {
+    const BadFrame cases[] = {
             {"short Open", rawFrame(1, 4, {1, 0, 0, 0})},
             {"over-long Close", rawFrame(2, 12, std::vector<uint8_t>(12, 0))},
             {"Request without its message id", rawFrame(3, 12, std::vector<uint8_t>(12, 0))},
@@ -192,7 +196,7 @@ TEST_F(DaemonSocketTest, MalformedFrames_CloseOnlyTheirConnectionWithOneLineEach
             {"unknown type", rawFrame(99, 8, eight)},
             {"a daemon's frame type", rawFrame(16, 8, eight)},
     };
-    for (const Case& c : cases) {
+    for (const BadFrame& c : cases) {
         int fd = connectTo(path);
         ASSERT_GE(fd, 0) << c.name;
         ASSERT_EQ(send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL),
@@ -261,9 +265,7 @@ class FakeDaemon {
 public:
     explicit FakeDaemon(const std::string& path) {
         mListen = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un addr{};
-        addr.sun_family = AF_UNIX;
-        std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+        sockaddr_un addr = addressOf(path);
         unlink(path.c_str());
         bound = bind(mListen, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 &&
                 listen(mListen, 4) == 0;
@@ -311,12 +313,8 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
               MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &notices), MCX_NO_ERR);
 
-    struct Case {
-        const char* name;
-        std::vector<uint8_t> bytes;
-    };
     const std::vector<uint8_t> eight(8, 0);
-    const Case cases[] = {
+    const BadFrame cases[] = {
             {"short ServiceState", rawFrame(19, 4, {1, 0, 0, 0})},
             {"ServiceState neither up nor down", rawFrame(19, 8, Writer().u32(IMSS_SERVICE_ID_V01).u32(7).bytes())},
             {"over-long ConnectionLost", rawFrame(18, 12, std::vector<uint8_t>(12, 0))},
@@ -327,7 +325,7 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
             {"unknown type", rawFrame(0, 0, {})},
     };
     size_t seen = 0;
-    for (const Case& c : cases) {
+    for (const BadFrame& c : cases) {
         // Each case meets the library on its next connection to the "daemon".
         int fd = fake.acceptClient();
         ASSERT_GE(fd, 0) << c.name;

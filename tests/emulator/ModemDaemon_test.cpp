@@ -1,7 +1,6 @@
 // mcx-modemd as a real process behind the messaging library's daemon transport.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,24 +37,23 @@ struct Seen {
     }
 };
 
-void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
+// Records into the Seen behind `d` and wakes its waiters.
+template <typename F>
+void record(void* d, F&& f) {
     auto* s = static_cast<Seen*>(d);
     std::lock_guard<std::mutex> l(s->lock);
-    s->notify.push_back(ev);
+    f(*s);
     s->cv.notify_all();
+}
+void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
+    record(d, [&](Seen& s) { s.notify.push_back(ev); });
 }
 void onError(mcx_client_type, int err, void* d) {
-    auto* s = static_cast<Seen*>(d);
-    std::lock_guard<std::mutex> l(s->lock);
-    s->errors.push_back(err);
-    s->cv.notify_all();
+    record(d, [&](Seen& s) { s.errors.push_back(err); });
 }
 void onInd(mcx_client_type, unsigned int, void* buf, unsigned int len, void* d) {
-    auto* s = static_cast<Seen*>(d);
-    std::lock_guard<std::mutex> l(s->lock);
     auto* p = static_cast<uint8_t*>(buf);
-    s->indications.emplace_back(p, p + len);
-    s->cv.notify_all();
+    record(d, [&](Seen& s) { s.indications.emplace_back(p, p + len); });
 }
 
 mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }

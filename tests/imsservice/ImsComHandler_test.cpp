@@ -6,9 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <future>
 #include <mutex>
 #include <string>
@@ -83,17 +81,25 @@ protected:
         power_host::reset();
     }
     void TearDown() override { power_host::useSysfsDir(""); }
-};
 
-TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder) {
     LogCapture log;
     ImsCom com;
     TestTimer timer;
+};
+
+TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder) {
     Recorder<1> h(com, timer);
     EXPECT_TRUE(log.contains("imsComHandler: ctor fd[" + std::to_string(h.eventFd()) + "]"));
 
     h.post(1, "one");
     EXPECT_TRUE(power_host::isWakeLockHeld(kLock));  // taken by the first post
+    // ... which arms a guard timer of a second.
+    ASSERT_EQ(timer.size(), 1u);
+    int left = timer.timeUntilNextEvent();
+    EXPECT_GT(left, 900);
+    EXPECT_LE(left, 1000);
+    EXPECT_TRUE(log.contains("delay:1000ms")) << log.dump();
+    EXPECT_NE(Recorder<1>::wakeLock().guardTimerId(), 0);
     h.post(2, "two");
     h.post(3, "three");
     EXPECT_EQ(power_host::acquireCount(), 1);
@@ -114,7 +120,6 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
 }
 
 TEST_F(ImsComHandlerTest, PostDuringABatch_WaitsAndIsHandledAtTheNextSignal) {
-    LogCapture log;
     LoopThread loop;
     Recorder<2> h(loop.com(), loop.timer());
     std::promise<void> inBatch;
@@ -144,26 +149,9 @@ TEST_F(ImsComHandlerTest, PostDuringABatch_WaitsAndIsHandledAtTheNextSignal) {
     EXPECT_EQ(cbStartsSeen[1], cbStartsSeen[0] + 1);  // a second cb call handled item 2
 }
 
-TEST_F(ImsComHandlerTest, FirstPost_ArmsTheThousandMillisecondGuardTimer) {
-    LogCapture log;
-    ImsCom com;
-    TestTimer timer;
-    Recorder<3> h(com, timer);
-    h.post(1);
-    ASSERT_EQ(timer.size(), 1u);
-    int left = timer.timeUntilNextEvent();
-    EXPECT_GT(left, 900);
-    EXPECT_LE(left, 1000);
-    EXPECT_TRUE(log.contains("delay:1000ms")) << log.dump();
-    EXPECT_NE(Recorder<3>::wakeLock().guardTimerId(), 0);
-}
-
 // The guard keeps the lock for another second while posts keep arriving and
 // releases it after a quiet second when the loop did not.
 TEST_F(ImsComHandlerTest, GuardTimer_RepeatsWhilePostsArriveThenReleases) {
-    LogCapture log;
-    ImsCom com;
-    TestTimer timer;
     Recorder<4> h(com, timer);
     h.post(1);
     h.post(2);  // held already: counted
@@ -191,8 +179,6 @@ TEST_F(ImsComHandlerTest, GuardTimer_RepeatsWhilePostsArriveThenReleases) {
 // Once the loop has released the lock before the guard fired, the guard keeps
 // its old id and later posts arm no new guard: the loop alone releases.
 TEST_F(ImsComHandlerTest, GuardAfterLoopRelease_LeavesNoGuardForLaterPosts) {
-    ImsCom com;
-    TestTimer timer;
     Recorder<5> h(com, timer);
     h.post(1);
     int guardId = Recorder<5>::wakeLock().guardTimerId();
@@ -213,9 +199,6 @@ TEST_F(ImsComHandlerTest, GuardAfterLoopRelease_LeavesNoGuardForLaterPosts) {
 }
 
 TEST_F(ImsComHandlerTest, FailedSignal_ReleasesTheLockAndKeepsTheItem) {
-    LogCapture log;
-    ImsCom com;
-    TestTimer timer;
     Recorder<6> h(com, timer);
     // An eventfd refuses a write that would overflow its counter.
     uint64_t nearlyFull = 0xfffffffffffffffeULL;
@@ -232,9 +215,6 @@ TEST_F(ImsComHandlerTest, FailedSignal_ReleasesTheLockAndKeepsTheItem) {
 }
 
 TEST_F(ImsComHandlerTest, WakeLockFailures_AreLoggedAndStateKept) {
-    LogCapture log;
-    ImsCom com;
-    TestTimer timer;
     Recorder<7> h(com, timer);
     power_host::failNextAcquire(EIO);
     h.post(1);
@@ -250,9 +230,6 @@ TEST_F(ImsComHandlerTest, WakeLockFailures_AreLoggedAndStateKept) {
 }
 
 TEST_F(ImsComHandlerTest, SignalWithEmptyQueue_StillReleasesAndLogsStartAndEnd) {
-    LogCapture log;
-    ImsCom com;
-    TestTimer timer;
     Recorder<8> h(com, timer);
     uint64_t one = 1;
     ASSERT_EQ(write(h.eventFd(), &one, sizeof(one)), 8);
@@ -264,8 +241,6 @@ TEST_F(ImsComHandlerTest, SignalWithEmptyQueue_StillReleasesAndLogsStartAndEnd) 
 }
 
 TEST_F(ImsComHandlerTest, Destruction_UnregistersTheEventFd) {
-    ImsCom com;
-    TestTimer timer;
     int fd;
     {
         Recorder<9> h(com, timer);

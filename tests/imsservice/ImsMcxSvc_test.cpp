@@ -106,28 +106,20 @@ protected:
     std::vector<std::unique_ptr<TestSvc>> watchers;
 };
 
-TEST_F(ImsMcxSvcTest, ServiceAlreadyUp_IsBroughtUpOnTheLoopThread) {
-    TestSvc& svc = make(imss(), "Settings");
-    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]:  "));
-    EXPECT_TRUE(log.contains("ImsMcxSvc[Settings]: registerForMcxSvcUp "));
-    loop.start();
-    ASSERT_TRUE(handled("Settings", 1)) << log.dump();
-    EXPECT_EQ(svc.ups, 1);
-    EXPECT_EQ(svc.upTid, loop.loopTid());
-    EXPECT_TRUE(svc.hasClient());
-    EXPECT_FALSE(svc.hasNotifier()) << "the wait is over";
-    EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 1u);
-}
-
-TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByTheFirst) {
+TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByTheFirst_BothAgainAfterARestart) {
     TestSvc& first = make(imss(), "First");
+    EXPECT_TRUE(log.contains("ImsMcxSvc[First]:  "));
+    EXPECT_TRUE(log.contains("ImsMcxSvc[First]: registerForMcxSvcUp "));
     TestSvc& second = make(imsa(), "Second");
     ASSERT_TRUE(log.waitFor("ImsMcxSvc[Second]: Another Service up event processing ", 5s)) << log.dump();
     loop.start();
     ASSERT_TRUE(handled("First", 1));
-    EXPECT_EQ(first.ups, 1);
-    EXPECT_EQ(second.ups, 1);
-    EXPECT_EQ(second.upTid, loop.loopTid());
+    for (TestSvc* svc : {&first, &second}) {
+        EXPECT_EQ(svc->ups, 1);
+        EXPECT_EQ(svc->upTid, loop.loopTid());
+        EXPECT_TRUE(svc->hasClient());
+        EXPECT_FALSE(svc->hasNotifier()) << "the wait is over";
+    }
     EXPECT_EQ(log.count("ImsMcxSvc[Second]: handleImsSvcStatusEvent"), 0u)
         << "the queued one is never signalled through its own eventfd";
     {
@@ -136,12 +128,17 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     }
     // The flag was cleared: after a modem restart both come up once more
     // (one of them signalled, the other queued again or signalled itself).
+    // The old connections are released and the loss is handled on the loop.
     modem.restart();
     ASSERT_TRUE(waitForBringUps(4) && loop.waitUntilIdle());
-    EXPECT_EQ(first.downs, 1);
-    EXPECT_EQ(second.downs, 1);
-    EXPECT_EQ(first.ups, 2);
-    EXPECT_EQ(second.ups, 2);
+    for (TestSvc* svc : {&first, &second}) {
+        EXPECT_EQ(svc->downs, 1);
+        EXPECT_EQ(svc->downTid, loop.loopTid());
+        EXPECT_EQ(svc->ups, 2);
+    }
+    EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 1u);
+    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
+    EXPECT_TRUE(log.contains("ims/rcs/libimsrcs-v2/imsservice/ImsMcxSvc:"));
 }
 
 TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedBeforeItsBringUp_LaterWatchersAreStillBroughtUp) {
@@ -184,20 +181,6 @@ TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakes
     ASSERT_TRUE(handled("Later", 1)) << log.dump();
     EXPECT_EQ(later.ups, 1);
     EXPECT_FALSE(log.contains("ImsMcxSvc[Later]: Another Service up event processing "));
-}
-
-TEST_F(ImsMcxSvcTest, ModemRestart_BringsTheClientDownThenUpAgain) {
-    TestSvc& svc = make(imsa(), "App");
-    loop.start();
-    ASSERT_TRUE(handled("App", 1));
-    modem.restart();
-    ASSERT_TRUE(handled("App", 1, 2)) << log.dump();
-    EXPECT_TRUE(log.contains("ims/rcs/libimsrcs-v2/imsservice/ImsMcxSvc:"));
-    EXPECT_EQ(log.count("handleImsSvcStatusEvent Service Up event 2 "), 1u);
-    EXPECT_EQ(svc.downs, 1);
-    EXPECT_EQ(svc.downTid, loop.loopTid());
-    EXPECT_EQ(svc.ups, 2);
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u) << "the old connection was released";
 }
 
 TEST_F(ImsMcxSvcTest, UpAndErrorBeforeTheLoopReads_SumTo3AndAreIgnored) {

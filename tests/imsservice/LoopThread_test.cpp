@@ -8,11 +8,9 @@
 
 #include <atomic>
 #include <future>
-#include <thread>
 #include <vector>
 
 #include "imsservice/ImsComHandler.h"
-#include "support/LogCapture.h"
 
 namespace {
 

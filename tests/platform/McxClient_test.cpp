@@ -21,6 +21,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using Kind = mcxemu::MessageFault::Kind;
 
 int tid() { return static_cast<int>(syscall(SYS_gettid)); }
 
@@ -43,29 +44,24 @@ struct Observed {
     }
 };
 
+// Records into the Observed behind `data`, with the calling thread, and wakes its waiters.
+template <typename F>
+void record(void* data, F&& f) {
+    auto* o = static_cast<Observed*>(data);
+    std::lock_guard<std::mutex> l(o->lock);
+    f(*o);
+    o->threads.push_back(tid());
+    o->cv.notify_all();
+}
 void notifyCb(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
-    o->notifyEvents.push_back(ev);
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.notifyEvents.push_back(ev); });
 }
-
 void errorCb(mcx_client_type, int err, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
-    o->errors.push_back(err);
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.errors.push_back(err); });
 }
-
 void indCb(mcx_client_type, unsigned int msgId, void* buf, unsigned int len, void* data) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
     auto* p = static_cast<uint8_t*>(buf);
-    o->indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len));
-    o->threads.push_back(tid());
-    o->cv.notify_all();
+    record(data, [&](Observed& o) { o.indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len)); });
 }
 
 class McxClientTest : public ::testing::Test {
@@ -129,15 +125,10 @@ TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem)
 
 TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
     mcx_client_type h = open(imss());
-    mcxemu::MessageFault transport;
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, transport);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {});
     EXPECT_EQ(bind(h, 0), MCX_ERR_TRANSPORT);
 
-    mcxemu::MessageFault header;
-    header.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    header.result = 1;
-    header.error = 9;
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, header);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::ResponseHeader, 1, 9});
     ims_settings_bind_subscription_req_msg_v01 req{0};
     ims_settings_bind_subscription_resp_msg_v01 resp{};
     EXPECT_EQ(mcx_client_send_msg_sync(h, 0x98, &req, 4, &resp, 16, 1000), MCX_NO_ERR);
@@ -148,28 +139,22 @@ TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
 
 TEST_F(McxClientTest, SendMsgSync_AnswerDelayedPastTimeout_ReturnsTimeoutWithoutWaitingForIt) {
     mcx_client_type h = open(imss());
-    mcxemu::MessageFault delay;
-    delay.kind = mcxemu::MessageFault::Kind::Delay;
-    delay.delayMs = 60000;
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(bind(h, 0, 200), MCX_ERR_TIMEOUT);
     auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, 200ms);
     EXPECT_LT(waited, 30000ms) << "the timeout, not the modem's delay, ends the wait";
 
-    delay.delayMs = 20;  // an answer late but within the timeout arrives
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    // An answer late but within the timeout arrives.
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 20});
     EXPECT_EQ(bind(h, 0, 1000), MCX_NO_ERR);
     mcx_client_release(h);
 }
 
 TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
     mcx_client_type h = open(imss());
-    mcxemu::MessageFault delay;
-    delay.kind = mcxemu::MessageFault::Kind::Delay;
-    delay.delayMs = 60000;
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, delay);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
     std::thread restart([&] {
         ASSERT_TRUE(modem.waitForRequests(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, 1, 5000ms));
         modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
@@ -186,35 +171,32 @@ TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
 }
 
 TEST_F(McxClientTest, Notifier_ReportsServiceUp_WhenAlreadyUpAndWhenItComesBack) {
-    Observed o;
-    mcx_client_type n = nullptr;
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    Observed a, s;
+    mcx_client_type na = nullptr, ns = nullptr;
     mcx_client_os_params os{};
-    ASSERT_EQ(mcx_client_notifier_init(imsa(), &os, &n), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(n, notifyCb, &o), MCX_NO_ERR);
-    ASSERT_TRUE(o.waitUntil([&] { return o.notifyEvents.size() == 1; }));
-    EXPECT_EQ(o.notifyEvents[0], MCX_CLIENT_SERVICE_COUNT_INC);
+    ASSERT_EQ(mcx_client_notifier_init(imsa(), &os, &na), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(na, notifyCb, &a), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &ns), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(ns, notifyCb, &s), MCX_NO_ERR);
+    ASSERT_TRUE(a.waitUntil([&] { return a.notifyEvents.size() == 1; }));
+    EXPECT_EQ(a.notifyEvents[0], MCX_CLIENT_SERVICE_COUNT_INC);
+
+    // Registered while its service was down: told only once it comes up.
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
+    ASSERT_TRUE(s.waitUntil([&] { return !s.notifyEvents.empty(); }));
+    EXPECT_EQ(s.notifyEvents, std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC});
 
     modem.restart();
-    ASSERT_TRUE(o.waitUntil([&] { return o.notifyEvents.size() == 3; }));
-    EXPECT_EQ(o.notifyEvents[1], MCX_CLIENT_SERVICE_COUNT_DEC);
-    EXPECT_EQ(o.notifyEvents[2], MCX_CLIENT_SERVICE_COUNT_INC);
-    for (int t : o.threads) EXPECT_NE(t, tid()) << "callbacks run on the library's thread";
-    EXPECT_EQ(mcx_client_release(n), MCX_NO_ERR);
+    ASSERT_TRUE(a.waitUntil([&] { return a.notifyEvents.size() == 3; }));
+    EXPECT_EQ(a.notifyEvents[1], MCX_CLIENT_SERVICE_COUNT_DEC);
+    EXPECT_EQ(a.notifyEvents[2], MCX_CLIENT_SERVICE_COUNT_INC);
+    for (int t : a.threads) EXPECT_NE(t, tid()) << "callbacks run on the library's thread";
+    EXPECT_EQ(mcx_client_release(na), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_release(ns), MCX_NO_ERR);
 }
 
-TEST_F(McxClientTest, Notifier_RegisteredWhileServiceDown_ReportsOnlyWhenItComesUp) {
-    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
-    Observed o;
-    mcx_client_type n = nullptr;
-    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &n), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(n, notifyCb, &o), MCX_NO_ERR);
-    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
-    ASSERT_TRUE(o.waitUntil([&] { return !o.notifyEvents.empty(); }));
-    EXPECT_EQ(o.notifyEvents, std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC});
-    mcx_client_release(n);
-}
-
-TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread) {
+TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredAfterTheLoss) {
     Observed o, barrier;
     mcx_client_type h = open(imss());
     ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
@@ -222,6 +204,15 @@ TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread) {
     ASSERT_TRUE(o.waitUntil([&] { return !o.errors.empty(); }));
     EXPECT_EQ(o.errors[0], MCX_ERR_SERVICE_GONE);
     EXPECT_NE(o.threads[0], tid());
+
+    // A handle lost before its callback is registered still hears of it.
+    Observed late;
+    mcx_client_type lost = open(imss());
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
+    ASSERT_EQ(mcx_client_register_error_cb(lost, errorCb, &late), MCX_NO_ERR);
+    ASSERT_TRUE(late.waitUntil([&] { return late.errors.size() == 1; }));
+    mcx_client_release(lost);
+    modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
 
     // A second loss and a late re-registration do not report the lost handle again.
     mcx_client_type second = open(imss());
@@ -235,15 +226,6 @@ TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread) {
     EXPECT_EQ(o.errors.size(), 1u);
     mcx_client_release(h);
     mcx_client_release(second);
-}
-
-TEST_F(McxClientTest, ErrorCallback_RegisteredAfterTheLoss_StillReportsIt) {
-    Observed o;
-    mcx_client_type h = open(imss());
-    modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
-    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
-    ASSERT_TRUE(o.waitUntil([&] { return o.errors.size() == 1; }));
-    mcx_client_release(h);
 }
 
 TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLength) {

@@ -122,44 +122,27 @@ TEST_P(GroupTest, Register_SendsGroupPairAndDeliversChangesOnLoopThread) {
     EXPECT_TRUE(onLoopThread);
 }
 
-TEST_P(GroupTest, Write_ResponseHeaderErrorsFail) {
+TEST_P(GroupTest, Failures_FailTheWriteAndAnswerTheReadNull) {
     const auto& g = group(GetParam());
     startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 0;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.set_msg_id, fault);
+    // An error in either half of the response header fails a write.
+    fail(g.set_msg_id, {K::ResponseHeader, 0, 3});
     auto first = write(g.set_msg_id, fullMessage(g, 1));
     ASSERT_TRUE(first->waitForCount(1));
-    fault.result = 1;
-    fault.error = 0;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.set_msg_id, fault);
+    fail(g.set_msg_id, {K::ResponseHeader, 1, 0});
     auto second = write(g.set_msg_id, fullMessage(g, 1));
     ASSERT_TRUE(second->waitForCount(1));
     EXPECT_EQ(first->values(), std::vector<bool>{false});
     EXPECT_EQ(second->values(), std::vector<bool>{false});
     EXPECT_EQ(mLog.count("ImsMcxSettings::SendSettingOnThread,failed to send settings in imssclient"),
               2u);
-}
 
-TEST_P(GroupTest, Read_FailuresAnswerNull) {
-    const auto& g = group(GetParam());
-    startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 0;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.get_msg_id, fault);
-    auto first = read(g.get_msg_id);
-    ASSERT_TRUE(first->waitForCount(1));
-    fault.kind = mcxemu::MessageFault::Kind::Transport;
-    modem().failMessage(IMSS_SERVICE_ID_V01, g.get_msg_id, fault);
-    auto second = read(g.get_msg_id);
-    ASSERT_TRUE(second->waitForCount(1));
-    for (const auto& r : {first->values()[0], second->values()[0]}) {
-        EXPECT_EQ(r.msgId, static_cast<int>(g.get_msg_id));
-        EXPECT_FALSE(r.hasData);
+    for (K kind : {K::ResponseHeader, K::Transport}) {
+        fail(g.get_msg_id, {kind, 0, 3});
+        auto got = read(g.get_msg_id);
+        ASSERT_TRUE(got->waitForCount(1));
+        EXPECT_EQ(got->values()[0].msgId, static_cast<int>(g.get_msg_id));
+        EXPECT_FALSE(got->values()[0].hasData);
     }
 }
 
@@ -182,15 +165,20 @@ TEST_F(SettingsTest, Settings_WrongMessageIds_FailWithoutSending) {
     EXPECT_TRUE(requestsOf(IMSS_SET_PRESENCE_CONFIG_V01).empty());
 }
 
-TEST_F(SettingsTest, Read_BeforeSubscribeToSub_NeverAnswers) {
+// Without subscribeToSub the subscription has no connection: every kind of
+// request is dropped with a line, nothing reaches the modem, nobody is answered.
+TEST_F(SettingsTest, Requests_OnSubscriptionWithoutConnection_SendNothingAndNeverAnswer) {
     startAndSubscribe();
+    modem().clearRequests();
     auto r = read(IMSS_GET_USER_AGENT_CONFIG_V01, 1);
     auto w = write(IMSS_SET_USER_AGENT_CONFIG_V01, fullMessage(group(2), 1), 1);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait, 2));
+    auto up = upload(documentBytes(10), false, 1);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait, 3));
+    auto token = sendToken("tok", 1);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sendAppTokenData end ", kWait));
     ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(r->size(), 0u);
-    EXPECT_EQ(w->size(), 0u);
-    EXPECT_TRUE(requestsOf(IMSS_GET_USER_AGENT_CONFIG_V01).empty());
+    EXPECT_EQ(r->size() + w->size() + up->size() + token->size(), 0u);
+    EXPECT_TRUE(modem().requests().empty());
 }
 
 TEST_F(SettingsTest, Requests_OnSecondSubscription_UseItsOwnStore) {
@@ -236,25 +224,21 @@ TEST_F(SettingsTest, Register_Twice_KeepsFirstListener_DeregisterRemovesIt) {
     EXPECT_EQ(first->size(), 1u);
 }
 
-TEST_F(SettingsTest, Register_UnknownGroup_SendsAllZeroRegistration) {
+TEST_F(SettingsTest, Register_UnknownGroupOrTransportFailure_IsOnlyLogged) {
     startAndSubscribe();
-    auto changes = registerFor(7);
+    auto unknown = registerFor(7);
     ASSERT_TRUE(mLog.waitFor("UpdateSettingOnThread: registration for indication,errorcode: ", kWait));
     EXPECT_TRUE(mLog.contains("UpdateSettingOnThread: registration for indication default"));
     auto regs = requestsOf(IMSS_CONFIG_IND_REGISTER_V01);
     ASSERT_EQ(regs.size(), 1u);
-    EXPECT_EQ(regs[0].data, std::vector<uint8_t>(IMSS_CONFIG_IND_REG_LEN_V01, 0));
-}
+    EXPECT_EQ(regs[0].data, std::vector<uint8_t>(IMSS_CONFIG_IND_REG_LEN_V01, 0));  // nothing asked
 
-TEST_F(SettingsTest, Register_TransportFailure_IsOnlyLogged) {
-    startAndSubscribe();
-    mcxemu::MessageFault fault;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_CONFIG_IND_REGISTER_V01, fault);
-    auto changes = registerFor(0);
+    fail(IMSS_CONFIG_IND_REGISTER_V01, {});
+    auto failed = registerFor(0);
     ASSERT_TRUE(mLog.waitFor(
         "ImsMcxSettings::UpdateSettingOnThread,failed to receive settings in imssclient", kWait));
     EXPECT_TRUE(mLog.contains("registration for indication failed "));
-    EXPECT_EQ(changes->size(), 0u);
+    EXPECT_EQ(unknown->size() + failed->size(), 0u);
 }
 
 struct TokenCase {
@@ -305,17 +289,12 @@ INSTANTIATE_TEST_SUITE_P(Lengths, TokenTest,
 
 TEST_F(SettingsTest, SendAppToken_ResponseHeaderRule) {
     startAndSubscribe();
-    auto answerWith = [&](mcxemu::MessageFault::Kind kind, int32_t result, int32_t error) {
-        mcxemu::MessageFault fault;
-        fault.kind = kind;
-        fault.result = result;
-        fault.error = error;
-        modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_ACS_TOKEN_V01, fault);
+    auto answerWith = [&](K kind, int32_t result, int32_t error) {
+        fail(IMSS_SET_ACS_TOKEN_V01, {kind, result, error});
         auto answer = sendToken("tok");
         EXPECT_TRUE(answer->waitForCount(1));
         return answer->size() == 1 && answer->values()[0];
     };
-    using K = mcxemu::MessageFault::Kind;
     // A result without an error passes; an error without a result passes too.
     EXPECT_TRUE(answerWith(K::ResponseHeader, 1, 0));
     EXPECT_TRUE(answerWith(K::ResponseHeader, 0, 3));
@@ -325,16 +304,7 @@ TEST_F(SettingsTest, SendAppToken_ResponseHeaderRule) {
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::sendAppTokenOnThread,failed to send settings in McxImssClient"));
 }
 
-TEST_F(SettingsTest, SendAppToken_WithoutConnection_NeverAnswers) {
-    startAndSubscribe();
-    auto answer = sendToken("tok", 1);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sendAppTokenData end ", kWait));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(answer->size(), 0u);
-    EXPECT_TRUE(requestsOf(IMSS_SET_ACS_TOKEN_V01).empty());
-}
-
-TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId) {
+TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId_FailuresAreOnlyLogged) {
     startAndSubscribe();
     onLoop([&] { EXPECT_TRUE(mSettings->sendTokenFetchStatus(0, 77, 2, 5)); });
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::sendAppTokenStatusOnThread, sent successfully", kWait));
@@ -351,15 +321,9 @@ TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId) {
     ASSERT_EQ(statuses.size(), 1u);
     EXPECT_EQ(statuses[0].statusCode, 5);
     EXPECT_EQ(statuses[0].requestId, 77);
-}
 
-TEST_F(SettingsTest, SendTokenFetchStatus_Failures_AreOnlyLogged) {
-    startAndSubscribe();
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 1;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_UPDATE_ACS_TOKEN_STATUS_V01, fault);
+    // An error header, and a subscription without a connection.
+    fail(IMSS_UPDATE_ACS_TOKEN_STATUS_V01, {K::ResponseHeader, 1, 3});
     onLoop([&] {
         mSettings->sendTokenFetchStatus(0, 1, 0, 1);
         mSettings->sendTokenFetchStatus(1, 2, 0, 1);
@@ -368,7 +332,8 @@ TEST_F(SettingsTest, SendTokenFetchStatus_Failures_AreOnlyLogged) {
         "ImsMcxSettings::sendAppTokenStatusOnThread,failed to send settings in McxImssClient",
         kWait, 2));
     EXPECT_TRUE(mLog.contains("Sending of RCS configuration failed. RetVal: 0"));
-    EXPECT_EQ(requestsOf(IMSS_UPDATE_ACS_TOKEN_STATUS_V01).size(), 1u);
+    EXPECT_EQ(requestsOf(IMSS_UPDATE_ACS_TOKEN_STATUS_V01).size(), 2u);
+    EXPECT_EQ(modem().tokenStatuses(0).size(), 1u);
 }
 
 // A modem that holds its answer past the 1000 ms every request waits: each
@@ -386,10 +351,7 @@ class TimeoutTest : public SettingsTest, public ::testing::WithParamInterface<Ti
 TEST_P(TimeoutTest, ModemAnswerLaterThanTheTimeout_FailsThatRequestOnly) {
     const TimeoutCase& c = GetParam();
     startAndSubscribe();
-    mcxemu::MessageFault slow;
-    slow.kind = mcxemu::MessageFault::Kind::Delay;
-    slow.delayMs = 3000;
-    modem().failMessage(IMSS_SERVICE_ID_V01, c.msgId, slow);
+    fail(c.msgId, {K::Delay, 0, 0, 0, 3000});
     const auto& presence = group(0);
     std::shared_ptr<Recorder<bool>> answer;
     std::shared_ptr<Recorder<ReadResult>> readAnswer;

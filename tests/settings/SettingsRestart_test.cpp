@@ -1,9 +1,6 @@
 // A modem restart while requests are in flight: the client comes back, its
 // maps are emptied and its counters start again from the seed.
-#include <cstring>
-
 #include "SettingsTestFixture.h"
-#include "mcx_host.h"
 
 namespace settingstest {
 namespace {
@@ -13,18 +10,11 @@ using S = ServiceStatus;
 const std::vector<S> kRestarted{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN, S::NOT_SUPPORTED,
                                 S::AVAILABLE};
 
-void holdBack(uint32_t msgId) {
-    mcxemu::MessageFault slow;
-    slow.kind = mcxemu::MessageFault::Kind::Delay;
-    slow.delayMs = 800;
-    mcx_host_embedded_modem().failMessage(IMSS_SERVICE_ID_V01, msgId, slow);
-}
-
 TEST_F(SettingsTest, Restart_MidUpload_DropsCallbackAndStartsAgainFromSeed) {
     startAndSubscribe();
     auto before = upload(documentBytes(1), false);
     ASSERT_TRUE(before->waitForCount(1));
-    holdBack(IMSS_SET_NEW_CARRIER_CONFIG_V01);
+    fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::Delay, 0, 0, 0, 800});
     auto interrupted = upload(documentBytes(6001), false);
     ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, 2,
                                         kWait));
@@ -62,7 +52,7 @@ TEST_F(SettingsTest, Restart_MidRead_AnswersNullAndReseedsRequestKeys) {
     startAndSubscribe();
     auto changes = registerFor(1);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
-    holdBack(IMSS_GET_STANDALONE_MSG_CONFIG_V01);
+    fail(IMSS_GET_STANDALONE_MSG_CONFIG_V01, {K::Delay, 0, 0, 0, 800});
     auto first = read(IMSS_GET_STANDALONE_MSG_CONFIG_V01);
     ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, IMSS_GET_STANDALONE_MSG_CONFIG_V01,
                                         1, kWait));

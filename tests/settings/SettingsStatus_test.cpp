@@ -9,32 +9,37 @@ namespace {
 
 using S = ServiceStatus;
 
-TEST_F(SettingsTest, SvcUp_WhenModemAcceptsCarrierConfig_ReportsNotSupportedThenAvailable) {
+// The second report says whether the modem takes carrier configuration: only
+// a supported-messages answer that lists it makes the service available.
+struct SvcUpCase {
+    const char* name;
+    bool listed;
+    bool requestFails;
+    S second;
+};
+
+class SvcUpTest : public SettingsTest, public ::testing::WithParamInterface<SvcUpCase> {};
+
+TEST_P(SvcUpTest, SvcUp_ReportsNotSupportedThenWhatTheSupportedMessagesSay) {
+    const SvcUpCase& c = GetParam();
+    modem().setCarrierConfigSupported(c.listed);
+    if (c.requestFails) fail(IMSS_GET_SUPPORTED_MSGS_V01, {});
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
     ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE}));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings: Carrier config is enabled"));
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, c.second}));
     EXPECT_EQ(requestsOf(IMSS_GET_SUPPORTED_MSGS_V01).size(), 1u);
+    if (!c.requestFails) {
+        EXPECT_TRUE(mLog.contains(std::string("ImsMcxSettings: Carrier config is ") +
+                                  (c.listed ? "enabled" : "disabled")));
+    }
 }
 
-TEST_F(SettingsTest, SvcUp_WhenBitmapLacksCarrierConfig_ReportsNotSupportedThenModemUp) {
-    modem().setCarrierConfigSupported(false);
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::MODEM_UP}));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings: Carrier config is disabled"));
-}
-
-TEST_F(SettingsTest, SvcUp_WhenSupportedMessagesRequestFails_ReportsModemUp) {
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::Transport;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_GET_SUPPORTED_MSGS_V01, fault);
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::MODEM_UP}));
-}
+INSTANTIATE_TEST_SUITE_P(Answers, SvcUpTest,
+                         ::testing::Values(SvcUpCase{"Listed", true, false, S::AVAILABLE},
+                                           SvcUpCase{"NotListed", false, false, S::MODEM_UP},
+                                           SvcUpCase{"RequestFails", true, true, S::MODEM_UP}),
+                         [](const ::testing::TestParamInfo<SvcUpCase>& info) { return std::string(info.param.name); });
 
 TEST_F(SettingsTest, SvcUp_Again_WithConnectionOpen_ReportsNotSupportedOnly) {
     startClient();
@@ -62,19 +67,12 @@ TEST_F(SettingsTest, SvcUp_WhenServiceNotFound_ReportsNotSupportedOnly) {
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::Error get IMS Settings service."));
 }
 
-TEST_F(SettingsTest, ServiceDownAndUp_ReportsModemDownThenComesBack) {
+TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
-    modem().restart();
-    ASSERT_TRUE(waitForStatuses(5));
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN,
-                                          S::NOT_SUPPORTED, S::AVAILABLE}));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings::modemDown:registerForMcxSvcUp"));
-}
-
-TEST_F(SettingsTest, SubscribeToSub_BindsEachSubscriptionOnce) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
+    EXPECT_FALSE(subscribe(2));
+    EXPECT_FALSE(subscribe(-1));
+    EXPECT_TRUE(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).empty());
     EXPECT_TRUE(subscribe(0));
     EXPECT_TRUE(subscribe(1));
     EXPECT_TRUE(subscribe(1));
@@ -89,35 +87,17 @@ TEST_F(SettingsTest, SubscribeToSub_BindsEachSubscriptionOnce) {
     EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
 }
 
-TEST_F(SettingsTest, SubscribeToSub_OutOfRange_ReturnsFalseAndOpensNothing) {
+TEST_F(SettingsTest, SubscribeToSub_BindFailure_KeepsTheClient_ErrorHeaderStillSucceeds) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
-    EXPECT_FALSE(subscribe(2));
-    EXPECT_FALSE(subscribe(-1));
-    EXPECT_TRUE(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).empty());
-    EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 1u);
-}
-
-TEST_F(SettingsTest, SubscribeToSub_WhenBindFails_KeepsClientAndLaterAnswersTrue) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    mcxemu::MessageFault fault;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, fault);
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {});
     EXPECT_FALSE(subscribe(0));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
-    EXPECT_TRUE(subscribe(0));
+    EXPECT_TRUE(subscribe(0));  // the connection was kept: no second bind
     EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
-}
 
-TEST_F(SettingsTest, SubscribeToSub_BindAnsweredWithErrorHeader_StillSucceeds) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    mcxemu::MessageFault fault;
-    fault.kind = mcxemu::MessageFault::Kind::ResponseHeader;
-    fault.result = 1;
-    fault.error = 3;
-    modem().failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, fault);
-    EXPECT_TRUE(subscribe(0));
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {K::ResponseHeader, 1, 3});
+    EXPECT_TRUE(subscribe(1));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
 }
 
@@ -160,7 +140,6 @@ TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
     onLoop([&] {
         imssCallbackData_s ev{7, 0, nullptr};
         mSettings->handleEvent(ev);
-        mSettings->processMcxInd(0x55, malloc(8));
         mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, nullptr);
         // A verdict for a token nobody is waiting for.
         auto* ind = static_cast<ims_settings_carrier_config_status_ind_msg_v01*>(
@@ -170,7 +149,6 @@ TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
         mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, ind);
     });
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::handleEvent unhandled event: 7"));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings :DecodedData is null"));
     EXPECT_EQ(mLog.count("ImsMcxSettings :DecodedData->ref_num["), 2u);
     EXPECT_EQ(answer->size(), 1u);

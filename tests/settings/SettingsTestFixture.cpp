@@ -38,6 +38,15 @@ std::vector<uint8_t> gzipWithName(const std::vector<uint8_t>& original, const st
     return out;
 }
 
+// What a read or change callback handed over: `len` bytes of it, if any.
+ReadResult resultOf(int id, const void* data, size_t len) {
+    ReadResult r;
+    r.msgId = id;
+    r.hasData = data != nullptr;
+    if (data != nullptr) r.data.assign(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + len);
+    return r;
+}
+
 }  // namespace
 
 std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original) {
@@ -126,14 +135,7 @@ std::shared_ptr<Recorder<ReadResult>> SettingsTest::read(uint32_t msgId, int sub
     const imss_settings_group_v01* group = imss_settings_group_by_msg_id(msgId);
     void* buf = calloc(1, group != nullptr ? group->get_resp_len : 16);
     auto cb = [rec, group](int id, void* data) {
-        ReadResult r;
-        r.msgId = id;
-        r.hasData = data != nullptr;
-        if (data != nullptr && group != nullptr) {
-            const auto* bytes = static_cast<const uint8_t*>(data);
-            r.data.assign(bytes, bytes + group->get_resp_len);
-        }
-        rec->add(std::move(r));
+        rec->add(resultOf(id, data, group != nullptr ? group->get_resp_len : 0));
     };
     onLoop([&] {
         EXPECT_TRUE(mSettings->receiveRcsSettings(cb, sub, static_cast<int>(msgId), buf));
@@ -144,15 +146,8 @@ std::shared_ptr<Recorder<ReadResult>> SettingsTest::read(uint32_t msgId, int sub
 std::shared_ptr<Recorder<ReadResult>> SettingsTest::registerFor(int group, int sub) {
     auto rec = std::make_shared<Recorder<ReadResult>>();
     auto cb = [rec](int id, void* data) {
-        ReadResult r;
-        r.msgId = id;
-        r.hasData = data != nullptr;
         const imss_settings_group_v01* g = imss_settings_group_by_id(id);
-        if (data != nullptr && g != nullptr) {
-            const auto* bytes = static_cast<const uint8_t*>(data);
-            r.data.assign(bytes, bytes + g->set_len);
-        }
-        rec->add(std::move(r));
+        rec->add(resultOf(id, data, g != nullptr ? g->set_len : 0));
     };
     onLoop([&] { EXPECT_TRUE(mSettings->registerForRcsSettingsUpdate(cb, sub, group)); });
     return rec;

@@ -25,6 +25,7 @@
 namespace settingstest {
 
 constexpr std::chrono::milliseconds kWait{10000};
+using K = mcxemu::MessageFault::Kind;
 
 // Values reported by a callback, from any thread, with a wait on their number.
 template <typename T>
@@ -67,6 +68,10 @@ protected:
     void TearDown() override;
 
     static mcxemu::ModemEmulator& modem();
+    // The modem answers the next request of the settings service with this id so.
+    static void fail(uint32_t msgId, const mcxemu::MessageFault& fault) {
+        modem().failMessage(IMSS_SERVICE_ID_V01, msgId, fault);
+    }
 
     // Constructs the client and starts the loop; the service comes up at once.
     void startClient();

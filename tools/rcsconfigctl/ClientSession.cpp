@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -402,6 +403,23 @@ bool ClientSession::dump(std::string* text, std::string* error) {
         return true;
     }
     return debugCall({}, text, error);
+}
+
+bool ClientSession::heapInUse(unsigned long long* bytes, std::string* error) {
+    if (!mOptions.attach) {
+        struct mallinfo2 info = mallinfo2();
+        *bytes = info.uordblks + info.hblkhd;
+        return true;
+    }
+    std::string text;
+    if (!hostCommand({"heap"}, &text, error)) return false;
+    char* end = nullptr;
+    *bytes = std::strtoull(text.c_str(), &end, 10);
+    if (end == text.c_str() || *end != '\n') {
+        *error = "the service's heap figure does not read as a number";
+        return false;
+    }
+    return true;
 }
 
 unsigned long ClientSession::registrationsSent() {

@@ -119,7 +119,7 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::TokenFetchStatus: return tokenFetchStatus(c, error);
         case Verb::UceStatus: return uceStatus(c, error);
         case Verb::PlatformMask: return platformMask(c, error);
-        case Verb::Dump: return dump(error);
+        case Verb::Dump: return c.text == "heap" ? heap(error) : dump(error);
         case Verb::ModemRestart: return modemRestart(error);
         case Verb::ModemTokenRequest: return modemTokenRequest(c, error);
         case Verb::ModemShowConfig: return modemShowConfig(error);
@@ -524,6 +524,14 @@ bool CommandRunner::dump(std::string* error) {
     std::string text;
     if (!mSession.dump(&text, error)) return false;
     mOut.report(text, Json().str("cmd", "dump").str("text", text));
+    return true;
+}
+
+bool CommandRunner::heap(std::string* error) {
+    unsigned long long bytes = 0;
+    if (!mSession.heapInUse(&bytes, error)) return false;
+    mOut.report("heap bytes in use: " + std::to_string(bytes),
+                Json().str("cmd", "dump heap").num("heapBytes", static_cast<int64_t>(bytes)));
     return true;
 }
 

@@ -64,6 +64,7 @@ private:
     bool uceStatus(const Command& c, std::string* error);
     bool platformMask(const Command& c, std::string* error);
     bool dump(std::string* error);
+    bool heap(std::string* error);
     bool modemRestart(std::string* error);
     bool modemTokenRequest(const Command& c, std::string* error);
     bool modemShowConfig(std::string* error);

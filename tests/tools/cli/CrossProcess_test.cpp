@@ -146,8 +146,11 @@ TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAre
 
     ToolResult next = runTool(attached({"--slot", "2", "--script", "-"}), "set-config " + kDocument + "\n"
                                                                            "set-settings presence PUBLISH_TIMER=7\n"
-                                                                           "get-settings presence\n");
+                                                                           "get-settings presence\n"
+                                                                           "dump heap\n");
     ASSERT_EQ(0, next.exitCode) << next.err << next.out;
+    // The service's process answers with its heap (0 under a sanitizer).
+    EXPECT_TRUE(next.has("heap bytes in use: ")) << next.out;
     EXPECT_TRUE(next.has("-> OK (accepted by the modem)"));
     EXPECT_TRUE(next.has("  PUBLISH_TIMER (100) = 7"));
     // The survivor's callback, in its own process, heard of the change.

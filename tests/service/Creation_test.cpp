@@ -198,12 +198,19 @@ TEST_F(CreationTest, DeadListener_WhoseProxyOnlyTheServiceEverHeld_IsForgotten) 
     sp<Listener_2_1> living = new Listener_2_1();
     // The proxies handed in are temporaries: after the call nothing in the
     // client holds them, as with a client that passes a fresh binder proxy.
-    create(1, remote<V2_1::IRcsConfigListener>(dying));
+    sp<V2_1::IRcsConfigListener> dyingProxy = remote<V2_1::IRcsConfigListener>(dying);
+    ::android::wp<V2_1::IRcsConfigListener> handedIn = dyingProxy;
+    create(1, dyingProxy);
+    dyingProxy.clear();
     create(2, remote<V2_1::IRcsConfigListener>(living));
+    ASSERT_NE(handedIn.promote(), nullptr);  // the link needs it while the client lives
 
     killProcessOf(dying);
     waitForDeathNotifications();
     EXPECT_EQ(log.count("RcsConfig service died. cookie:"), 1u) << log.dump();
+    // Once the death is told the proxy goes: kept, it would hold a dead
+    // client's whole connection in the service's process.
+    EXPECT_EQ(handedIn.promote(), nullptr);
     std::string dump = host->dump();
     EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
 

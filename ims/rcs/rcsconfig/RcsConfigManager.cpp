@@ -53,10 +53,12 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
     const unsigned long key = static_cast<unsigned long>(reinterpret_cast<uintptr_t>(params.listener.get()));
     sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
     if (params.listener != nullptr) {
-        // The result is not needed: a listener that is already dead is only
-        // noticed when a call to it fails.
-        params.listener->linkToDeath(recipient, key).isOk();
+        // Kept before the link is made, so that the death (told on another
+        // thread) always finds it to release.
         recipient->keepLinked(params.listener);
+        // A listener that is already dead is only noticed when a call to it
+        // fails; without a link, there is no reason to keep its proxy.
+        if (!params.listener->linkToDeath(recipient, key).withDefault(false)) recipient->keepLinked(nullptr);
     }
     {
         std::lock_guard<std::mutex> guard(mRecipientLock);
@@ -238,6 +240,10 @@ void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, cons
     IMS_LOG("RcsConfig service died. cookie:%d, who: %p", static_cast<int>(cookie),
             static_cast<void*>(who.unsafe_get()));
     mManager->forgetListener(static_cast<unsigned long>(cookie));
+    // The link has served. The recipient itself stays with the manager, but
+    // the proxy must not: for a client in another process it holds that
+    // client's whole connection.
+    mLinked = nullptr;
 }
 
 void RcsConfigManager::handleEvent(ConfigCallbackData& data) {

@@ -49,7 +49,7 @@ failures=()
 fail() { failures+=("$1"); echo "  FAILED: $1"; }
 
 cleanup() {
-  local p
+  local status=$? p
   exec 7>&- 2>/dev/null || true
   for p in "$client" "$witness" "$svc" "$modem"; do
     [ -n "$p" ] && kill "$p" 2>/dev/null || true
@@ -57,9 +57,9 @@ cleanup() {
   for p in "$client" "$witness" "$svc" "$modem"; do
     [ -n "$p" ] && wait "$p" 2>/dev/null || true
   done
-  if [ ${#failures[@]} -gt 0 ] && [ -z "${SOAK_KEEP_WORK:-}" ]; then
-    echo "soak-processes: logs kept in $work"
-  elif [ -z "${SOAK_KEEP_WORK:-}" ]; then
+  if [ "$status" -ne 0 ] || [ -n "${SOAK_KEEP_WORK:-}" ]; then
+    echo "soak-processes: every process's output is kept in $work"
+  else
     rm -rf "$work"
   fi
 }
@@ -115,6 +115,16 @@ witness_since() { awk -v m="$1" 'f || $0 == m { f = 1; print }' "$work/witness.o
 dump() { "$ctl" --service dump 2>/dev/null; }
 listeners() { dump | awk '/^Listeners:/ { print $2 }'; }
 service_objects() { dump | awk '/^Service objects:/ { print $3 }'; }
+# "wrappers links": callback wrappers filed and callback death links held by
+# all service objects, summed from the dump.
+callback_counts() {
+  dump | awk '
+    function sum(   i, n) { n = 0; for (i = 1; i <= NF; i++) if ($i ~ /^[0-9]+,?$/) n += $i; return n }
+    /^    callbacks filed:/ { w += sum() }
+    /^    death links:/ { l += sum() }
+    END { print w + 0, l + 0 }'
+}
+heap() { "$ctl" --service dump heap 2>/dev/null | awk '/^heap bytes in use:/ { print $5 }'; }
 proc_field() { awk -v k="$1:" '$1 == k { print $2 }' "/proc/$svc/status"; }
 descriptors() { ls "/proc/$svc/fd" | wc -l; }
 # "threads descriptors" of the service process.
@@ -236,8 +246,10 @@ restart_modem_if_needed
 restartsBefore=$modemRestarts
 read -r thr0 fd0 < <(steady_figures)
 rss0=$(proc_field VmRSS)
+heap0=$(heap)
 lis0=$(listeners)
 obj0=$(service_objects)
+read -r wr0 cl0 < <(callback_counts)
 : >"$work/clients.out"
 tell "echo witness-baseline"
 
@@ -250,6 +262,10 @@ for i in $(seq "$clients"); do
     *) results=$((results + clientResult)) ;;
   esac
   kill -0 "$svc" 2>/dev/null || abort "the service died during client kill $i"
+  # The steady part of the run starts after 10% of the clients.
+  if [ "$i" -eq $(((clients + 9) / 10)) ]; then
+    rss10=$(proc_field VmRSS) heap10=$(heap) obj10=$(service_objects) at10=$i
+  fi
   ((i % 10 != 0)) || probe_witness
 done
 probe_witness
@@ -261,8 +277,10 @@ lisExpected=$((lis0 + modemRestarts - restartsBefore))
 if until_ok 30 settled_to "$thr0" "$fd0" "$lisExpected"; then settled=yes; else settled=no; fi
 read -r thr1 fd1 < <(proc_figures)
 rss1=$(proc_field VmRSS)
+heap1=$(heap)
 lis1=$(listeners)
 obj1=$(service_objects)
+read -r wr1 cl1 < <(callback_counts)
 since=$(witness_since witness-baseline)
 witnessOk=$(grep -c -- '-> OK' <<<"$since" || true)
 witnessFails=$(grep -c -- '-> FAIL\|^rcsconfigctl: ' <<<"$since" || true)
@@ -276,14 +294,25 @@ printf '  %-46s %s\n' "witness: probes" "$probes: $witnessOk answered OK, $witne
 printf '  %-46s %s\n' "modem restarts (200 uploads kept)" "$modemRestarts"
 printf '  %-30s %10s %10s %10s\n' "service process" before after growth
 printf '  %-30s %10s %10s %10s\n' "RSS kB" "$rss0" "$rss1" "$((rss1 - rss0))"
+printf '  %-30s %10s %10s %10s\n' "heap bytes in use" "$heap0" "$heap1" "$((heap1 - heap0))"
 printf '  %-30s %10s %10s %10s\n' "threads (must not grow)" "$thr0" "$thr1" "$((thr1 - thr0))"
 printf '  %-30s %10s %10s %10s\n' "descriptors (must not grow)" "$fd0" "$fd1" "$((fd1 - fd0))"
 printf '  %-30s %10s %10s %10s  (expected %s, all the witness)\n' "listeners" "$lis0" "$lis1" "$((lis1 - lis0))" "$lisExpected"
 printf '  %-30s %10s %10s %10s\n' "service objects (kept)" "$obj0" "$obj1" "$((obj1 - obj0))"
-if [ "$clients" -gt 0 ]; then
-  awk -v a="$rss0" -v b="$rss1" -v k="$clients" -v o=$((obj1 - obj0)) \
-    'BEGIN { printf "  RSS per killed client %.1f kB; service objects per killed client %.2f (each creation is kept by design)\n", (b - a) / k, o / k }'
-fi
+printf '  %-30s %10s %10s %10s\n' "callback wrappers" "$wr0" "$wr1" "$((wr1 - wr0))"
+printf '  %-30s %10s %10s %10s\n' "callback death links" "$cl0" "$cl1" "$((cl1 - cl0))"
+# Per killed client, over the whole phase and over its steady part (after
+# the first 10%); the heap per service object kept shows whether the growth
+# is what each creation keeps by design (the object, its death recipient and
+# their bookkeeping, a few hundred bytes) or more.
+per_client() { # LABEL RSS_A RSS_B HEAP_A HEAP_B OBJ_A OBJ_B CLIENTS
+  awk -v l="$1" -v ra="$2" -v rb="$3" -v ha="$4" -v hb="$5" -v oa="$6" -v ob="$7" -v k="$8" 'BEGIN {
+    printf "  %s: RSS %.1f kB, heap %.0f bytes per killed client; heap %.0f bytes per service object kept\n",
+      l, (rb - ra) / k, (hb - ha) / k, (ob > oa ? (hb - ha) / (ob - oa) : 0) }'
+}
+[ "$clients" -eq 0 ] || per_client "all $clients" "$rss0" "$rss1" "$heap0" "$heap1" "$obj0" "$obj1" "$clients"
+[ "$clients" -le "${at10:-$clients}" ] ||
+  per_client "after the first $at10" "$rss10" "$rss1" "$heap10" "$heap1" "$obj10" "$obj1" $((clients - at10))
 [ "$endedEarly" -eq 0 ] || fail "$endedEarly client(s) ended before their kill"
 [ "$clientFails" -eq 0 ] || fail "$clientFails command(s) failed in clients before their kill"
 [ "$settled" = yes ] || fail "threads, descriptors or listeners did not come back after the client kills"

@@ -185,23 +185,29 @@ witness_has "watch IMS_SERVICE_ENABLE_CONFIG -> OK" || abort "the witness's watc
 # ---- 1. clients killed in the middle of their sessions
 # run_client SESSION KILL: one client session; with KILL=1 it is killed with
 # SIGKILL at a random moment once it is attached and watching. Sets
-# clientResult to the number of results it printed, or "ended STATUS" when it
-# ended before its kill.
+# clientResult to the number of results it printed, "ended STATUS" when it
+# ended before its kill, or "unattached" when its watch was never answered.
 run_client() {
   local out=$work/client.out status
+  clientResult=
   "$ctl" --service --keep-going --script "$1" >"$out" 2>&1 7>&- &
   client=$!
   if [ "$2" = 1 ]; then
-    until_ok 30 grep -q "watch IMS_SERVICE_ENABLE_CONFIG -> " "$out" || true
-    # The random moment of the kill: up to half a second into the session.
-    sleep "0.$(printf '%03d' $((RANDOM % 500)))"
+    if until_ok 30 grep -q "watch IMS_SERVICE_ENABLE_CONFIG -> " "$out"; then
+      # The random moment of the kill: up to half a second into the session.
+      sleep "0.$(printf '%03d' $((RANDOM % 500)))"
+    else
+      clientResult=unattached
+    fi
     kill -9 "$client" 2>/dev/null || true
   fi
   status=0
   { wait "$client"; } 2>/dev/null || status=$?
   client=
   cat "$out" >>"$work/clients.out"
-  if [ "$2" = 1 ] && [ "$status" -ne 137 ]; then
+  if [ "${clientResult:-}" = unattached ]; then
+    :
+  elif [ "$2" = 1 ] && [ "$status" -ne 137 ]; then
     clientResult="ended $status"
   else
     clientResult=$(grep -c ' -> ' "$out" || true)
@@ -253,12 +259,13 @@ read -r wr0 cl0 < <(callback_counts)
 : >"$work/clients.out"
 tell "echo witness-baseline"
 
-endedEarly=0 results=0
+endedEarly=0 unattached=0 results=0
 for i in $(seq "$clients"); do
   restart_modem_if_needed
   run_client "$work/session.rcs" 1
   case $clientResult in
     ended*) endedEarly=$((endedEarly + 1)) ;;
+    unattached) unattached=$((unattached + 1)) ;;
     *) results=$((results + clientResult)) ;;
   esac
   kill -0 "$svc" 2>/dev/null || abort "the service died during client kill $i"
@@ -287,7 +294,7 @@ witnessFails=$(grep -c -- '-> FAIL\|^rcsconfigctl: ' <<<"$since" || true)
 witnessChanges=$(grep -c 'IMS_USER_AGENT ([0-9]*) = "witness-' <<<"$since" || true)
 
 echo "1. $clients clients killed with SIGKILL in the middle of their sessions (one witness attached throughout)"
-printf '  %-46s %s\n' "killed mid-session" "$((clients - endedEarly)) of $clients"
+printf '  %-46s %s\n' "killed mid-session" "$((clients - endedEarly - unattached)) of $clients"
 printf '  %-46s %s\n' "results they printed before the kill" "$results (a session has $sessionCommands commands)"
 printf '  %-46s %s\n' "failed commands before the kill (must be 0)" "$clientFails"
 printf '  %-46s %s\n' "witness: probes" "$probes: $witnessOk answered OK, $witnessFails failed (must be 0), $witnessChanges of $((2 * probes)) changes heard"
@@ -314,6 +321,7 @@ per_client() { # LABEL RSS_A RSS_B HEAP_A HEAP_B OBJ_A OBJ_B CLIENTS
 [ "$clients" -le "${at10:-$clients}" ] ||
   per_client "after the first $at10" "$rss10" "$rss1" "$heap10" "$heap1" "$obj10" "$obj1" $((clients - at10))
 [ "$endedEarly" -eq 0 ] || fail "$endedEarly client(s) ended before their kill"
+[ "$unattached" -eq 0 ] || fail "$unattached client(s) had no answer to their watch within 30 s"
 [ "$clientFails" -eq 0 ] || fail "$clientFails command(s) failed in clients before their kill"
 [ "$settled" = yes ] || fail "threads, descriptors or listeners did not come back after the client kills"
 [ "$witnessFails" -eq 0 ] && [ "$witnessChanges" -ge $((2 * probes)) ] ||

@@ -1,11 +1,14 @@
 // Creation through both factory versions, the listeners' notices and the
 // clean-up of dead clients, end to end.
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <hidl/HidlTesting.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
 #include <string>
 
 #include "ServiceFixture.h"
@@ -219,6 +222,64 @@ TEST_F(CreationTest, DeadListener_WhoseProxyOnlyTheServiceEverHeld_IsForgotten) 
     host->waitUntilIdle();
     EXPECT_EQ(dying->reconfigs.size(), 0u);
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
+}
+
+// Holds the thread that logs a line containing `needle` until released, so
+// that the test acts while that thread stands at a known point of its work.
+struct LineGate {
+    static LineGate& instance() {
+        static LineGate gate;
+        return gate;
+    }
+    static void logger(const struct __android_logger_data*, const char* message) {
+        LineGate& g = instance();
+        std::unique_lock<std::mutex> lock(g.mutex);
+        if (message == nullptr || g.needle.empty() || std::string(message).find(g.needle) == std::string::npos) return;
+        g.reached = true;
+        g.changed.notify_all();
+        g.changed.wait_for(lock, std::chrono::seconds(10), [&] { return g.released; });
+    }
+    bool waitReached() {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached; });
+    }
+    void release() {
+        std::lock_guard<std::mutex> lock(mutex);
+        released = true;
+        changed.notify_all();
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::string needle;  // guarded by mutex
+    bool reached = false;  // guarded by mutex
+    bool released = false;  // guarded by mutex
+};
+
+TEST_F(CreationTest, CallbackDeathToldWhileTheServiceStops_FindsItsObjectStillThere) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    sp<GetSettingsCb> getCb = new GetSettingsCb();
+    config->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, remote<V2_0::IGetSettingsCb>(getCb));
+    ASSERT_TRUE(getCb->responses.waitFor(1));
+
+    // The callback's process dies, and its death is held at its first line
+    // while the service stops and lets every object go.
+    LineGate& gate = LineGate::instance();
+    gate.needle = "service died. cookie:";
+    __android_log_set_logger(LineGate::logger);
+    killProcessOf(getCb);
+    ASSERT_TRUE(gate.waitReached());
+    ::android::wp<RcsConfig> object = static_cast<RcsConfig*>(config.get());
+    config.clear();
+    host->stop();
+    // The death in progress keeps the object it is about, however the stop
+    // went; once handled, the object goes.
+    EXPECT_NE(object.promote(), nullptr);
+    gate.release();
+    waitForDeathNotifications();
+    __android_log_set_logger(__android_log_stderr_logger);
+    EXPECT_EQ(object.promote(), nullptr);
 }
 
 TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {

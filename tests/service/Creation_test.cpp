@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <string>
 
@@ -224,8 +225,8 @@ TEST_F(CreationTest, DeadListener_WhoseProxyOnlyTheServiceEverHeld_IsForgotten) 
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 
-// Holds the thread that logs a line containing `needle` until released, so
-// that the test acts while that thread stands at a known point of its work.
+// Holds every thread that logs a line containing `needle` until released, so
+// that the test acts while those threads stand at a known point.
 struct LineGate {
     static LineGate& instance() {
         static LineGate gate;
@@ -234,14 +235,14 @@ struct LineGate {
     static void logger(const struct __android_logger_data*, const char* message) {
         LineGate& g = instance();
         std::unique_lock<std::mutex> lock(g.mutex);
-        if (message == nullptr || g.needle.empty() || std::string(message).find(g.needle) == std::string::npos) return;
-        g.reached = true;
+        if (message == nullptr || g.needle.empty() || std::strstr(message, g.needle.c_str()) == nullptr) return;
+        ++g.reached;
         g.changed.notify_all();
         g.changed.wait_for(lock, std::chrono::seconds(10), [&] { return g.released; });
     }
-    bool waitReached() {
+    bool waitReached(int count) {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached; });
+        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached >= count; });
     }
     void release() {
         std::lock_guard<std::mutex> lock(mutex);
@@ -251,11 +252,11 @@ struct LineGate {
     std::mutex mutex;
     std::condition_variable changed;
     std::string needle;  // guarded by mutex
-    bool reached = false;  // guarded by mutex
+    int reached = 0;  // guarded by mutex
     bool released = false;  // guarded by mutex
 };
 
-TEST_F(CreationTest, CallbackDeathToldWhileTheServiceStops_FindsItsObjectStillThere) {
+TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed) {
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<Listener_2_1> listener = new Listener_2_1();
     sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
@@ -263,18 +264,21 @@ TEST_F(CreationTest, CallbackDeathToldWhileTheServiceStops_FindsItsObjectStillTh
     config->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, remote<V2_0::IGetSettingsCb>(getCb));
     ASSERT_TRUE(getCb->responses.waitFor(1));
 
-    // The callback's process dies, and its death is held at its first line
-    // while the service stops and lets every object go.
+    // The client dies, and the deaths of its listener (the manager's) and of
+    // its callback (the object's) are held at their first lines while the
+    // service stops and lets the manager and every object go.
     LineGate& gate = LineGate::instance();
-    gate.needle = "service died. cookie:";
+    gate.needle = "service died. cookie:";  // the first line of both recipients
     __android_log_set_logger(LineGate::logger);
+    killProcessOf(listener);
     killProcessOf(getCb);
-    ASSERT_TRUE(gate.waitReached());
+    ASSERT_TRUE(gate.waitReached(2));
     ::android::wp<RcsConfig> object = static_cast<RcsConfig*>(config.get());
     config.clear();
     host->stop();
-    // The death in progress keeps the object it is about, however the stop
-    // went; once handled, the object goes.
+    // The callback's death keeps the object it is about, however the stop
+    // went; once handled, the object goes. The listener's death finds the
+    // manager gone and leaves it alone (a sanitizer build reports otherwise).
     EXPECT_NE(object.promote(), nullptr);
     gate.release();
     waitForDeathNotifications();

@@ -104,9 +104,13 @@ public:
         void keepLinked(const ::android::sp<::android::hidl::base::V1_0::IBase>& listener) {
             mLinked = listener;
         }
+        // The manager is going away: waits for a death it is handling, and
+        // later ones do not reach the manager. Manager's destructor.
+        void detach();
 
     private:
-        RcsConfigManager* mManager;
+        std::mutex mLock;  // held while a death reaches the manager
+        RcsConfigManager* mManager;  // guarded by mLock
         // A death link lasts only as long as the proxy it was made through,
         // and the wrapper holds a different, cast proxy: without this the
         // client's own proxy (and the link) went with the factory call.

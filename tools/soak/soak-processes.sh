@@ -15,7 +15,8 @@
 #    service: the witness's listener hears the reconfiguration, new objects
 #    are served, and the service's descriptors and threads come back.
 # Every wait polls a condition with a bounded time-out. Exit status 0 only
-# when every check passed; the last line is the verdict.
+# when every check passed; the last line is the verdict. BUILD_DIR may be a
+# sanitizer tree: any report in any process's output fails the run.
 set -euo pipefail
 
 build=${1:?usage: soak-processes.sh BUILD_DIR [--clients K] [--service-kills N] [--modem-kills N]}
@@ -395,6 +396,11 @@ dump | grep -q 'modem up: yes' || fail "the service does not see the modem up at
 exec 7>&-
 until_ok 30 sh -c "! kill -0 $witness 2>/dev/null" || fail "the witness did not end at the end of its input"
 kill -0 "$svc" 2>/dev/null || fail "the service died at the end"
+# Run against a sanitizer tree (BUILD_DIR build-asan or build-tsan), every
+# process reports what it found in its output.
+reports=$(cat "$work"/*.log "$work"/*.out | grep -cE '^(WARNING: ThreadSanitizer|==[0-9]+==ERROR: |.*runtime error: )' || true)
+echo "sanitizer reports in the outputs of every process: $reports"
+[ "$reports" -eq 0 ] || fail "$reports sanitizer report(s)"
 
 if [ ${#failures[@]} -eq 0 ]; then
   echo "verdict: PASS"

@@ -114,11 +114,28 @@ pid_t readEntry(const std::string& path) {
     return static_cast<pid_t>(pid);
 }
 
-// Removes an entry that still names `pid`, and `pid`'s socket.
-void removeStale(const std::string& dir, const std::string& entry, pid_t pid) {
-    if (readEntry(entry) == pid) unlink(entry.c_str());
+}  // namespace
+
+namespace details {
+
+void removeStaleEntry(const std::string& dir, const std::string& entry, pid_t pid) {
+    // A new registration renames its entry over the same path at any moment,
+    // so reading the entry and then removing the path could remove the new
+    // one. The entry is moved aside first (atomic), read there, and put back
+    // when it turns out to name another process (unless an even newer entry
+    // took the path meanwhile).
+    static std::atomic<unsigned> sequence{0};
+    const std::string aside = dir + "/.stale-" + std::to_string(getpid()) + "-" + std::to_string(sequence++);
+    if (rename(entry.c_str(), aside.c_str()) == 0) {
+        if (readEntry(aside) != pid) link(aside.c_str(), entry.c_str());
+        unlink(aside.c_str());
+    }
     unlink(socketPath(dir, pid).c_str());
 }
+
+}  // namespace details
+
+namespace {
 
 bool prepareDir(const std::string& dir) {
     if (dir.empty()) {
@@ -205,7 +222,7 @@ sp<details::IBase> lookUpOnce(const std::string& dir, const std::string& descrip
     if (pid == 0) return nullptr;
     sp<details::RpcConnection> connection = connectionTo(dir, pid);
     if (connection == nullptr) {
-        removeStale(dir, entry, pid);
+        details::removeStaleEntry(dir, entry, pid);
         return nullptr;
     }
     sp<details::IBase> service;
@@ -377,7 +394,7 @@ std::vector<RegisteredService> listServices(const std::string& dir) {
             known = alive.emplace(pid, fd >= 0).first;
         }
         if (!known->second) {
-            removeStale(dir, entry, pid);
+            details::removeStaleEntry(dir, entry, pid);
             continue;
         }
         services.push_back(RegisteredService{name.substr(0, hash), name.substr(hash + 1), static_cast<int>(pid)});

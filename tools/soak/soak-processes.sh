@@ -90,7 +90,8 @@ start_modem() {
   until_ok 10 grep -q ready "$work/modem.out" || abort "mcx-modemd did not come up"
 }
 
-service_registered() { "$ctl" list-services 2>/dev/null | grep -q "default  pid $svc\$"; }
+# Both factories (1.0 and 1.1) of the service started last are registered.
+service_registered() { [ "$("$ctl" list-services 2>/dev/null | grep -c "IImsFactory/default  pid $svc\$")" -eq 2 ]; }
 
 start_service() {
   "$service" --modem-socket "$work/modem.sock" 2>>"$work/service.log" 7>&- &

@@ -49,7 +49,9 @@ protected:
             int fd = std::atoi(e->d_name);
             struct stat st;
             if (e->d_name[0] == '.' || fd == except || fd == dirfd(d)) continue;
-            if (fstat(fd, &st) == 0 && st.st_ino == ino && S_ISFIFO(st.st_mode)) found = true;
+            // By path: the descriptor belongs to another thread.
+            const std::string link = std::string("/proc/self/fd/") + e->d_name;
+            if (stat(link.c_str(), &st) == 0 && st.st_ino == ino && S_ISFIFO(st.st_mode)) found = true;
         }
         closedir(d);
         return found;

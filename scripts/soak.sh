@@ -8,16 +8,35 @@
 #   scripts/soak.sh --time-limit 600 [...]            stop after ten minutes whatever the counts
 # Exit status: rcs-soak's (0: nothing unanswered, no crash, no growth beyond
 # what the service keeps by design; 1 otherwise; 2 bad options).
+#
+# With --processes the modem, the service and the clients each run in a
+# process of their own and are killed with SIGKILL instead
+# (tools/soak/soak-processes.sh):
+#   scripts/soak.sh --processes [K] [--service-kills N] [--modem-kills N]
+# K clients killed mid-session (default 100), then the service and then
+# mcx-modemd killed under an attached client (N times each, default 5).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 args=()
-daemon=0
-for a in "$@"; do
-  if [ "$a" = "--daemon" ]; then daemon=1; else args+=("$a"); fi
+daemon=0 processes=0
+while [ $# -gt 0 ]; do
+  case $1 in
+    --daemon) daemon=1 ;;
+    --processes)
+      processes=1
+      if [[ ${2:-} =~ ^[0-9]+$ ]]; then args+=(--clients "$2"); shift; fi
+      ;;
+    *) args+=("$1") ;;
+  esac
+  shift
 done
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+if ((processes)); then
+  nice cmake --build build -j "$(nproc)" --target rcsconfigctl rcs_config_service mcx-modemd >/dev/null
+  exec nice tools/soak/soak-processes.sh build "${args[@]}"
+fi
 nice cmake --build build -j "$(nproc)" --target rcs-soak mcx-modemd >/dev/null
 
 if ((daemon)); then

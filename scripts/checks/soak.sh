@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # A short soak (100 modem restarts, 10,000 requests, a few seconds): fails on
 # an unanswered request, a restart the service missed, a descriptor or thread
-# that stays, or heap growth beyond what the service keeps by design.
-# scripts/soak.sh runs the long one.
+# that stays, or heap growth beyond what the service keeps by design. Then a
+# short process phase: 10 clients killed with SIGKILL mid-session, the service
+# and mcx-modemd killed once each under an attached client.
+# scripts/soak.sh runs the long ones.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 out=$(mktemp)
@@ -13,3 +15,9 @@ if ! scripts/soak.sh --restarts 100 --requests 10000 --time-limit 300 >"$out" 2>
   exit 1
 fi
 grep -E '^run:|unanswered|^verdict' "$out"
+if ! scripts/soak.sh --processes 10 --service-kills 1 --modem-kills 1 >"$out" 2>&1; then
+  cat "$out"
+  echo "soak: the short process phase failed" >&2
+  exit 1
+fi
+grep -E 'killed mid-session|must not grow|deaths reported|^verdict' "$out"

@@ -10,6 +10,7 @@
  *   wait-registrations N MS      waits until N registrations were sent              -> "sent" | "not sent"
  *   platform-mask [HEX]          sets (or reads) the platform's RCS service mask     -> "0x<mask>"
  *   modem WORDS...               a modem control command (emulator or mcx-modemd)   -> "<rc>" line, then the reply
+ *   heap                         heap bytes the process has in use (0 under a sanitizer) -> "<n>"
  *
  * Every answer ends with a newline. Unknown words are not a command (the
  * caller writes the dump instead); bad arguments answer "error: ...".

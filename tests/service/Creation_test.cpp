@@ -1,11 +1,15 @@
 // Creation through both factory versions, the listeners' notices and the
 // clean-up of dead clients, end to end.
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <hidl/HidlTesting.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <cstdio>
+#include <cstring>
+#include <mutex>
 #include <string>
 
 #include "ServiceFixture.h"
@@ -171,14 +175,21 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     sp<Listener_2_1> dyingTemporary = new Listener_2_1();
     sp<Listener_2_1> living = new Listener_2_1();
     sp<V2_1::IRcsConfigListener> keptProxy = remote<V2_1::IRcsConfigListener>(dyingKept);
+    sp<V2_1::IRcsConfigListener> temporaryProxy = remote<V2_1::IRcsConfigListener>(dyingTemporary);
+    ::android::wp<V2_1::IRcsConfigListener> handedIn = temporaryProxy;
     create(1, keptProxy);
-    create(1, remote<V2_1::IRcsConfigListener>(dyingTemporary));
+    create(1, temporaryProxy);
+    temporaryProxy.clear();
     create(2, remote<V2_1::IRcsConfigListener>(living));
+    ASSERT_NE(handedIn.promote(), nullptr);  // the death link needs it while the client lives
 
     killProcessOf(keptProxy);
     killProcessOf(dyingTemporary);
     waitForDeathNotifications();
     EXPECT_EQ(log.count("RcsConfig service died. cookie:"), 2u) << log.dump();
+    // Once the death is told the proxy goes: kept, it would hold a dead
+    // client's whole connection in the service's process.
+    EXPECT_EQ(handedIn.promote(), nullptr);
     std::string dump = host->dump();
     EXPECT_NE(dump.find("Listeners: 1 (death links made: 3)"), std::string::npos) << dump;
     EXPECT_NE(dump.find("Service objects: 3"), std::string::npos) << dump;
@@ -188,6 +199,67 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     host->waitUntilIdle();
     EXPECT_EQ(dyingKept->reconfigs.size() + dyingTemporary->reconfigs.size(), 0u);
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
+}
+
+// Holds every thread that logs a line containing `needle` until released, so
+// that the test acts while those threads stand at a known point.
+struct LineGate {
+    static LineGate& instance() {
+        static LineGate gate;
+        return gate;
+    }
+    static void logger(const struct __android_logger_data*, const char* message) {
+        LineGate& g = instance();
+        std::unique_lock<std::mutex> lock(g.mutex);
+        if (message == nullptr || g.needle.empty() || std::strstr(message, g.needle.c_str()) == nullptr) return;
+        ++g.reached;
+        g.changed.notify_all();
+        g.changed.wait_for(lock, std::chrono::seconds(10), [&] { return g.released; });
+    }
+    bool waitReached(int count) {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached >= count; });
+    }
+    void release() {
+        std::lock_guard<std::mutex> lock(mutex);
+        released = true;
+        changed.notify_all();
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::string needle;  // guarded by mutex
+    int reached = 0;  // guarded by mutex
+    bool released = false;  // guarded by mutex
+};
+
+TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed) {
+    ASSERT_NO_FATAL_FAILURE(startService());
+    sp<Listener_2_1> listener = new Listener_2_1();
+    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
+    sp<GetSettingsCb> getCb = new GetSettingsCb();
+    config->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, remote<V2_0::IGetSettingsCb>(getCb));
+    ASSERT_TRUE(getCb->responses.waitFor(1));
+
+    // The client dies, and the deaths of its listener (the manager's) and of
+    // its callback (the object's) are held at their first lines while the
+    // service stops and lets the manager and every object go.
+    LineGate& gate = LineGate::instance();
+    gate.needle = "service died. cookie:";  // the first line of both recipients
+    __android_log_set_logger(LineGate::logger);
+    killProcessOf(listener);
+    killProcessOf(getCb);
+    ASSERT_TRUE(gate.waitReached(2));
+    ::android::wp<RcsConfig> object = static_cast<RcsConfig*>(config.get());
+    config.clear();
+    host->stop();
+    // The callback's death keeps the object it is about, however the stop
+    // went; once handled, the object goes. The listener's death finds the
+    // manager gone and leaves it alone (a sanitizer build reports otherwise).
+    EXPECT_NE(object.promote(), nullptr);
+    gate.release();
+    waitForDeathNotifications();
+    __android_log_set_logger(__android_log_stderr_logger);
+    EXPECT_EQ(object.promote(), nullptr);
 }
 
 TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {

@@ -106,6 +106,7 @@ TEST(ParseCommand_BadInput, UnknownGroupKeyOrCommandNamesTheCulprit) {
     EXPECT_EQ("usage: get-settings GROUP", errorOf("get-settings"));
     EXPECT_EQ("usage: set-settings GROUP KEY=VALUE ...", errorOf("set-settings presence"));
     EXPECT_EQ("unknown option '--zip' for set-config", errorOf("set-config doc.xml --zip"));
+    EXPECT_EQ("dump: unknown part 'hep' (only 'heap')", errorOf("dump hep"));
 }
 
 TEST(ParseCommand_BadInput, BadSlotMaskTimeoutAndEnumerations) {
@@ -159,6 +160,9 @@ TEST(ParseCommand_Accepted, TokenWaitModemAndWatchForms) {
     ASSERT_TRUE(parse("uce-status --mask 0xd", &cmd, &error)) << error;
     EXPECT_TRUE(cmd.hasMask);
     EXPECT_EQ(0xdu, cmd.mask);
+    ASSERT_TRUE(parse("dump heap", &cmd, &error)) << error;
+    EXPECT_EQ(Verb::Dump, cmd.verb);
+    EXPECT_EQ("heap", cmd.text);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -86,15 +87,18 @@ std::string factoryStatusText(F1_0::IImsFactory::StatusCode status) {
 }  // namespace
 
 // Told when the service process behind the factory or an object dies; every
-// link reports to the session, which keeps one notice per death.
+// link reports to the session, which keeps one notice per death. One
+// recipient per connection: a late notice from a connection already replaced
+// by reconnect() names an old generation and is ignored.
 class ClientSession::DeathRecipient : public hidl_death_recipient {
 public:
-    explicit DeathRecipient(ClientSession& session) : mSession(session) {}
+    DeathRecipient(ClientSession& session, uint64_t generation) : mSession(session), mGeneration(generation) {}
     // Runtime thread.
-    void serviceDied(uint64_t, const android::wp<IBase>&) override { mSession.onServiceDied(); }
+    void serviceDied(uint64_t, const android::wp<IBase>&) override { mSession.onServiceDied(mGeneration); }
 
 private:
     ClientSession& mSession;
+    const uint64_t mGeneration;
 };
 
 ClientSession::ClientSession(SessionOptions options, NoticeQueue& notices, rcsservice::ServiceLog& log)
@@ -111,7 +115,6 @@ bool ClientSession::start(std::string* error) {
             return false;
         }
         android::hardware::host::setServiceWaitTimeout(mOptions.timeout);
-        mRecipient = new DeathRecipient(*this);
         if (!connect(error)) return false;
         mStarted = true;
         return true;
@@ -145,6 +148,7 @@ bool ClientSession::connect(std::string* error) {
                  std::to_string(mOptions.timeout.count() / 1000) + " s";
         return false;
     }
+    mRecipient = new DeathRecipient(*this, mGeneration.fetch_add(1) + 1);
     Return<bool> linked = factory->linkToDeath(mRecipient, 0);
     if (!linked.isOk() || !static_cast<bool>(linked)) {
         *error = "the factory service died while we attached to it";
@@ -154,7 +158,16 @@ bool ClientSession::connect(std::string* error) {
     return true;
 }
 
-void ClientSession::onServiceDied() {
+bool ClientSession::takeDeathOf(const android::hardware::Status& failed) {
+    if (mOptions.attach && failed.exceptionCode() == android::hardware::Status::EX_TRANSACTION_FAILED &&
+        failed.transactionError() == android::DEAD_OBJECT) {
+        onServiceDied(mGeneration.load());
+    }
+    return mDead.load();
+}
+
+void ClientSession::onServiceDied(uint64_t generation) {
+    if (generation != mGeneration.load()) return;  // a connection reconnect() has replaced
     if (mDead.exchange(true)) return;  // the other links of the same death
     Notice n;
     n.kind = Notice::Kind::ServiceDied;
@@ -294,7 +307,8 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
                                            });
     }
     if (!ret.isOk()) {
-        *error = "the factory call failed: " + ret.description();
+        *error = takeDeathOf(ret.getStatus()) ? std::string("the service died before answering the factory call")
+                                              : "the factory call failed: " + ret.description();
         return nullptr;
     }
     if (status != F1_0::IImsFactory::StatusCode::SUCCESS || config == nullptr) {
@@ -350,7 +364,10 @@ bool ClientSession::debugCall(const std::vector<std::string>& options, std::stri
     Return<void> ret = mFactory->debug(hidl_handle(native), args);
     native_handle_delete(native);
     bool ok = ret.isOk();
-    if (!ok) *error = "the service's debug call failed: " + ret.description();
+    if (!ok) {
+        *error = takeDeathOf(ret.getStatus()) ? std::string("the service died before answering its debug call")
+                                              : "the service's debug call failed: " + ret.description();
+    }
     text->clear();
     if (ok && lseek(fd, 0, SEEK_SET) == 0) {
         char buf[4096];
@@ -386,6 +403,23 @@ bool ClientSession::dump(std::string* text, std::string* error) {
         return true;
     }
     return debugCall({}, text, error);
+}
+
+bool ClientSession::heapInUse(unsigned long long* bytes, std::string* error) {
+    if (!mOptions.attach) {
+        struct mallinfo2 info = mallinfo2();
+        *bytes = info.uordblks + info.hblkhd;
+        return true;
+    }
+    std::string text;
+    if (!hostCommand({"heap"}, &text, error)) return false;
+    char* end = nullptr;
+    *bytes = std::strtoull(text.c_str(), &end, 10);
+    if (end == text.c_str() || *end != '\n') {
+        *error = "the service's heap figure does not read as a number";
+        return false;
+    }
+    return true;
 }
 
 unsigned long ClientSession::registrationsSent() {

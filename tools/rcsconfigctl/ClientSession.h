@@ -32,6 +32,7 @@
 #include <vector>
 
 #include <android/hidl/base/1.0/IBase.h>
+#include <hidl/Status.h>
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
@@ -102,6 +103,11 @@ public:
     // True once the service we use has died and reconnect() has not yet
     // succeeded; any thread.
     bool serviceDead() const { return mDead.load(); }
+    // A call to the service failed with `failed`. A call that found the
+    // service's process gone (DEAD_OBJECT) is its death, taken at once: the
+    // runtime's notice of it comes on another thread, possibly only after
+    // more calls. Returns serviceDead(). Main thread.
+    bool takeDeathOf(const android::hardware::Status& failed);
     // After the service died: waits for it to be registered again, then
     // creates new objects for the slots we had. False with the reason.
     bool reconnect(std::string* error);
@@ -110,6 +116,9 @@ public:
     void waitUntilIdle();
     // The service's state dump, as `lshal debug` prints it.
     bool dump(std::string* text, std::string* error);
+    // Heap bytes in use in the service's process (this one when the service
+    // runs here); 0 under a sanitizer, whose allocator does not count them.
+    bool heapInUse(unsigned long long* bytes, std::string* error);
     // Change registrations the service has sent to the modem so far, and a
     // wait for that count to reach `target`.
     unsigned long registrationsSent();
@@ -125,7 +134,8 @@ private:
     class DeathRecipient;
     android::sp<V2_0::IRcsConfig> create(int slot, std::string* error);
     bool connect(std::string* error);
-    void onServiceDied();
+    // The service of connection `generation` died; any thread.
+    void onServiceDied(uint64_t generation);
     // Runs one of the service process's host commands through debug().
     bool hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error);
     bool debugCall(const std::vector<std::string>& options, std::string* text, std::string* error);
@@ -143,6 +153,7 @@ private:
     std::map<int, android::sp<V2_0::ISettingsChangeCb>> mChangeCallbacks;
 
     std::atomic<bool> mDead{false};
+    std::atomic<uint64_t> mGeneration{0};  // of the current connection; each connect() makes a new one
     std::mutex mWaitsLock;
     std::vector<std::weak_ptr<AbandonableWait>> mWaits;  // guarded by mWaitsLock
 };

@@ -314,7 +314,13 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
     }
     if (verb == "dump") {
         out->verb = Verb::Dump;
-        return arity("dump", n, 1, 1, error);
+        if (!arity("dump [heap]", n, 1, 2, error)) return false;
+        if (n == 2 && words[1] != "heap") {
+            *error = "dump: unknown part '" + words[1] + "' (only 'heap')";
+            return false;
+        }
+        if (n == 2) out->text = words[1];
+        return true;
     }
     if (verb == "list-services") {
         out->verb = Verb::ListServices;
@@ -361,6 +367,7 @@ const char* commandHelp() {
            "  platform-mask MASK                      set the stand-in platform's RCS service mask\n"
            "  dump                                    the service's state dump (attached: what\n"
            "                                          `lshal debug` prints for the factory)\n"
+           "  dump heap                               heap bytes in use in the service's process\n"
            "  list-services                           the services of the registry and their processes\n"
            "  modem restart                           restart the emulated modem\n"
            "  modem token-request TYPE REASON [ID]    let the modem ask for a token\n"

@@ -13,7 +13,7 @@
  *   token-fetch-status ID|last TYPE STATUS report how fetching a token went
  *   uce-status [--mask MASK]               which capability exchanges are supported
  *   platform-mask MASK                     the stand-in platform's RCS service mask
- *   dump                                   the service's state dump
+ *   dump [heap]                            the service's state dump, or its process's heap in use
  *   list-services                          what the service registry holds
  *   modem restart                          restart the emulated modem
  *   modem token-request TYPE REASON [ID]   let the modem ask for a token
@@ -70,7 +70,7 @@ struct Command {
     bool fresh = false;                // slot --new
     std::vector<const GroupInfo*> groups;  // get/set-settings, watch, unwatch, wait change
     SettingsData settings;             // set-settings
-    std::string text;                  // token, echo text, modem control text
+    std::string text;                  // token, echo text, modem control text, dump part
     int32_t requestId = 0;             // token-fetch-status, modem token-request
     bool lastRequestId = false;        // token-fetch-status last
     bool hasRequestId = false;         // modem token-request with an id

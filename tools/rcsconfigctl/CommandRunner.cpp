@@ -119,7 +119,7 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::TokenFetchStatus: return tokenFetchStatus(c, error);
         case Verb::UceStatus: return uceStatus(c, error);
         case Verb::PlatformMask: return platformMask(c, error);
-        case Verb::Dump: return dump(error);
+        case Verb::Dump: return c.text == "heap" ? heap(error) : dump(error);
         case Verb::ModemRestart: return modemRestart(error);
         case Verb::ModemTokenRequest: return modemTokenRequest(c, error);
         case Verb::ModemShowConfig: return modemShowConfig(error);
@@ -156,6 +156,11 @@ void CommandRunner::printNotices() {
 std::string CommandRunner::noAnswer(const std::string& what) const {
     if (mSession.serviceDead()) return what + ": the service died before answering";
     return what + ": no answer from the service within " + seconds(mOptions.timeout);
+}
+
+std::string CommandRunner::callError(const std::string& what, const android::hardware::Status& failed) {
+    if (mSession.takeDeathOf(failed)) return noAnswer(what);
+    return what + ": " + failed.description();
 }
 
 std::string CommandRunner::waitEnded(const std::string& what, const std::string& timedOut) const {
@@ -285,7 +290,7 @@ bool CommandRunner::setConfig(const Command& c, std::string* error) {
     mSession.abandonOnDeath(result);
     Return<void> ret = config->setConfig(container, new SetConfigCb(result));
     if (!ret.isOk()) {
-        *error = "set-config: " + ret.description();
+        *error = callError("set-config", ret.getStatus());
         return false;
     }
     std::string what = "set-config " + c.path + ": " + std::to_string(doc.fileSize) + " bytes";
@@ -321,7 +326,7 @@ bool CommandRunner::setSettings(const Command& c, std::string* error) {
     mSession.abandonOnDeath(result);
     Return<void> ret = config->setSettingsValue(c.settings, new SetConfigCb(result));
     if (!ret.isOk()) {
-        *error = "set-settings: " + ret.description();
+        *error = callError("set-settings", ret.getStatus());
         return false;
     }
     V2_0::RequestStatus status;
@@ -344,7 +349,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
     mSession.abandonOnDeath(result);
     Return<void> ret = config->getSettingsValue(c.groups[0]->id, new GetSettingsCb(result));
     if (!ret.isOk()) {
-        *error = "get-settings: " + ret.description();
+        *error = callError("get-settings", ret.getStatus());
         return false;
     }
     GetResult r;
@@ -371,7 +376,7 @@ bool CommandRunner::watch(const Command& c, std::string* error) {
     for (const auto* g : c.groups) {
         Return<V2_0::RequestStatus> ret = config->registerForSettingsChange(g->id, mSession.changeCallback(mOptions.slot));
         if (!ret.isOk()) {
-            *error = "watch: " + ret.description();
+            *error = callError("watch", ret.getStatus());
             return false;
         }
         if (!requestResult("watch " + g->name,
@@ -422,7 +427,7 @@ bool CommandRunner::unwatch(const Command& c, std::string* error) {
     for (const auto* g : c.groups) {
         Return<V2_0::RequestStatus> ret = config->deregisterForSettingsChange(g->id);
         if (!ret.isOk()) {
-            *error = "unwatch: " + ret.description();
+            *error = callError("unwatch", ret.getStatus());
             return false;
         }
         if (!requestResult("unwatch " + g->name,
@@ -441,7 +446,7 @@ bool CommandRunner::setAppToken(const Command& c, std::string* error) {
     mSession.abandonOnDeath(result);
     Return<void> ret = config->setAppToken(c.text, new SetConfigCb(result));
     if (!ret.isOk()) {
-        *error = "set-app-token: " + ret.description();
+        *error = callError("set-app-token", ret.getStatus());
         return false;
     }
     V2_0::RequestStatus status;
@@ -469,7 +474,7 @@ bool CommandRunner::tokenFetchStatus(const Command& c, std::string* error) {
     Return<void> ret = config->updateTokenFetchStatus(requestId, static_cast<V2_1::TokenType>(c.tokenType),
                                                       static_cast<V2_1::StatusCode>(c.status));
     if (!ret.isOk()) {
-        *error = "token-fetch-status: " + ret.description();
+        *error = callError("token-fetch-status", ret.getStatus());
         return false;
     }
     // The call has no answer; let the service pass it on before going on.
@@ -490,7 +495,7 @@ bool CommandRunner::uceStatus(const Command& c, std::string* error) {
     mSession.abandonOnDeath(result);
     Return<void> ret = config->getUceStatus(new UceListener(result));
     if (!ret.isOk()) {
-        *error = "uce-status: " + ret.description();
+        *error = callError("uce-status", ret.getStatus());
         return false;
     }
     V2_0::UceStatus status;
@@ -519,6 +524,14 @@ bool CommandRunner::dump(std::string* error) {
     std::string text;
     if (!mSession.dump(&text, error)) return false;
     mOut.report(text, Json().str("cmd", "dump").str("text", text));
+    return true;
+}
+
+bool CommandRunner::heap(std::string* error) {
+    unsigned long long bytes = 0;
+    if (!mSession.heapInUse(&bytes, error)) return false;
+    mOut.report("heap bytes in use: " + std::to_string(bytes),
+                Json().str("cmd", "dump heap").num("heapBytes", static_cast<int64_t>(bytes)));
     return true;
 }
 

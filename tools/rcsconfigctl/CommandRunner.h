@@ -64,6 +64,7 @@ private:
     bool uceStatus(const Command& c, std::string* error);
     bool platformMask(const Command& c, std::string* error);
     bool dump(std::string* error);
+    bool heap(std::string* error);
     bool modemRestart(std::string* error);
     bool modemTokenRequest(const Command& c, std::string* error);
     bool modemShowConfig(std::string* error);
@@ -80,6 +81,9 @@ private:
     // The error of an awaited answer that did not come, and of a wait that ended early.
     std::string noAnswer(const std::string& what) const;
     std::string waitEnded(const std::string& what, const std::string& timedOut) const;
+    // The error of a call that did not reach the service; one that found the
+    // service's process gone is taken as its death and reported as such.
+    std::string callError(const std::string& what, const android::hardware::Status& failed);
     std::string prefix() const;
     std::chrono::milliseconds timeoutOf(const Command& c) const;
     std::string seconds(std::chrono::milliseconds t) const;

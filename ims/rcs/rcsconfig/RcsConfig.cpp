@@ -125,9 +125,10 @@ void RcsConfig::GetUpdatedSettingsListenerWrapper::getUpdatedSettingsCb(int resp
 void RcsConfig::DeathRecipientListener::serviceDied(uint64_t cookie, const wp<IBase>& who) {
     // clientDied drops the owner's reference to this recipient.
     sp<DeathRecipientListener> self(this);
+    sp<RcsConfig> owner = mOwner.promote();
     IMS_LOG("service died. cookie:%d, who: %p", static_cast<int>(cookie),
             static_cast<void*>(who.unsafe_get()));
-    if (mOwner != nullptr) mOwner->clientDied(cookie, this);
+    if (owner != nullptr) owner->clientDied(cookie, this);
     // A UCE-status listener is never unlinked; its link is gone with the client anyway.
     if (mSetConfigCb != nullptr) {
         mSetConfigCb->unlinkToDeath(self).isOk();

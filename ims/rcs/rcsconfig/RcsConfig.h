@@ -108,7 +108,10 @@ public:
         ::android::sp<IGetSettingsCb> mGetSettingsCb;
         ::android::sp<ISettingsChangeCb> mSettingsChangeCb;
         ::android::sp<IRcsServiceStatusListener> mServiceStatusListener;
-        RcsConfig* mOwner;
+        // Weak: a death told while the service stops must not reach an object
+        // already destroyed; promoted, it keeps the object until the death is
+        // handled.
+        ::android::wp<RcsConfig> mOwner;
     };
 
     // Serves `slotId` (checked by the factory) through `manager`. Any thread.

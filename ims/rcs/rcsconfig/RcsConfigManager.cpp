@@ -35,9 +35,12 @@ RcsConfigManager::~RcsConfigManager() {
     settings.deRegisterServiceStatusListener();
     application.deRegisterServiceStatusListener();
     // Recipients first, then the listeners, then the service objects, each
-    // newest first. Links are not undone: a late notice finds its recipient gone.
+    // newest first. Links are not undone: a late notice finds its recipient
+    // gone, and one already being told (the service stopping as a client
+    // dies) is waited for and kept from this manager.
     {
         std::lock_guard<std::mutex> guard(mRecipientLock);
+        for (const auto& recipient : mDeathRecipients) recipient->detach();
         while (!mDeathRecipients.empty()) mDeathRecipients.pop_back();
     }
     {
@@ -53,10 +56,12 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
     const unsigned long key = static_cast<unsigned long>(reinterpret_cast<uintptr_t>(params.listener.get()));
     sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
     if (params.listener != nullptr) {
-        // The result is not needed: a listener that is already dead is only
-        // noticed when a call to it fails.
-        params.listener->linkToDeath(recipient, key).isOk();
+        // Kept before the link is made, so that the death (told on another
+        // thread) always finds it to release.
         recipient->keepLinked(params.listener);
+        // A listener that is already dead is only noticed when a call to it
+        // fails; without a link, there is no reason to keep its proxy.
+        if (!params.listener->linkToDeath(recipient, key).withDefault(false)) recipient->keepLinked(nullptr);
     }
     {
         std::lock_guard<std::mutex> guard(mRecipientLock);
@@ -237,7 +242,19 @@ void RcsConfigManager::forgetListener(unsigned long key) {
 void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, const wp<IBase>& who) {
     IMS_LOG("RcsConfig service died. cookie:%d, who: %p", static_cast<int>(cookie),
             static_cast<void*>(who.unsafe_get()));
-    mManager->forgetListener(static_cast<unsigned long>(cookie));
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        if (mManager != nullptr) mManager->forgetListener(static_cast<unsigned long>(cookie));
+    }
+    // The link has served. The recipient itself stays with the manager, but
+    // the proxy must not: for a client in another process it holds that
+    // client's whole connection.
+    mLinked = nullptr;
+}
+
+void RcsConfigManager::DeathRecipientListener::detach() {
+    std::lock_guard<std::mutex> guard(mLock);
+    mManager = nullptr;
 }
 
 void RcsConfigManager::handleEvent(ConfigCallbackData& data) {

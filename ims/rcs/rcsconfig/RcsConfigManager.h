@@ -98,17 +98,24 @@ public:
         // HIDL death-notification thread.
         void serviceDied(uint64_t cookie,
                          const ::android::wp<::android::hidl::base::V1_0::IBase>& who) override;
-        // Keeps the listener object the link was made on. Binder thread,
-        // before the recipient is shared.
+        // Keeps the listener object the link is made on, until its death is
+        // told. Binder thread, before the link is made (and again, with null,
+        // when it could not be made).
         void keepLinked(const ::android::sp<::android::hidl::base::V1_0::IBase>& listener) {
             mLinked = listener;
         }
+        // The manager is going away: waits for a death it is handling, and
+        // later ones do not reach the manager. Manager's destructor.
+        void detach();
 
     private:
-        RcsConfigManager* mManager;
+        std::mutex mLock;  // held while a death reaches the manager
+        RcsConfigManager* mManager;  // guarded by mLock
         // A death link lasts only as long as the proxy it was made through,
         // and the wrapper holds a different, cast proxy: without this the
         // client's own proxy (and the link) went with the factory call.
+        // Written before the link exists, cleared by serviceDied after it
+        // fired (the link's lock orders the two).
         ::android::sp<::android::hidl::base::V1_0::IBase> mLinked;
     };
 

@@ -7,8 +7,6 @@
  *   <descriptor>#<instance> an entry: the pid of the process serving it,
  *                          written to a temporary name then renamed, so a
  *                          reader never sees half of one
- *   .lock                  taken (flock) to publish an entry or remove a
- *                          stale one, so the two never interleave
  * An entry is live while its process's socket accepts connections; entries
  * and sockets of processes that are gone are removed by whoever meets them.
  */
@@ -18,7 +16,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -117,35 +114,28 @@ pid_t readEntry(const std::string& path) {
     return static_cast<pid_t>(pid);
 }
 
-// Holds the registry folder's lock file for as long as it lives. Publishing an
-// entry and removing a stale one both take it: without it, a reader that has
-// just found an entry stale could unlink the fresh entry a new server renamed
-// into place between the reader's check and its unlink.
-class RegistryLock {
-public:
-    explicit RegistryLock(const std::string& dir)
-        : mFd(open((dir + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-        if (mFd >= 0) {
-            while (flock(mFd, LOCK_EX) != 0 && errno == EINTR) {
-            }
-        }
-    }
-    ~RegistryLock() {
-        if (mFd >= 0) ::close(mFd);  // releases the lock
-    }
-    RegistryLock(const RegistryLock&) = delete;
-    RegistryLock& operator=(const RegistryLock&) = delete;
+}  // namespace
 
-private:
-    int mFd;
-};
+namespace details {
 
-// Removes an entry that still names `pid`, and `pid`'s socket.
-void removeStale(const std::string& dir, const std::string& entry, pid_t pid) {
-    RegistryLock lock(dir);
-    if (readEntry(entry) == pid) unlink(entry.c_str());
+void removeStaleEntry(const std::string& dir, const std::string& entry, pid_t pid) {
+    // A new registration renames its entry over the same path at any moment,
+    // so reading the entry and then removing the path could remove the new
+    // one. The entry is moved aside first (atomic), read there, and put back
+    // when it turns out to name another process (unless an even newer entry
+    // took the path meanwhile).
+    static std::atomic<unsigned> sequence{0};
+    const std::string aside = dir + "/.stale-" + std::to_string(getpid()) + "-" + std::to_string(sequence++);
+    if (rename(entry.c_str(), aside.c_str()) == 0) {
+        if (readEntry(aside) != pid) link(aside.c_str(), entry.c_str());
+        unlink(aside.c_str());
+    }
     unlink(socketPath(dir, pid).c_str());
 }
+
+}  // namespace details
+
+namespace {
 
 bool prepareDir(const std::string& dir) {
     if (dir.empty()) {
@@ -232,7 +222,7 @@ sp<details::IBase> lookUpOnce(const std::string& dir, const std::string& descrip
     if (pid == 0) return nullptr;
     sp<details::RpcConnection> connection = connectionTo(dir, pid);
     if (connection == nullptr) {
-        removeStale(dir, entry, pid);
+        details::removeStaleEntry(dir, entry, pid);
         return nullptr;
     }
     sp<details::IBase> service;
@@ -304,7 +294,6 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
             }
         }
         chmod(tmp.c_str(), 0600);
-        RegistryLock lock(dir);
         if (rename(tmp.c_str(), entryPath(dir, descriptor, name).c_str()) != 0) {
             unlink(tmp.c_str());
             return UNKNOWN_ERROR;
@@ -405,7 +394,7 @@ std::vector<RegisteredService> listServices(const std::string& dir) {
             known = alive.emplace(pid, fd >= 0).first;
         }
         if (!known->second) {
-            removeStale(dir, entry, pid);
+            details::removeStaleEntry(dir, entry, pid);
             continue;
         }
         services.push_back(RegisteredService{name.substr(0, hash), name.substr(hash + 1), static_cast<int>(pid)});

@@ -23,6 +23,10 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
 
 // Tells the transport that `connection` closed. Its reader thread.
 void rpcConnectionClosed(RpcConnection* connection);
+// Removes the registry entry at `entry` if it names the dead process `pid`
+// (an entry a new registration has put there is kept), and `pid`'s socket.
+// Any thread.
+void removeStaleEntry(const std::string& dir, const std::string& entry, pid_t pid);
 
 }  // namespace details
 }  // namespace hardware

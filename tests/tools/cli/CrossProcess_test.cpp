@@ -146,8 +146,11 @@ TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAre
 
     ToolResult next = runTool(attached({"--slot", "2", "--script", "-"}), "set-config " + kDocument + "\n"
                                                                            "set-settings presence PUBLISH_TIMER=7\n"
-                                                                           "get-settings presence\n");
+                                                                           "get-settings presence\n"
+                                                                           "dump heap\n");
     ASSERT_EQ(0, next.exitCode) << next.err << next.out;
+    // The service's process answers with its heap (0 under a sanitizer).
+    EXPECT_TRUE(next.has("heap bytes in use: ")) << next.out;
     EXPECT_TRUE(next.has("-> OK (accepted by the modem)"));
     EXPECT_TRUE(next.has("  PUBLISH_TIMER (100) = 7"));
     // The survivor's callback, in its own process, heard of the change.
@@ -179,6 +182,32 @@ TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainW
     EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
     // The replayed document reached the modem whole.
     EXPECT_NE(std::string::npos, modemControl("configs 0").find("gzip=1 len=70925")) << modemControl("configs 0");
+}
+
+TEST_F(ThreeProcesses, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {
+    std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going"});
+    client->send("get-settings presence");
+    ASSERT_TRUE(client->waitForOutput("[slot 1] get-settings PRESENCE_CONFIG -> OK", kWaitMs)) << client->sofar().err;
+    // Frozen while the service dies and commands pile up: once thawed, its
+    // calls race the runtime thread that tells it of the death, and a call
+    // that finds the process gone must count as that death.
+    ASSERT_EQ(0, ::kill(client->pid(), SIGSTOP));
+    mService->stop(SIGKILL);
+    for (int i = 0; i < 20; ++i) client->send("get-settings presence");
+    client->send("echo all sent");
+    ASSERT_EQ(0, ::kill(client->pid(), SIGCONT));
+    ASSERT_TRUE(client->waitForOutput("service \"default\" died: waiting for it to be registered again", kWaitMs))
+            << client->sofar().err;
+    startService();
+    ASSERT_TRUE(client->waitForOutput("all sent", kWaitMs)) << client->sofar().err;
+
+    const ToolResult& r = client->sofar();
+    EXPECT_EQ(1u, r.count("died: waiting for it to be registered again")) << r.out;
+    EXPECT_EQ(1u, r.count("registered again: new RCS configuration objects for slot(s) 1")) << r.out;
+    // At most the first call ends with the death; the others wait for the
+    // service to come back and are answered.
+    EXPECT_EQ(std::string::npos, r.err.find("EX_TRANSACTION_FAILED")) << r.err;
+    EXPECT_GE(r.count("get-settings PRESENCE_CONFIG -> OK"), 20u) << r.out << r.err;
 }
 
 TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjectsWork) {

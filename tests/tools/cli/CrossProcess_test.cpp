@@ -187,7 +187,7 @@ TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainW
 TEST_F(ThreeProcesses, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going"});
     client->send("get-settings presence");
-    ASSERT_TRUE(client->waitForOutput("[slot 1] get-settings PRESENCE_CONFIG -> OK", kWaitMs)) << client->sofar().err;
+    ASSERT_TRUE(client->waitFor("[slot 1] get-settings PRESENCE_CONFIG -> OK", kWaitMs)) << client->sofar().err;
     // Frozen while the service dies and commands pile up: once thawed, its
     // calls race the runtime thread that tells it of the death, and a call
     // that finds the process gone must count as that death.
@@ -196,10 +196,10 @@ TEST_F(ThreeProcesses, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportE
     for (int i = 0; i < 20; ++i) client->send("get-settings presence");
     client->send("echo all sent");
     ASSERT_EQ(0, ::kill(client->pid(), SIGCONT));
-    ASSERT_TRUE(client->waitForOutput("service \"default\" died: waiting for it to be registered again", kWaitMs))
+    ASSERT_TRUE(client->waitFor("service \"default\" died: waiting for it to be registered again", kWaitMs))
             << client->sofar().err;
     startService();
-    ASSERT_TRUE(client->waitForOutput("all sent", kWaitMs)) << client->sofar().err;
+    ASSERT_TRUE(client->waitFor("all sent", kWaitMs)) << client->sofar().err;
 
     const ToolResult& r = client->sofar();
     EXPECT_EQ(1u, r.count("died: waiting for it to be registered again")) << r.out;

@@ -54,6 +54,8 @@ public:
     ToolResult stop(int signal);
     // What the child has printed so far.
     ToolResult sofar() const;
+    // The child's process id, for signals a test sends itself.
+    pid_t pid() const { return mPid; }
 
 private:
     void readAll();

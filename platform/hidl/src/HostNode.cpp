@@ -33,7 +33,9 @@ NodeTable& nodeTable() {
 }
 
 // Threads delivering death notices; joined on request and at exit, and
-// reaped once finished so a long-lived process does not collect them.
+// reaped once finished so a long-lived process does not collect them. The
+// list itself is never destroyed: a connection's reader thread may still start
+// a notifier while the process runs its exit handlers, and must find it.
 struct Notifier {
     std::thread thread;
     std::shared_ptr<std::atomic<bool>> done;
@@ -41,7 +43,6 @@ struct Notifier {
 struct Notifiers {
     std::mutex lock;
     std::vector<Notifier> threads;  // guarded by lock
-    ~Notifiers() { joinAll(); }
     void joinAll() {
         for (;;) {
             std::vector<Notifier> running;
@@ -66,9 +67,12 @@ struct Notifiers {
     }
 };
 Notifiers& notifiers() {
-    static Notifiers instance;
-    return instance;
+    static Notifiers* instance = new Notifiers();
+    return *instance;
 }
+struct JoinNotifiersAtExit {
+    ~JoinNotifiersAtExit() { notifiers().joinAll(); }
+} joinNotifiersAtExit;
 
 struct HashTable {
     std::mutex lock;

@@ -19,6 +19,7 @@
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "service/HostModem.h"
 #include "service/RcsServiceHost.h"
 
 namespace {
@@ -102,7 +103,7 @@ struct Service {
         }
         host.waitUntilIdle();
     }
-    rcsservice::RcsServiceHost host;
+    rcsservice::RcsServiceHost host{rcsservice::hostServiceOptions()};
     sp<V2_1::IRcsConfig> config;
 };
 

@@ -6,6 +6,7 @@ PACKAGES=(
   build-essential cmake ninja-build pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev
   android-liblog-dev android-libutils-dev android-libcutils-dev hidl-gen
+  blueprint-tools   # bpfmt: the device build check reads the Android.bp files with it
   clang libclang-rt-14-dev
   libtsan2   # gcc's ThreadSanitizer runtime (build-tsan/)
 )

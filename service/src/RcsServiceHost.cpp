@@ -15,9 +15,7 @@
 #include "rcsconfig/RcsConfig.h"
 #include "rcsconfig/RcsConfigManager.h"
 
-#ifndef __ANDROID__
-#include "mcx_host.h"
-#endif
+#include <hidl/HidlTransportSupport.h>
 
 using android::sp;
 
@@ -27,16 +25,12 @@ namespace {
 
 constexpr std::chrono::seconds kIdleTimeout(10);
 
-// True when `factory` is what clients now get for "default".
+// True when `factory` is what clients now get for "default" (not a service
+// another process registered under the same name).
 template <typename Interface>
 bool isServing(const sp<Interface>& factory) {
     sp<Interface> registered = Interface::tryGetService("default");
-#ifdef __ANDROID__
-    (void)factory;
-    return registered != nullptr;  // a device hands out a proxy, not the object
-#else
-    return registered != nullptr && registered.get() == factory.get();
-#endif
+    return registered != nullptr && android::hardware::interfacesEqual(registered, factory);
 }
 
 // What a factory's debug() reaches. Factories stay registered with the
@@ -66,37 +60,9 @@ struct RcsServiceHost::State {
     sp<DebuggableImsFactory_1_1> factory_1_1;
     std::shared_ptr<DumpLink> dumpLink = std::make_shared<DumpLink>();
 
-    bool selectTransport();
     void tearDown();
     ServiceSnapshot snapshot() const;
-    std::string transportName() const;
 };
-
-bool RcsServiceHost::State::selectTransport() {
-#ifdef __ANDROID__
-    return true;  // a device has its one modem
-#else
-    mcx_client_error_type rc;
-    if (options.modem == RcsServiceHostOptions::Modem::Daemon) {
-        rc = mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, options.daemonSocket.c_str());
-    } else {
-        rc = mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
-    }
-    if (rc != MCX_NO_ERR) {
-        IMS_LOG("RcsServiceHost: cannot choose the modem transport (%s), error %d",
-                transportName().c_str(), static_cast<int>(rc));
-        return false;
-    }
-    return true;
-#endif
-}
-
-std::string RcsServiceHost::State::transportName() const {
-    if (options.modem == RcsServiceHostOptions::Modem::Daemon) {
-        return "mcx-modemd at " + options.daemonSocket;
-    }
-    return "embedded modem emulator";
-}
 
 void RcsServiceHost::State::tearDown() {
     {
@@ -127,7 +93,7 @@ ServiceSnapshot RcsServiceHost::State::snapshot() const {
     ServiceSnapshot s;
     s.started = started && manager != nullptr;
     if (!s.started) return s;
-    s.modemTransport = transportName();
+    s.modemTransport = options.modemName;
     // The flags belong to the loop thread.
     loop->runOnLoop([&] {
         s.modemUp = manager->isModemUp();
@@ -173,7 +139,10 @@ RcsServiceHost::~RcsServiceHost() {
 bool RcsServiceHost::start() {
     State& s = *mState;
     if (s.started) return true;
-    if (!s.selectTransport()) return false;
+    if (s.options.connectModem && !s.options.connectModem()) {
+        IMS_LOG("RcsServiceHost: cannot reach the modem (%s)", s.options.modemName.c_str());
+        return false;
+    }
 
     // 1. The loop before any other thread uses it, and the one timer queue.
     s.com = ImsCom::getInstance();
@@ -202,13 +171,15 @@ bool RcsServiceHost::start() {
         std::lock_guard<std::mutex> guard(s.dumpLink->lock);
         s.dumpLink->host = this;
     }
-    DumpFunction dump = [link = s.dumpLink, commands = s.options.debugCommands](
-                                const std::vector<std::string>& options) {
+    DumpFunction dump = [link = s.dumpLink, commands = s.options.debugCommands,
+                         extra = s.options.extraDump](const std::vector<std::string>& options) {
         std::lock_guard<std::mutex> guard(link->lock);
         if (link->host == nullptr) return formatServiceDump(ServiceSnapshot{});
         std::string text;
         if (!options.empty() && commands && commands(options, &text)) return text;
-        return link->host->dump();
+        text = link->host->dump();
+        if (extra) text += extra();
+        return text;
     };
     bool registered = true;
     if (s.options.startFactory_1_0) {
@@ -232,7 +203,7 @@ bool RcsServiceHost::start() {
     // 5. The loop thread.
     s.loop->start();
     s.started = true;
-    IMS_LOG("RcsServiceHost: started on the %s", s.transportName().c_str());
+    IMS_LOG("RcsServiceHost: started on the %s", s.options.modemName.c_str());
     return true;
 }
 

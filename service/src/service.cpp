@@ -1,17 +1,13 @@
-// The RCS configuration HAL service: starts everything, publishes the IMS
-// factories and serves until SIGTERM or SIGINT (see ServiceCommandLine.h).
-#include <cstdio>
+// The RCS configuration HAL service of a device: brings the HAL up, registers
+// IImsFactory 1.0 and 1.1 as "default" and serves until init stops it.
+#include "StopSignal.h"
+#include "service/RcsServiceHost.h"
 
-#include "ServiceCommandLine.h"
-#include "ServiceProcess.h"
-
-int main(int argc, char** argv) {
-    rcsservice::ServiceCommandLine commandLine;
-    std::string error;
-    if (!rcsservice::parseServiceCommandLine({argv + 1, argv + argc}, &commandLine, &error)) {
-        std::fprintf(stderr, "%s\n%s", error.c_str(), rcsservice::serviceUsage());
-        return 2;
-    }
-    if (commandLine.help) std::fputs(rcsservice::serviceUsage(), stdout);
-    return commandLine.help ? 0 : rcsservice::runServiceProcess(commandLine);
+int main() {
+    rcsservice::StopSignal stopSignal;  // before the service starts its threads
+    rcsservice::RcsServiceHost host;
+    if (!host.start()) return 1;
+    stopSignal.wait();
+    host.stop();
+    return 0;
 }

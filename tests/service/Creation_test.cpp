@@ -56,7 +56,7 @@ TEST_F(CreationTest, Factory_1_1_CreatesForBothSlotsInBothVersions) {
 }
 
 TEST_F(CreationTest, Factory_1_0_AnswersNotSupported) {
-    rcsservice::RcsServiceHostOptions options;
+    rcsservice::RcsServiceHostOptions options = rcsservice::hostServiceOptions();
     options.startFactory_1_1 = false;
     ASSERT_NO_FATAL_FAILURE(startService(true, options));
     sp<IImsFactory> factory10 = remote(IImsFactory::getService());
@@ -135,10 +135,7 @@ TEST_F(CreationTest, DaemonKilledAndRestarted_NewObjectsServeEveryTime) {
     const std::string path = "/tmp/rcs-creation-daemon-" + std::to_string(getpid()) + ".sock";
     imstest::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
     ASSERT_TRUE(daemon.start());
-    rcsservice::RcsServiceHostOptions options;
-    options.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
-    options.daemonSocket = path;
-    ASSERT_NO_FATAL_FAILURE(startService(true, options));
+    ASSERT_NO_FATAL_FAILURE(startService(true, rcsservice::hostServiceOptions(rcsservice::HostModem::daemon(path))));
     ASSERT_EQ(log.count("RcsConfigManager: ServiceStatus::AVAILABLE"), 1u);
     sp<Listener_2_1> listener = new Listener_2_1();
     sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));

@@ -152,7 +152,7 @@ TEST_F(HostAndDumpTest, StopAndStartAgain_ServesAgainAndOldFactoryDumpsStopped) 
 
 TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegisterOrTheDaemonHasNoSocket) {
     ::android::hardware::testing::failServiceRegistrations(::android::UNKNOWN_ERROR);
-    rcsservice::RcsServiceHost failing;
+    rcsservice::RcsServiceHost failing(rcsservice::hostServiceOptions());
     EXPECT_FALSE(failing.start());
     EXPECT_TRUE(log.contains("ImsFactory_1_1 HAL registration failed with"));
     EXPECT_TRUE(log.contains("RcsServiceHost: a factory could not be registered"));
@@ -161,9 +161,7 @@ TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegisterOrTheDaemonHasNoS
     EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig"), nullptr);
     ::android::hardware::testing::failServiceRegistrations(::android::OK);
 
-    rcsservice::RcsServiceHostOptions options;
-    options.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
-    rcsservice::RcsServiceHost daemonHost(options);
+    rcsservice::RcsServiceHost daemonHost(rcsservice::hostServiceOptions(rcsservice::HostModem::daemon("")));
     EXPECT_FALSE(daemonHost.start());
     EXPECT_TRUE(log.contains("RcsServiceHost: cannot choose the modem transport"));
     EXPECT_NE(daemonHost.dump().find("not started"), std::string::npos);

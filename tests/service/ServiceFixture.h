@@ -23,6 +23,7 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_host.h"
 #include "rcsconfig/RcsConfig.h"
+#include "service/HostModem.h"
 #include "service/RcsServiceHost.h"
 #include "support/LogCapture.h"
 
@@ -43,7 +44,8 @@ protected:
     mcxemu::ModemEmulator& modem() { return mcx_host_embedded_modem(); }
 
     // Starts the service and waits until both modem services are up in it.
-    void startService(bool carrierConfig = true, rcsservice::RcsServiceHostOptions options = {}) {
+    void startService(bool carrierConfig = true,
+                      rcsservice::RcsServiceHostOptions options = rcsservice::hostServiceOptions()) {
         modem().setCarrierConfigSupported(carrierConfig);
         host = std::make_unique<rcsservice::RcsServiceHost>(options);
         ASSERT_TRUE(host->start());

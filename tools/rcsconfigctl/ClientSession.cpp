@@ -13,6 +13,7 @@
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
 #include "mcx_host.h"
+#include "service/HostModem.h"
 #include "service/RcsServiceHost.h"
 #include "service/ServiceLog.h"
 #include "xvDplHost.h"
@@ -119,12 +120,9 @@ bool ClientSession::start(std::string* error) {
         mStarted = true;
         return true;
     }
-    rcsservice::RcsServiceHostOptions hostOptions;
-    if (!mOptions.modemSocket.empty()) {
-        hostOptions.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
-        hostOptions.daemonSocket = mOptions.modemSocket;
-    }
-    mHost = std::make_unique<rcsservice::RcsServiceHost>(hostOptions);
+    rcsservice::HostModem modem;
+    if (!mOptions.modemSocket.empty()) modem = rcsservice::HostModem::daemon(mOptions.modemSocket);
+    mHost = std::make_unique<rcsservice::RcsServiceHost>(rcsservice::hostServiceOptions(modem));
     if (!mHost->start()) {
         *error = mOptions.modemSocket.empty()
                          ? std::string("the service did not start")

@@ -26,6 +26,7 @@
 #include "SoakClients.h"
 #include "SoakRun.h"
 #include "mcx_host.h"
+#include "service/HostModem.h"
 #include "service/RcsServiceHost.h"
 
 namespace soak {
@@ -542,18 +543,17 @@ int Soak::run() {
         return 2;
     }
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
-    rcsservice::RcsServiceHostOptions hostOptions;
+    rcsservice::HostModem modem;
     if (!mOpt.modemd.empty()) {
         unlink(mOpt.socket.c_str());
         if (!startModem()) {
             fprintf(stderr, "rcs-soak: mcx-modemd did not start\n");
             return 2;
         }
-        hostOptions.modem = rcsservice::RcsServiceHostOptions::Modem::Daemon;
-        hostOptions.daemonSocket = mOpt.socket;
+        modem = rcsservice::HostModem::daemon(mOpt.socket);
     }
     RetainedCosts costs = RetainedCosts::measure();
-    mHost = std::make_unique<rcsservice::RcsServiceHost>(hostOptions);
+    mHost = std::make_unique<rcsservice::RcsServiceHost>(rcsservice::hostServiceOptions(modem));
     if (!mHost->start()) {
         fprintf(stderr, "rcs-soak: the service did not start\n");
         return 2;

@@ -4,6 +4,7 @@
  * descriptor and instance name; every function is thread-safe.
  */
 #include <hidl/HidlHostGlue.h>
+#include <hidl/HidlHostRpc.h>
 #include <hidl/HidlTesting.h>
 #include <hidl/HidlTransportSupport.h>
 
@@ -57,6 +58,15 @@ status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
     ++r.configureCount;
     details::RpcThreadPool::instance().configure(maxThreads, callerWillJoin);
     return OK;
+}
+
+bool interfacesEqual(const sp<IBase>& left, const sp<IBase>& right) {
+    if (left == nullptr || right == nullptr) return left == right;
+    if (left.get() == right.get()) return true;
+    // Two proxies of one object of another process share its node.
+    const auto* l = dynamic_cast<const details::RpcRemote*>(left.get());
+    const auto* r = dynamic_cast<const details::RpcRemote*>(right.get());
+    return l != nullptr && r != nullptr && l->rpcNode() == r->rpcNode();
 }
 
 void joinRpcThreadpool() {

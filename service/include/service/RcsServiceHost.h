@@ -12,8 +12,11 @@
  * An exception escaping a handler on the loop thread is caught and logged
  * there, and the loop goes on serving.
  *
- * Used by service.cpp (the daemon main), by the command-line client, which
- * runs the service inside its own process, and by end-to-end tests.
+ * Used by service.cpp (the device's service main), by the workstation's
+ * service process and command-line client (service/host/), and by end-to-end
+ * tests. How the modem is reached is the process's business: a device's
+ * messaging library has its one modem, a workstation chooses one before the
+ * start sequence through `connectModem`.
  */
 #ifndef SERVICE_RCS_SERVICE_HOST_H
 #define SERVICE_RCS_SERVICE_HOST_H
@@ -26,12 +29,12 @@
 namespace rcsservice {
 
 struct RcsServiceHostOptions {
-    enum class Modem {
-        Embedded,  // the modem emulator inside this process
-        Daemon     // an mcx-modemd daemon reached on daemonSocket
-    };
-    Modem modem = Modem::Embedded;
-    std::string daemonSocket;
+    // Runs first in start(), on the starting thread: makes the modem
+    // reachable through the messaging library. False (after its own log
+    // line) stops the start. Empty: the library reaches its one modem.
+    std::function<bool()> connectModem;
+    // How the modem is reached, for the log and the dump.
+    std::string modemName = "modem messaging library";
     bool startFactory_1_0 = true;
     bool startFactory_1_1 = true;
     // Answers a factory debug() call whose options name a command of the
@@ -39,6 +42,10 @@ struct RcsServiceHostOptions {
     // returns false when the options are no such command, and the state dump
     // is written instead. Runs on the thread serving the debug() call.
     std::function<bool(const std::vector<std::string>& options, std::string* text)> debugCommands;
+    // Sections the hosting process appends to the state dump (facts only it
+    // knows, such as a workstation's service registry); each line ends in a
+    // newline. Runs on the thread serving the debug() call.
+    std::function<std::string()> extraDump;
 };
 
 class RcsServiceHost {

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 
+#include <android/hidl/base/1.0/IBase.h>
 #include <hidl/HidlSupport.h>
 #include <utils/Errors.h>
 
@@ -22,6 +23,11 @@ status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin);
 // Makes the calling thread one of the pool's threads (it serves calls from
 // other processes); never returns.
 void joinRpcThreadpool();
+
+// True when both references reach the same object: the same object of this
+// process, or proxies of the same object of another process. Any thread.
+bool interfacesEqual(const sp<::android::hidl::base::V1_0::IBase>& left,
+                     const sp<::android::hidl::base::V1_0::IBase>& right);
 
 }  // namespace hardware
 }  // namespace android

@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "service/RcsServiceHost.h"
+#include "service/HostModem.h"
 
 namespace rcsservice {
 
 struct ServiceCommandLine {
-    RcsServiceHostOptions host;  // embedded modem unless a socket is given
+    HostModem modem;           // embedded unless a socket is given
     std::string registryDir;     // empty: the runtime's default folder
     bool help = false;
 };

@@ -6,12 +6,11 @@ bool parseServiceCommandLine(const std::vector<std::string>& args, ServiceComman
                              std::string* error) {
     *out = ServiceCommandLine();
     auto modemSocket = [&](const std::string& path) {
-        if (path.empty() || !out->host.daemonSocket.empty()) {
+        if (path.empty() || !out->modem.daemonSocket.empty()) {
             *error = path.empty() ? "the modem socket path is empty" : "more than one modem socket given";
             return false;
         }
-        out->host.modem = RcsServiceHostOptions::Modem::Daemon;
-        out->host.daemonSocket = path;
+        out->modem = HostModem::daemon(path);
         return true;
     };
     for (size_t i = 0; i < args.size(); ++i) {

@@ -103,22 +103,25 @@ ServiceSnapshot RcsServiceHost::State::snapshot() const {
             s.imsaSubscribed[slot - 1] = manager->isImsaSubscribed(slot);
         }
     });
-    for (const auto& l : manager->listeners()) {
-        s.listeners.push_back(ServiceSnapshot::Listener{l.key, l.slotId, l.version});
+    // The queue's lock is held while its events run, and a creation holds the
+    // listener lock while it waits for the queue's lock to post. On the loop
+    // thread this dump may be running inside a batch (a client's callback),
+    // so the queue and the listener lists are only read from other threads.
+    s.offLoop = !loop->isLoopThread();
+    if (s.offLoop) {
+        s.queuedEvents = manager->queuedEvents();
+        for (const auto& l : manager->listeners()) {
+            s.listeners.push_back(ServiceSnapshot::Listener{l.key, l.slotId, l.version});
+        }
+        s.listenerDeathRecipients = manager->deathRecipientCount();
+        for (const auto& config : manager->rcsConfigs()) {
+            RcsConfig::Filed f = config->filed();
+            s.serviceObjects.push_back(ServiceSnapshot::ServiceObject{
+                    reinterpret_cast<uintptr_t>(config.get()), config->slotId(), f.setConfigWrappers,
+                    f.getSettingsWrappers, f.settingsChangeWrappers, f.setConfigRecipients,
+                    f.getSettingsRecipients, f.settingsChangeRecipients, f.uceStatusRecipients});
+        }
     }
-    s.listenerDeathRecipients = manager->deathRecipientCount();
-    for (const auto& config : manager->rcsConfigs()) {
-        RcsConfig::Filed f = config->filed();
-        s.serviceObjects.push_back(ServiceSnapshot::ServiceObject{
-                reinterpret_cast<uintptr_t>(config.get()), config->slotId(), f.setConfigWrappers,
-                f.getSettingsWrappers, f.settingsChangeWrappers, f.setConfigRecipients,
-                f.getSettingsRecipients, f.settingsChangeRecipients, f.uceStatusRecipients});
-    }
-    // The queue's lock is held while its events run; on the loop thread this
-    // dump may be running inside one of them (a client's callback), so the
-    // queue is only read from other threads.
-    s.queueKnown = !loop->isLoopThread();
-    if (s.queueKnown) s.queuedEvents = manager->queuedEvents();
     ImsMcxSettings::PendingRequests pending = settings->pendingRequests();
     s.configUploads = pending.configUploads;
     s.settingsWrites = pending.settingsWrites;

@@ -66,14 +66,23 @@ std::string formatServiceDump(const ServiceSnapshot& s) {
             << ", application client subscribed: " << yesNo(s.imsaSubscribed[i]) << "\n";
     }
 
-    out << "Listeners: " << s.listeners.size() << " (death links made: "
-        << s.listenerDeathRecipients << ")\n";
+    const char* unknown = "unknown (dump taken on the loop thread)\n";
+    if (s.offLoop) {
+        out << "Listeners: " << s.listeners.size() << " (death links made: "
+            << s.listenerDeathRecipients << ")\n";
+    } else {
+        out << "Listeners: " << unknown;
+    }
     for (const auto& l : s.listeners) {
         out << "  " << hex(l.key) << " slot " << l.slotId << ", IRcsConfigListener "
             << (l.version == 1 ? "2.1" : "2.0") << "\n";
     }
 
-    out << "Service objects: " << s.serviceObjects.size() << "\n";
+    if (s.offLoop) {
+        out << "Service objects: " << s.serviceObjects.size() << "\n";
+    } else {
+        out << "Service objects: " << unknown;
+    }
     for (const auto& o : s.serviceObjects) {
         out << "  RcsConfig " << hex(o.address) << " slot " << o.slotId << "\n";
         out << "    callbacks filed: set-config " << o.setConfigCallbacks << ", get-settings "
@@ -86,10 +95,10 @@ std::string formatServiceDump(const ServiceSnapshot& s) {
     out << "Pending requests\n";
     size_t queued = 0;
     for (const auto& entry : s.queuedEvents) queued += entry.second;
-    if (s.queueKnown) {
+    if (s.offLoop) {
         out << "  queued for the loop thread: " << queued << "\n";
     } else {
-        out << "  queued for the loop thread: unknown (dump taken on the loop thread)\n";
+        out << "  queued for the loop thread: " << unknown;
     }
     for (const auto& entry : s.queuedEvents) {
         out << "    " << eventKindName(entry.first) << ": " << entry.second << "\n";

@@ -40,7 +40,7 @@ struct ServiceSnapshot {
     std::vector<ServiceObject> serviceObjects;
 
     // Requests not yet answered.
-    bool queueKnown = true;                   // false when the dump ran on the loop thread
+    bool offLoop = true;  // false when taken on the loop thread: the lists below are unknown
     std::map<uint32_t, size_t> queuedEvents;  // by ConfigEventType, not yet on the loop
     size_t configUploads = 0;                 // uploads awaiting the modem's verdict
     size_t settingsWrites = 0;

@@ -38,17 +38,17 @@ RcsConfigManager::~RcsConfigManager() {
     // newest first. Links are not undone: a late notice finds its recipient
     // gone, and one already being told (the service stopping as a client
     // dies) is waited for and kept from this manager.
-    {
-        std::lock_guard<std::mutex> guard(mRecipientLock);
-        for (const auto& recipient : mDeathRecipients) recipient->detach();
-        while (!mDeathRecipients.empty()) mDeathRecipients.pop_back();
-    }
+    // A death being told holds its recipient's lock while it takes
+    // mListenerLock, so the recipients are detached outside mListenerLock.
+    std::vector<sp<DeathRecipientListener>> recipients;
     {
         std::lock_guard<std::mutex> guard(mListenerLock);
-        mListeners.clear();
+        recipients.swap(mDeathRecipients);
     }
-    std::lock_guard<std::mutex> guard(mDumpLock);
-    mListenerView.clear();
+    for (const auto& recipient : recipients) recipient->detach();
+    while (!recipients.empty()) recipients.pop_back();
+    std::lock_guard<std::mutex> guard(mListenerLock);
+    mListeners.clear();
     while (!mRcsConfigs.empty()) mRcsConfigs.pop_back();
 }
 
@@ -63,17 +63,12 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
         // fails; without a link, there is no reason to keep its proxy.
         if (!params.listener->linkToDeath(recipient, key).withDefault(false)) recipient->keepLinked(nullptr);
     }
-    {
-        std::lock_guard<std::mutex> guard(mRecipientLock);
-        mDeathRecipients.push_back(recipient);
-    }
 
     std::lock_guard<std::mutex> guard(mListenerLock);
+    mDeathRecipients.push_back(recipient);
     if (params.listener != nullptr) {
         mListeners[key] = std::make_shared<RcsConfigListenerWrapper>(
                 params.listener, params.listenerVersion, params.slotId);
-        std::lock_guard<std::mutex> view(mDumpLock);
-        mListenerView[key] = ListenerInfo{key, params.slotId, params.listenerVersion};
     } else {
         // The 1.1 factory passes an empty listener of createRcsConfig_1_1 on;
         // such a client gets its object but hears no notices.
@@ -81,10 +76,7 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
     }
 
     sp<RcsConfig> config = new RcsConfig(*this, params.slotId);
-    {
-        std::lock_guard<std::mutex> view(mDumpLock);
-        mRcsConfigs.push_back(config);
-    }
+    mRcsConfigs.push_back(config);
     IMS_LOG("New RcsConfig Object %p, sp count = %d for slotid %d", config.get(),
             static_cast<int>(config->getStrongCount()), params.slotId);
 
@@ -235,8 +227,6 @@ void RcsConfigManager::listenerDied(unsigned long cookie) {
 void RcsConfigManager::forgetListener(unsigned long key) {
     std::lock_guard<std::mutex> guard(mListenerLock);
     mListeners.erase(key);
-    std::lock_guard<std::mutex> view(mDumpLock);
-    mListenerView.erase(key);
 }
 
 void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, const wp<IBase>& who) {
@@ -432,18 +422,21 @@ bool RcsConfigManager::isImsaSubscribed(int slotId) const {
 
 std::vector<RcsConfigManager::ListenerInfo> RcsConfigManager::listeners() const {
     std::vector<ListenerInfo> result;
-    std::lock_guard<std::mutex> guard(mDumpLock);
-    for (const auto& entry : mListenerView) result.push_back(entry.second);
+    std::lock_guard<std::mutex> guard(mListenerLock);
+    for (const auto& entry : mListeners) {
+        if (entry.second == nullptr) continue;
+        result.push_back(ListenerInfo{entry.first, entry.second->slotId(), entry.second->version()});
+    }
     return result;
 }
 
 std::vector<sp<RcsConfig>> RcsConfigManager::rcsConfigs() const {
-    std::lock_guard<std::mutex> guard(mDumpLock);
+    std::lock_guard<std::mutex> guard(mListenerLock);
     return mRcsConfigs;
 }
 
 size_t RcsConfigManager::deathRecipientCount() const {
-    std::lock_guard<std::mutex> guard(mRecipientLock);
+    std::lock_guard<std::mutex> guard(mListenerLock);
     return mDeathRecipients.size();
 }
 

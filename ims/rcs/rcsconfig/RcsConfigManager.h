@@ -182,10 +182,10 @@ public:
         int slotId;
         uint8_t version;    // 0: 2.0 listener, 1: 2.1 listener
     };
-    // The filed listeners, in key order. Any thread, also inside a batch of
-    // the loop thread: neither this nor rcsConfigs() waits for mListenerLock.
+    // The filed listeners, in key order; every service object created so
+    // far, oldest first; the death recipients made. These take mListenerLock:
+    // any thread but the loop thread, which may be inside a batch.
     std::vector<ListenerInfo> listeners() const;
-    // Every service object created so far, oldest first. Any thread.
     std::vector<::android::sp<RcsConfig>> rcsConfigs() const;
     size_t deathRecipientCount() const;
     // Events posted and not yet handled, by ConfigEventType. Any thread but
@@ -239,7 +239,7 @@ private:
     // The wrappers filed now, each held by its own reference while it is called.
     std::vector<std::shared_ptr<RcsConfigListenerWrapper>> listenerSnapshot() const;
     void notifyReconfigNeeded();
-    // Erases the listener filed under `key` from the map and the dump's view. Any thread.
+    // Erases the listener filed under `key`. Any thread.
     void forgetListener(unsigned long key);
 
     void handleSubscribe(ConfigCallbackData& data);
@@ -263,18 +263,13 @@ private:
     bool mModemUp;           // AVAILABLE or MODEM_UP
     bool mImssSubscribed[2];  // loop thread only
     bool mImsaSubscribed[2];  // loop thread only
-    std::vector<::android::sp<RcsConfig>> mRcsConfigs;  // guarded by mDumpLock
+    // A creation holds mListenerLock while it posts, which waits for the
+    // handler's queue lock; nothing that holds the queue lock (a batch of
+    // handleEvent) may therefore wait for mListenerLock.
+    std::vector<::android::sp<RcsConfig>> mRcsConfigs;  // guarded by mListenerLock
     std::map<unsigned long, std::shared_ptr<RcsConfigListenerWrapper>> mListeners;  // guarded by mListenerLock
     mutable std::mutex mListenerLock;
-    // What the dump shows of mListeners, kept beside it. The dump may run on
-    // the loop thread inside a batch (the handler's queue lock held) while a
-    // creation holds mListenerLock and waits for that queue lock to post, so
-    // the dump never takes mListenerLock. mDumpLock is only ever taken last
-    // and held for no other lock.
-    std::map<unsigned long, ListenerInfo> mListenerView;  // guarded by mDumpLock
-    mutable std::mutex mDumpLock;
-    std::vector<::android::sp<DeathRecipientListener>> mDeathRecipients;  // guarded by mRecipientLock
-    mutable std::mutex mRecipientLock;
+    std::vector<::android::sp<DeathRecipientListener>> mDeathRecipients;  // guarded by mListenerLock
 };
 
 #endif  // RCS_CONFIG_MANAGER_H

@@ -1,0 +1,22 @@
+/*
+ * What a HAL object writes through IBase::debug(), read back as text, the
+ * way `lshal debug` shows it.
+ */
+#ifndef VTS_HAL_DUMP_H
+#define VTS_HAL_DUMP_H
+
+#include <string>
+#include <vector>
+
+#include <android/hidl/base/1.0/IBase.h>
+
+namespace imsrcs_vts {
+
+// Calls debug() on `object` with `options` and returns what it wrote; empty
+// with `*ok` false when the call failed. The test thread only.
+std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& object,
+                      const std::vector<std::string>& options, bool* ok);
+
+}  // namespace imsrcs_vts
+
+#endif  // VTS_HAL_DUMP_H

@@ -2,27 +2,48 @@
 # Runs the HAL tests as on a device: the service executable in a process of
 # its own, registered in a registry folder nobody else uses, and the test
 # binary as a separate client of it; then stops the service as init does
-# (SIGTERM) and fails unless it stopped cleanly.
-#   run_with_service.sh SERVICE TESTS [gtest options...]
+# (SIGTERM) and fails unless it stopped cleanly. With --modem-daemon the
+# modem is mcx-modemd, a third process, instead of the embedded emulator.
+#   run_with_service.sh [--modem-daemon MCX_MODEMD] SERVICE TESTS [gtest options...]
 set -uo pipefail
+modemd=
+if [ "${1:-}" = --modem-daemon ]; then
+  modemd=$2
+  shift 2
+fi
 service=$1 tests=$2
 shift 2
 work=$(mktemp -d "${TMPDIR:-/tmp}/imsrcs-vts.XXXXXX")
-trap 'kill -KILL "$pid" 2>/dev/null; rm -rf "$work"' EXIT
+pids=()
+trap 'for p in "${pids[@]}"; do kill -KILL "$p" 2>/dev/null; done; rm -rf "$work"' EXIT
 export IMSRCS_HIDL_REGISTRY=$work/registry
 
-"$service" --registry "$IMSRCS_HIDL_REGISTRY" 2>"$work/service.log" &
-pid=$!
-for _ in $(seq 200); do
-  grep -q "serving in registry" "$work/service.log" && break
-  kill -0 "$pid" 2>/dev/null || break
-  sleep 0.1
-done
-if ! grep -q "serving in registry" "$work/service.log"; then
-  echo "run_with_service: the service did not come up; its log:" >&2
-  cat "$work/service.log" >&2
-  exit 1
+# Waits up to 20 s for TEXT in FILE while process PID lives.
+wait_for_line() {
+  local text=$1 file=$2 pid=$3
+  for _ in $(seq 200); do
+    grep -q "$text" "$file" 2>/dev/null && return 0
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  grep -q "$text" "$file" 2>/dev/null && return 0
+  echo "run_with_service: no \"$text\" from $(basename "$file" .log); its log:" >&2
+  cat "$file" >&2
+  return 1
+}
+
+modem_args=()
+if [ -n "$modemd" ]; then
+  "$modemd" --socket "$work/modem.sock" >"$work/modem.log" 2>&1 &
+  pids+=($!)
+  wait_for_line ready "$work/modem.log" "${pids[-1]}" || exit 1
+  modem_args=(--modem-socket "$work/modem.sock")
 fi
+
+"$service" "${modem_args[@]}" --registry "$IMSRCS_HIDL_REGISTRY" 2>"$work/service.log" &
+pid=$!
+pids+=("$pid")
+wait_for_line "serving in registry" "$work/service.log" "$pid" || exit 1
 
 "$tests" "$@"
 status=$?

@@ -2,9 +2,40 @@
 # Sets up a fresh Debian machine if needed, then builds and runs the whole test
 # suite three times: a normal build, a build under AddressSanitizer with
 # UndefinedBehaviorSanitizer, and a build under ThreadSanitizer. Further checks
-# live in scripts/checks/.
+# live in scripts/checks/. Ends with the time each phase took.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+# Phase times, printed last whether the run passes or fails.
+phase_names=()
+phase_seconds=()
+phase_started=$SECONDS
+phase() {
+  end_phase
+  current_phase=$1
+  phase_started=$SECONDS
+  echo "== $1"
+}
+end_phase() {
+  if [ -n "${current_phase:-}" ]; then
+    phase_names+=("$current_phase")
+    phase_seconds+=($((SECONDS - phase_started)))
+  fi
+  current_phase=
+}
+print_phases() {
+  local status=$?
+  end_phase
+  echo "phase times:"
+  for i in "${!phase_names[@]}"; do
+    printf '  %-36s %5d s\n' "${phase_names[$i]}" "${phase_seconds[$i]}"
+  done
+  printf '  %-36s %5d s\n' total "$SECONDS"
+  return $status
+}
+trap print_phases EXIT
+
+phase "set-up"
 scripts/setup.sh
 
 jobs=$(nproc)
@@ -21,25 +52,29 @@ no_reports() {
   fi
 }
 
-echo "== release build"
+phase "release build"
 scripts/build.sh release
+phase "release tests"
 (cd build && ctest -j "$jobs" --output-on-failure)
 
-echo "== sanitizer build (ASan + UBSan)"
+phase "sanitizer build (ASan + UBSan)"
 scripts/build.sh asan
+phase "sanitizer tests (ASan + UBSan)"
 # The sanitizer options (leak suppressions included) come with the build tree.
 (cd build-asan && ctest -j "$jobs" --output-on-failure)
 no_reports build-asan 'ERROR: (Address|Leak)Sanitizer|runtime error:'
 
-echo "== thread sanitizer build (TSan)"
+phase "thread sanitizer build (TSan)"
 scripts/build.sh tsan
+phase "thread sanitizer tests (TSan)"
 # Options and tests/tsan.supp come with the build tree, as for build-asan.
 (cd build-tsan && ctest -j "$jobs" --output-on-failure)
 no_reports build-tsan 'WARNING: ThreadSanitizer'
 
 for check in scripts/checks/*.sh; do
   [ -e "$check" ] || continue
-  echo "== $(basename "$check" .sh)"
+  phase "$(basename "$check" .sh)"
   bash "$check"
 done
+end_phase
 echo "all tests passed"

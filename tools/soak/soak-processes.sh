@@ -153,8 +153,9 @@ steady_figures() {
   echo "$b"
 }
 
-# A client session long enough never to end before its kill: uploads (gzip
-# on slot 1, plain on slot 2), writes and reads, under a watch.
+# A client session that never ends before its kill: uploads (gzip on slot 1,
+# plain on slot 2), writes and reads, under a watch, then a wait that only the
+# kill ends (a fast service runs the commands in less than the kill's delay).
 {
   echo "slot 2"
   echo "slot 1"
@@ -171,6 +172,7 @@ steady_figures() {
       echo "slot 1"
     fi
   done
+  echo "wait reconfig --timeout 300"
 } >"$work/session.rcs"
 sessionCommands=$(grep -c . "$work/session.rcs")
 # The warm-up's session, which runs to its end.

@@ -312,5 +312,16 @@ int main(int argc, char** argv) {
     kill(service, SIGTERM);
     waitpid(service, nullptr, 0);
     std::system(("rm -rf '" + std::string(dir) + "'").c_str());
+
+    // Last, the figures the goals name: p50 ratios of the two settings round
+    // trips (goal <= 1.5) and the 1 MB upload (goal <= 1.1).
+    auto ratio = [&](const char* name) {
+        auto i = in.find(name);
+        auto a = across.find(name);
+        if (i == in.end() || a == across.end() || i->second.p50 <= 0) return 0.0;
+        return a->second.p50 / i->second.p50;
+    };
+    std::printf("upload 1 MB p50 ratio %.2f\n", ratio("setConfig 1 MB"));
+    std::printf("set p50 ratio %.2f get p50 ratio %.2f\n", ratio("setSettingsValue"), ratio("getSettingsValue"));
     return 0;
 }

@@ -2,11 +2,14 @@
 // one run: a two-way call (ping), a request answered through a one-way
 // callback (getSettingsValue, client call to client callback) and a 1 MB
 // setConfig. The serving process is this binary started again with "serve".
+// Last, the two-way call against the crossing's own cost: a bare socketpair
+// ping-pong between two processes with a message of the same size.
 //   hidl_transport_bench [iterations]
 #include <hidl/HidlHostTransport.h>
 #include <hidl/HidlTransportSupport.h>
 #include <android/log.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +18,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <functional>
+#include <vector>
 #include <mutex>
 #include <string>
 
@@ -56,8 +61,61 @@ double perCall(long n, const std::function<void(long)>& body) {
     return std::chrono::duration<double, std::micro>(Clock::now() - start).count() / static_cast<double>(n);
 }
 
+// The median of `samples` microseconds.
+double median(std::vector<double> samples) {
+    if (samples.empty()) return 0;
+    std::nth_element(samples.begin(), samples.begin() + samples.size() / 2, samples.end());
+    return samples[samples.size() / 2];
+}
+
+// Microseconds of each of `n` calls of `body`.
+std::vector<double> eachCall(long n, const std::function<void()>& body) {
+    std::vector<double> samples;
+    samples.reserve(static_cast<size_t>(n));
+    for (long i = 0; i < n; ++i) {
+        auto start = Clock::now();
+        body();
+        samples.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    }
+    return samples;
+}
+
+bool transfer(int fd, char* buf, size_t size, bool send) {
+    size_t done = 0;
+    while (done < size) {
+        ssize_t n = send ? write(fd, buf + done, size - done) : read(fd, buf + done, size - done);
+        if (n <= 0) return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+// p50 microseconds of a `bytes` message sent to another process over an
+// AF_UNIX socketpair and sent back: what any crossing costs on this machine.
+double rawPingPongP50(long n, size_t bytes) {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) return 0;
+    std::vector<char> buf(bytes, 'x');
+    pid_t echo = fork();
+    if (echo == 0) {
+        close(fds[0]);
+        while (transfer(fds[1], buf.data(), bytes, false) && transfer(fds[1], buf.data(), bytes, true)) {
+        }
+        _exit(0);
+    }
+    close(fds[1]);
+    std::vector<double> samples = eachCall(n, [&] {
+        transfer(fds[0], buf.data(), bytes, true);
+        transfer(fds[0], buf.data(), bytes, false);
+    });
+    close(fds[0]);
+    waitpid(echo, nullptr, 0);
+    return median(samples);
+}
+
 struct Figures {
     double ping, settings, upload;
+    double pingP50;
 };
 
 Figures measure(const sp<F11::IImsFactory>& factory, long n) {
@@ -72,6 +130,7 @@ Figures measure(const sp<F11::IImsFactory>& factory, long n) {
     long base = 1;
     Figures f{};
     f.ping = perCall(n, [&](long) { factory->ping().isOk(); });
+    f.pingP50 = median(eachCall(n, [&] { factory->ping().isOk(); }));
     f.settings = perCall(n, [&](long i) {
         config->getSettingsValue(data.settingsId, answers).isOk();
         answers->waitFor(base + i + 1);
@@ -121,11 +180,15 @@ int main(int argc, char** argv) {
     Figures cross = measure(remote, n);
     kill(server, SIGKILL);
     waitpid(server, nullptr, 0);
+    // About a ping frame: the 32-byte frame header and a small payload.
+    constexpr size_t kPingBytes = 64;
+    double raw = rawPingPongP50(n, kPingBytes);
 
     printf("%-40s %12s %12s %8s\n", "call (us per call)", "in-process", "2 processes", "ratio");
     auto row = [](const char* what, double a, double b) { printf("%-40s %12.2f %12.2f %8.1f\n", what, a, b, b / a); };
     row("ping (two-way)", local.ping, cross.ping);
     row("getSettingsValue -> callback", local.settings, cross.settings);
     row("setConfig 1 MB -> callback", local.upload, cross.upload);
+    printf("ping p50 %.1f raw p50 %.1f ratio %.2f\n", cross.pingP50, raw, raw > 0 ? cross.pingP50 / raw : 0.0);
     return 0;
 }

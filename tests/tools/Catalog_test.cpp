@@ -78,11 +78,23 @@ TEST(Output_Settings, ReadableAndJsonListValuesInKeyOrderWithNames) {
     EXPECT_EQ("  (no values)\n", settingsText(V2_0::SettingsData{}));
 }
 
-TEST(Output_Json, EscapesControlAndNonAsciiBytes) {
-    EXPECT_EQ("\"a\\nb\\t\\u0001\\u00ff\\\\\"", jsonQuote(std::string("a\nb\t\x01\xff\\")));
+TEST(Output_Json, ObjectsKeepMemberOrderAndKinds) {
     Json j;
     j.str("cmd", "get").num("n", -3).flag("ok", false).raw("v", "[1]");
     EXPECT_EQ("{\"cmd\":\"get\",\"n\":-3,\"ok\":false,\"v\":[1]}", j.text());
+}
+
+// é (2 bytes), € (3), 😀 (4, a surrogate pair in JSON), control characters,
+// and bytes that are not UTF-8: a stray byte, a truncated sequence, an
+// overlong '/', an encoded surrogate. None is dropped.
+TEST(Output_Quote, Utf8IsTextOrCodePoints_OtherBytesAreEscapedNotDropped) {
+    const std::string valid = "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"\\\n\x01";
+    EXPECT_EQ("\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\\\"\\\\\\n\\x01\"", textQuote(valid));
+    EXPECT_EQ("\"\\u00e9\\u20ac\\ud83d\\ude00\\\"\\\\\\n\\u0001\"", jsonQuote(valid));
+
+    const std::string invalid = std::string("a\xff") + "\xc3" + "b\xc0\xaf\xed\xa0\x80";
+    EXPECT_EQ("\"a\\xff\\xc3b\\xc0\\xaf\\xed\\xa0\\x80\"", textQuote(invalid));
+    EXPECT_EQ("\"a\\udcff\\udcc3b\\udcc0\\udcaf\\udced\\udca0\\udc80\"", jsonQuote(invalid));
 }
 
 }  // namespace

@@ -595,7 +595,7 @@ bool CommandRunner::modemShowConfig(std::string* error) {
     }
     std::string token;
     if (!modemCommand("token " + std::to_string(sub), &token, error)) return false;
-    text += "  application token: " + (token.empty() ? std::string("(none)") : jsonQuote(token));
+    text += "  application token: " + (token.empty() ? std::string("(none)") : textQuote(token));
     mOut.report(text, Json().str("cmd", "modem show-config").num("slot", mOptions.slot).raw("documents", docs)
                           .str("appToken", token).str("status", "OK"));
     return true;

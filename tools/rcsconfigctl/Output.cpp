@@ -34,30 +34,6 @@ std::string Json::text() const {
     return out + "}";
 }
 
-std::string jsonQuote(const std::string& s) {
-    std::string out = "\"";
-    for (unsigned char c : s) {
-        switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default:
-                if (c < 0x20 || c >= 0x7f) {
-                    // Strings from the modem are bytes, not necessarily UTF-8:
-                    // escape each byte so the output stays valid JSON.
-                    char buf[8];
-                    std::snprintf(buf, sizeof(buf), "\\u%04x", c);
-                    out += buf;
-                } else {
-                    out += static_cast<char>(c);
-                }
-        }
-    }
-    return out + "\"";
-}
-
 void Output::report(const std::string& text, const Json& json) {
     std::lock_guard<std::mutex> lock(mLock);
     if (mJson) {
@@ -117,7 +93,7 @@ std::map<uint32_t, Entry> entries(const SettingsData& data) {
     }
     for (const auto& p : data.settingsValues.stringData) {
         std::string v(p.value.c_str(), p.value.size());
-        out[p.key] = Entry{nameOf(p.key), jsonQuote(v), jsonQuote(v)};
+        out[p.key] = Entry{nameOf(p.key), textQuote(v), jsonQuote(v)};
     }
     return out;
 }

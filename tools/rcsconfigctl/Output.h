@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "SettingsCatalog.h"
+#include "TextQuote.h"
 
 namespace rcsctl {
 
@@ -31,9 +32,6 @@ public:
 private:
     std::vector<std::pair<std::string, std::string>> mMembers;
 };
-
-// A JSON string literal for `s` (control characters and non-ASCII bytes escaped).
-std::string jsonQuote(const std::string& s);
 
 class Output {
 public:

@@ -37,6 +37,21 @@ TEST(Commands_Settings, SlotsKeepTheirOwnValues) {
     EXPECT_NE(std::string::npos, r.out.find("PUBLISH_TIMER (100) = 111", slot1));
 }
 
+// Multi-byte text is bytes end to end: readable UTF-8 in text, escaped by
+// code point in JSON, the same in a read and in a change notice.
+TEST(Commands_Settings, Utf8TextComesBackAsSentInReadsAndChangeNotices) {
+    const std::string script = "watch user-agent\nset-settings user-agent 'IMS_USER_AGENT=h\xc3\xa9llo w\xc3\xb6rld "
+                               "\xe2\x82\xac\xf0\x9f\x98\x80'\nwait change user-agent\nget-settings user-agent\n";
+    ToolResult text = runScript(script);
+    ASSERT_EQ(0, text.exitCode) << text.err;
+    EXPECT_EQ(2u, text.count("IMS_USER_AGENT (200) = \"h\xc3\xa9llo w\xc3\xb6rld \xe2\x82\xac\xf0\x9f\x98\x80\""))
+            << text.out;
+    ToolResult json = runScript(script, {"--json"});
+    ASSERT_EQ(0, json.exitCode) << json.err;
+    EXPECT_EQ(3u, json.count("\"IMS_USER_AGENT\":\"h\\u00e9llo w\\u00f6rld \\u20ac\\ud83d\\ude00\""))
+            << json.out;
+}
+
 TEST(Commands_Settings, ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
     ToolResult r = runScript(
         "modem control fail imss 0x69 transport\n"

@@ -2,6 +2,8 @@
 
 #include <vendor/kel/ims/rcsconfig/2.1/types.h>
 
+#include "HelpText.h"
+
 namespace rcsctl {
 
 namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
@@ -224,6 +226,20 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
     const std::string& verb = words[0];
     out->name = verb;
     const size_t n = words.size();
+    // COMMAND --help is `help COMMAND`; echo and modem control pass their
+    // words on as text.
+    const bool textArguments = verb == "echo" || (verb == "modem" && n > 1 && words[1] == "control");
+    if (!textArguments && isCommandWord(verb) && verb != "help") {
+        for (size_t i = 1; i < n; ++i) {
+            if (words[i] != "--help" && words[i] != "-h") continue;
+            out->verb = Verb::Help;
+            out->helpTopic = {verb};
+            if (verb == "modem" && i > 1 && findCommandDoc("modem " + words[1]) != nullptr) {
+                out->helpTopic = {"modem", words[1]};
+            }
+            return true;
+        }
+    }
     if (verb == "slot") {
         out->verb = Verb::Slot;
         std::vector<std::string> pos;
@@ -335,48 +351,20 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
     }
     if (verb == "help") {
         out->verb = Verb::Help;
-        return arity("help", n, 1, 1, error);
+        out->helpTopic.assign(words.begin() + 1, words.end());
+        std::string unused;
+        return topicHelp(out->helpTopic, &unused, error);
     }
     *error = "unknown command '" + verb + "' (try: help)";
     return false;
 }
 
 bool isCommandWord(const std::string& word) {
-    static const char* const kWords[] = {"slot", "set-config", "set-settings", "get-settings", "watch",
-                                         "unwatch", "set-app-token", "token-fetch-status", "uce-status",
-                                         "platform-mask", "dump", "list-services", "modem", "wait", "echo",
-                                         "help"};
-    for (const char* w : kWords) {
-        if (word == w) return true;
+    for (const auto& doc : commandDocs()) {
+        std::string name = doc.name;
+        if (word == name.substr(0, name.find(' '))) return true;
     }
     return false;
-}
-
-const char* commandHelp() {
-    return "commands:\n"
-           "  slot 1|2 [--new]                        choose the slot of later commands (--new: a new\n"
-           "                                          object, as a client makes after a modem restart)\n"
-           "  set-config FILE [--gzip]                push an auto-configuration document\n"
-           "  set-settings GROUP KEY=VALUE ...        write settings of one group\n"
-           "  get-settings GROUP                      read one group\n"
-           "  watch GROUP ... [--count N]             print changes of the groups as they come\n"
-           "  unwatch GROUP ...                       stop watching\n"
-           "  set-app-token TOKEN                     hand an application token to the modem\n"
-           "  token-fetch-status ID|last TYPE STATUS  report how fetching a token went\n"
-           "  uce-status [--mask MASK]                which capability exchanges are supported\n"
-           "  platform-mask MASK                      set the stand-in platform's RCS service mask\n"
-           "  dump                                    the service's state dump (attached: what\n"
-           "                                          `lshal debug` prints for the factory)\n"
-           "  dump heap                               heap bytes in use in the service's process\n"
-           "  list-services                           the services of the registry and their processes\n"
-           "  modem restart                           restart the emulated modem\n"
-           "  modem token-request TYPE REASON [ID]    let the modem ask for a token\n"
-           "  modem show-config                       what the modem received for this slot\n"
-           "  modem control TEXT ...                  any emulator control command\n"
-           "  wait reconfig | token-request | change GROUP  [--timeout SECONDS]\n"
-           "  echo TEXT ...                           print a line\n"
-           "groups: presence, messaging, user-agent, ims-service (or their full names, or 0-3)\n"
-           "keys: the key name (PUBLISH_TIMER), the modem field (publish_timer) or the number (100)\n";
 }
 
 std::string tokenTypeName(int32_t value) { return enumName<V2_1::TokenType>(value); }

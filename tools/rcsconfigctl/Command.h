@@ -2,27 +2,8 @@
  * Command: one parsed client command, complete and checked, so that running
  * it can no longer fail for bad input. parseCommand() is the grammar:
  *
- *   slot 1|2 [--new]                       choose the slot of later commands
- *                                          (--new: a new object for it)
- *   set-config FILE [--gzip]               push an auto-configuration document
- *   set-settings GROUP KEY=VALUE ...       write settings of one group
- *   get-settings GROUP                     read one group
- *   watch GROUP ... [--count N]            print changes of the groups as they come
- *   unwatch GROUP ...                      stop watching
- *   set-app-token TOKEN                    hand an application token to the modem
- *   token-fetch-status ID|last TYPE STATUS report how fetching a token went
- *   uce-status [--mask MASK]               which capability exchanges are supported
- *   platform-mask MASK                     the stand-in platform's RCS service mask
- *   dump [heap]                            the service's state dump, or its process's heap in use
- *   list-services                          what the service registry holds
- *   modem restart                          restart the emulated modem
- *   modem token-request TYPE REASON [ID]   let the modem ask for a token
- *   modem show-config                      what the modem received for this slot
- *   modem control TEXT ...                 any emulator control command
- *   wait reconfig|token-request            wait for the listener's notice
- *   wait change GROUP                      wait for a change of a watched group
- *   echo TEXT ...                          print a line (for readable scripts)
- *   help                                   list the commands
+ * The commands, their arguments and an example of each are described once,
+ * in HelpText.cpp (`help`, `help COMMAND`, `COMMAND --help`).
  *
  * `wait` takes --timeout SECONDS; every command that waits has a timeout.
  */
@@ -81,6 +62,7 @@ struct Command {
     uint32_t mask = 0;
     int count = 0;                     // watch --count
     int timeoutMs = -1;                // wait --timeout; -1: the session's default
+    std::vector<std::string> helpTopic;  // help: the command or "keys [GROUP]" asked about
 };
 
 // Parses one command from its words; false with a one-line reason in *error.
@@ -88,9 +70,6 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
 
 // True when `word` begins a command (for options that take an optional value).
 bool isCommandWord(const std::string& word);
-
-// The command list of `help`.
-const char* commandHelp();
 
 // Names of the 2.1 token enumerations, for output.
 std::string tokenTypeName(int32_t value);

@@ -13,6 +13,7 @@
 
 #include "ConfigDocument.h"
 #include "ServiceList.h"
+#include "HelpText.h"
 
 namespace rcsctl {
 
@@ -130,9 +131,12 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::Echo:
             mOut.report(c.text, Json().str("cmd", "echo").str("text", c.text));
             return true;
-        case Verb::Help:
-            mOut.report(commandHelp(), Json().str("cmd", "help").str("text", commandHelp()));
+        case Verb::Help: {
+            std::string text;
+            if (!topicHelp(c.helpTopic, &text, error)) return false;
+            mOut.report(text, Json().str("cmd", "help").str("text", text));
             return true;
+        }
         case Verb::ListServices:
             printServiceList(mOptions.registryDir, mOut);
             return true;

@@ -27,6 +27,12 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
             out->verbose = true;
         } else if (a == "--help" || a == "-h") {
             out->help = true;
+        } else if (a == "--version") {
+            out->version = true;
+        } else if (a == "--man-page") {
+            out->manPage = true;
+        } else if (a == "--bash-completion") {
+            out->bashCompletion = true;
         } else if (a == "--slot") {
             if (!value(a, &v)) return false;
             if (v != "1" && v != "2") {
@@ -87,7 +93,7 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
             break;
         }
     }
-    if (out->help) return true;
+    if (out->help || out->version || out->manPage || out->bashCompletion) return true;
     if (!out->script.empty() && !out->command.empty()) {
         *error = "give either a command or --script, not both";
         return false;
@@ -126,7 +132,16 @@ const char* usageText() {
            "  --replay-config      attached: when the service dies, reconnect and push the last\n"
            "                       configuration document of each slot again (the death is always\n"
            "                       reported, and new objects are always made for the slots in use)\n"
+           "  --help               this text; `help COMMAND` or `COMMAND --help` for one command\n"
+           "  --version            the tool's version and the HAL versions it speaks\n"
+           "  --man-page, --bash-completion\n"
+           "                       write the manual page or the bash completion (the build installs both)\n"
            "exit status: 0 all commands succeeded, 1 a command failed, 2 bad input\n";
+}
+
+std::string versionText() {
+    return std::string("rcsconfigctl ") + IMSRCS_VERSION +
+           " (IImsFactory 1.0 and 1.1, IRcsConfig 2.0 and 2.1)\n";
 }
 
 }  // namespace rcsctl

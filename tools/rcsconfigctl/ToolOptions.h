@@ -30,6 +30,9 @@ struct ToolOptions {
     std::string registryDir;   // empty: the runtime's default folder
     bool replayConfig = false; // after a service death, push the last documents again
     bool help = false;
+    bool version = false;
+    bool manPage = false;         // write the manual page
+    bool bashCompletion = false;  // write the bash completion script
     std::vector<std::string> command;  // the one command, when no script
 };
 
@@ -37,6 +40,9 @@ struct ToolOptions {
 bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error);
 
 const char* usageText();
+
+// "rcsconfigctl VERSION (HAL versions)".
+std::string versionText();
 
 }  // namespace rcsctl
 

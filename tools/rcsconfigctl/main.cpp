@@ -16,6 +16,7 @@
 #include "ClientSession.h"
 #include "Command.h"
 #include "CommandRunner.h"
+#include "HelpText.h"
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
@@ -164,8 +165,11 @@ int main(int argc, char** argv) {
         output.error("", error);
         return kExitBadInput;
     }
-    if (options.help) {
-        std::cout << usageText() << commandHelp();
+    if (options.help || options.version || options.manPage || options.bashCompletion) {
+        if (options.help) std::cout << usageText() << commandOverview();
+        if (options.version) std::cout << versionText();
+        if (options.manPage) std::cout << manPage(usageText(), IMSRCS_VERSION);
+        if (options.bashCompletion) std::cout << bashCompletion();
         return 0;
     }
     Output out(std::cout, std::cerr, options.json);
@@ -180,6 +184,13 @@ int main(int argc, char** argv) {
         }
         if (single.verb == Verb::ListServices) {
             printServiceList(options.registryDir, out);
+            return 0;
+        }
+        // Help needs no service.
+        if (single.verb == Verb::Help) {
+            std::string text;
+            topicHelp(single.helpTopic, &text, &error);
+            out.report(text, Json().str("cmd", "help").str("text", text));
             return 0;
         }
     } else if (options.script != "-" && !loadScript(options.script, &script, out)) {

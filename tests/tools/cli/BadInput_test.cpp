@@ -109,5 +109,19 @@ TEST(BadInput_Help, HelpListsOptionsAndCommandsWithStatus0) {
     EXPECT_EQ("", r.err);
 }
 
+// Help for one command answers at once, without starting a service; an
+// unknown topic is bad input.
+TEST(BadInput_Help, OneCommandsHelpAndVersionNeedNoService) {
+    ToolResult r = runTool({"help", "set-settings"});
+    EXPECT_EQ(0, r.exitCode) << r.err;
+    EXPECT_EQ(0u, r.at("usage: set-settings GROUP KEY=VALUE ..."));
+    EXPECT_TRUE(r.has("example:"));
+    EXPECT_EQ(r.out, runTool({"set-settings", "--help"}).out);
+    EXPECT_EQ(0u, runTool({"--version"}).at("rcsconfigctl 1.0.0"));
+    ToolResult unknown = runTool({"help", "set-setings"});
+    EXPECT_EQ(2, unknown.exitCode);
+    EXPECT_EQ("rcsconfigctl: no help for 'set-setings' (try: help)\n", unknown.err);
+}
+
 }  // namespace
 }  // namespace clitest

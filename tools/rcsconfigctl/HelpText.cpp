@@ -1,0 +1,261 @@
+#include "HelpText.h"
+
+#include <cstdio>
+
+#include "SettingsCatalog.h"
+
+namespace rcsctl {
+
+const std::vector<CommandDoc>& commandDocs() {
+    static const std::vector<CommandDoc> kDocs = {
+            {"slot", "1|2 [--new]", "choose the slot of later commands",
+             "Later commands act on the RCS configuration object of this SIM slot.\n"
+             "--new  ask the factory for a new object, as a client does after a modem restart\n",
+             "slot 2 --new"},
+            {"set-config", "FILE [--gzip]", "push an auto-configuration document",
+             "FILE    the operator's document (XML); a gzip file is sent as it is, marked compressed\n"
+             "--gzip  compress the document before sending it\n"
+             "The service sends it to the modem in 2000-byte segments and answers OK or FAIL.\n",
+             "set-config operator-autoconfig.xml --gzip"},
+            {"set-settings", "GROUP KEY=VALUE ...", "write settings of one group",
+             "GROUP  presence, messaging, user-agent or ims-service (see: help keys)\n"
+             "KEY    the key's name (PUBLISH_TIMER), modem field (publish_timer) or number (100)\n"
+             "VALUE  an integer (decimal or 0x), true/false, or text; quote text with blanks\n",
+             "set-settings presence PUBLISH_TIMER=1200 CAPABILITY_DISCOVERY_ENABLED=true"},
+            {"get-settings", "GROUP", "read one group", "GROUP  presence, messaging, user-agent or ims-service\n",
+             "get-settings user-agent"},
+            {"watch", "GROUP ... [--count N]", "print changes of the groups as they come",
+             "--count N  end the command after N changes (a script waits for them)\n", "watch presence ims-service"},
+            {"unwatch", "GROUP ...", "stop watching", "", "unwatch presence"},
+            {"set-app-token", "TOKEN", "hand an application token to the modem", "", "set-app-token fcm-token-0001"},
+            {"token-fetch-status", "ID|last TYPE STATUS", "report how fetching a token went",
+             "ID      the request id the modem sent, or last for the last request heard\n"
+             "TYPE    UNKNOWN_TOKEN or FCM_TOKEN\n"
+             "STATUS  SUCCESS, FAILURE or NETWORK_ERROR\n",
+             "token-fetch-status last FCM_TOKEN SUCCESS"},
+            {"uce-status", "[--mask MASK]", "which capability exchanges are supported",
+             "--mask MASK  set the platform's RCS service mask first (as platform-mask does)\n",
+             "uce-status --mask 0xd"},
+            {"platform-mask", "MASK", "set the stand-in platform's RCS service mask",
+             "MASK  bits: 0x1 RCS, 0x4 presence, 0x8 options (decimal or 0x)\n", "platform-mask 0x5"},
+            {"dump", "[heap]", "the service's state dump",
+             "Attached (--service), what `lshal debug` prints for the factory.\n"
+             "heap  only the heap bytes in use in the service's process\n",
+             "dump"},
+            {"list-services", "", "the services of the registry and their processes", "", "list-services"},
+            {"modem restart", "", "restart the emulated modem", "", "modem restart"},
+            {"modem token-request", "TYPE REASON [ID]", "let the modem ask for a token",
+             "TYPE    UNKNOWN_TOKEN or FCM_TOKEN\n"
+             "REASON  UNKNOWN_REASON, TOKEN_EXPIRED or TOKEN_INVALID\n"
+             "ID      the request id (default: the modem's next)\n",
+             "modem token-request FCM_TOKEN TOKEN_EXPIRED"},
+            {"modem show-config", "", "what the modem received for this slot", "", "modem show-config"},
+            {"modem control", "TEXT ...", "any control command of the modem emulator",
+             "`modem control help` lists the emulator's controls.\n", "modem control carrier-config off"},
+            {"wait", "reconfig | token-request | change GROUP [--timeout SECONDS]", "wait for a notice",
+             "reconfig       the modem asks the client to fetch its configuration again\n"
+             "token-request  the modem asks for an application token\n"
+             "change GROUP   a watched group changed\n"
+             "--timeout      how long to wait (default: the tool's --timeout)\n",
+             "wait change presence --timeout 30"},
+            {"echo", "TEXT ...", "print a line", "", "echo == step 2"},
+            {"help", "[COMMAND | keys [GROUP]]", "this overview, a command's help, or the keys of the groups",
+             "", "help keys presence"},
+    };
+    return kDocs;
+}
+
+const CommandDoc* findCommandDoc(const std::string& name) {
+    for (const auto& doc : commandDocs()) {
+        if (name == doc.name) return &doc;
+    }
+    return nullptr;
+}
+
+namespace {
+
+std::string usageLine(const CommandDoc& doc) {
+    std::string line = doc.name;
+    if (*doc.synopsis != '\0') line += std::string(" ") + doc.synopsis;
+    return line;
+}
+
+std::string indented(const std::string& lines, const std::string& by) {
+    std::string out;
+    size_t from = 0;
+    while (from < lines.size()) {
+        size_t eol = lines.find('\n', from);
+        if (eol == std::string::npos) eol = lines.size();
+        out += by + lines.substr(from, eol - from) + "\n";
+        from = eol + 1;
+    }
+    return out;
+}
+
+const char* kindName(ValueKind kind) {
+    switch (kind) {
+        case ValueKind::Int: return "integer";
+        case ValueKind::Bool: return "boolean";
+        case ValueKind::String: return "text";
+    }
+    return "?";
+}
+
+std::string range(const KeyInfo& key) {
+    switch (key.kind) {
+        case ValueKind::Int: return "0.." + std::to_string(key.maxInt);
+        case ValueKind::Bool: return "true|false";
+        case ValueKind::String: return "up to " + std::to_string(key.capacity) + " bytes";
+    }
+    return "";
+}
+
+// troff escapes for text set in a man page: backslashes and leading dots.
+std::string roff(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\') out += "\\e";
+        else if (text[i] == '-') out += "\\-";
+        else if ((text[i] == '.' || text[i] == '\'') && (i == 0 || text[i - 1] == '\n')) out += "\\&" + std::string(1, text[i]);
+        else out += text[i];
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string commandOverview() {
+    std::string out = "commands:\n";
+    char line[160];
+    for (const auto& doc : commandDocs()) {
+        std::string usage = usageLine(doc);
+        if (usage.size() > 38) {
+            out += "  " + usage + "\n";
+            std::snprintf(line, sizeof(line), "  %-38s  %s\n", "", doc.summary);
+        } else {
+            std::snprintf(line, sizeof(line), "  %-38s  %s\n", usage.c_str(), doc.summary);
+        }
+        out += line;
+    }
+    out += "groups: presence, messaging, user-agent, ims-service (or their full names, or 0-3)\n"
+           "keys: the key name (PUBLISH_TIMER), the modem field (publish_timer) or the number (100);\n"
+           "      help keys [GROUP] lists them\n"
+           "help COMMAND (or COMMAND --help) explains one command with an example\n";
+    return out;
+}
+
+bool keysHelp(const std::string& groupText, std::string* text, std::string* error) {
+    const SettingsCatalog& catalog = SettingsCatalog::instance();
+    std::vector<const GroupInfo*> groups;
+    if (groupText.empty()) {
+        for (const auto& g : catalog.groups()) groups.push_back(&g);
+    } else if (const GroupInfo* g = catalog.findGroup(groupText)) {
+        groups.push_back(g);
+    } else {
+        *error = "unknown group '" + groupText + "' (groups: " + catalog.groupNames() + ")";
+        return false;
+    }
+    text->clear();
+    char line[200];
+    for (const GroupInfo* g : groups) {
+        if (!text->empty()) *text += "\n";
+        *text += g->name + " (" + g->alias + ", " + std::to_string(static_cast<uint32_t>(g->id)) + ")\n";
+        std::snprintf(line, sizeof(line), "  %-34s %5s  %-34s %-8s %s\n", "key", "no.", "modem field", "type",
+                      "range");
+        *text += line;
+        for (const KeyInfo& k : g->keys) {
+            std::snprintf(line, sizeof(line), "  %-34s %5u  %-34s %-8s %s\n", k.name.c_str(), k.key,
+                          k.fieldName.c_str(), kindName(k.kind), range(k).c_str());
+            *text += line;
+        }
+    }
+    return true;
+}
+
+bool topicHelp(const std::vector<std::string>& topic, std::string* text, std::string* error) {
+    if (topic.empty()) {
+        *text = commandOverview();
+        return true;
+    }
+    if (topic[0] == "keys" && topic.size() <= 2) return keysHelp(topic.size() == 2 ? topic[1] : "", text, error);
+    std::string name = topic[0];
+    for (size_t i = 1; i < topic.size(); ++i) name += " " + topic[i];
+    const CommandDoc* doc = findCommandDoc(name);
+    if (doc == nullptr && name == "modem") {
+        // The modem's commands together.
+        std::string out;
+        for (const auto& d : commandDocs()) {
+            if (std::string(d.name).rfind("modem ", 0) == 0) {
+                std::string one;
+                topicHelp({d.name}, &one, error);
+                out += (out.empty() ? "" : "\n") + one;
+            }
+        }
+        *text = out;
+        return true;
+    }
+    if (doc == nullptr) {
+        *error = "no help for '" + name + "' (try: help)";
+        return false;
+    }
+    *text = "usage: " + usageLine(*doc) + "\n" + doc->summary + "\n";
+    if (*doc->details != '\0') *text += indented(doc->details, "  ");
+    *text += "example:\n  " + std::string(doc->example) + "\n";
+    return true;
+}
+
+std::string manPage(const std::string& usage, const std::string& version) {
+    std::string out = ".TH RCSCONFIGCTL 1 \"\" \"rcsconfigctl " + roff(version) +
+                      "\" \"User Commands\"\n"
+                      ".SH NAME\nrcsconfigctl \\- drive the RCS configuration HAL service as a client\n"
+                      ".SH SYNOPSIS\n.nf\n" +
+                      roff(usage.substr(0, usage.find("options:"))) + ".fi\n.SH OPTIONS\n.nf\n" +
+                      roff(usage.substr(usage.find("options:") + 9)) + ".fi\n.SH COMMANDS\n";
+    for (const auto& doc : commandDocs()) {
+        out += ".TP\n.B " + roff(usageLine(doc)) + "\n" + roff(doc.summary) + "\n";
+        if (*doc.details != '\0') out += ".br\n.nf\n" + roff(doc.details) + ".fi\n";
+        out += ".br\nExample: \\fB" + roff(doc.example) + "\\fR\n";
+    }
+    std::string keys, unused;
+    keysHelp("", &keys, &unused);
+    out += ".SH KEYS\n.nf\n" + roff(keys) + ".fi\n";
+    return out;
+}
+
+std::string bashCompletion() {
+    const SettingsCatalog& catalog = SettingsCatalog::instance();
+    std::string commands, modem, groups, keys;
+    for (const auto& doc : commandDocs()) {
+        std::string name = doc.name;
+        if (name.rfind("modem ", 0) == 0) {
+            modem += (modem.empty() ? "" : " ") + name.substr(6);
+        } else {
+            commands += (commands.empty() ? "" : " ") + name;
+        }
+    }
+    commands += " modem";
+    for (const auto& g : catalog.groups()) {
+        groups += (groups.empty() ? "" : " ") + g.alias;
+        for (const auto& k : g.keys) keys += (keys.empty() ? "" : " ") + k.name + "=";
+    }
+    return "# bash completion for rcsconfigctl; written by `rcsconfigctl --bash-completion`.\n"
+           "_rcsconfigctl() {\n"
+           "  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} i cmd=\n"
+           "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
+           "    case ${COMP_WORDS[i]} in -*) ;; *) cmd=${COMP_WORDS[i]}; break ;; esac\n"
+           "  done\n"
+           "  case $prev in --script|--log|--registry|--modem-socket) COMPREPLY=($(compgen -f -- \"$cur\")); return ;; esac\n"
+           "  if [[ $cur == -* ]]; then\n"
+           "    COMPREPLY=($(compgen -W \"--slot --json --modem-socket --factory --timeout --script --keep-going"
+           " --log --verbose --service --registry --replay-config --help --version\" -- \"$cur\"))\n"
+           "  elif [ -z \"$cmd\" ]; then COMPREPLY=($(compgen -W \"" + commands + "\" -- \"$cur\"))\n"
+           "  elif [ \"$cmd\" = modem ]; then COMPREPLY=($(compgen -W \"" + modem + "\" -- \"$cur\"))\n"
+           "  elif [ \"$cmd\" = set-settings ] && [ \"$prev\" != set-settings ]; then\n"
+           "    COMPREPLY=($(compgen -W \"" + keys + "\" -- \"$cur\")); compopt -o nospace 2>/dev/null\n"
+           "  else COMPREPLY=($(compgen -W \"" + groups + " keys\" -- \"$cur\"))\n"
+           "  fi\n"
+           "}\n"
+           "complete -F _rcsconfigctl rcsconfigctl\n";
+}
+
+}  // namespace rcsctl

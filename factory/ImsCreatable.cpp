@@ -1,7 +1,7 @@
 #include "ImsCreatable.h"
 
 #include <memory>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <vector>
 
 #include "ImsFactory.h"
@@ -12,7 +12,7 @@ namespace {
 // constructor (the derived part is still under construction), so they wait
 // here for the next registry operation or process exit.
 struct RefusedList {
-    std::mutex lock;
+    android::Mutex lock;
     std::vector<ImsCreatable*> items;  // guarded by lock
     ~RefusedList() {
         for (ImsCreatable* c : items) delete c;
@@ -58,7 +58,7 @@ void ImsCreatable::keepIfRefused(bool accepted) {
     // would delete this while a derived constructor still runs.
     mOwnedByRegistry = false;
     RefusedList& list = refused();
-    std::lock_guard<std::mutex> guard(list.lock);
+    android::Mutex::Autolock guard(list.lock);
     list.items.push_back(this);
 }
 
@@ -66,7 +66,7 @@ void ImsCreatable::reclaimRefused() {
     std::vector<ImsCreatable*> doomed;
     {
         RefusedList& list = refused();
-        std::lock_guard<std::mutex> guard(list.lock);
+        android::Mutex::Autolock guard(list.lock);
         doomed.swap(list.items);
     }
     for (ImsCreatable* c : doomed) delete c;

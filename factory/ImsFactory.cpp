@@ -16,18 +16,16 @@ namespace V2_1 = vendor::kel::ims::rcsconfig::V2_1;
 #define FACTORY_LOGE(...) __android_log_print(ANDROID_LOG_ERROR, nullptr, __VA_ARGS__)
 
 std::map<std::string, std::shared_ptr<ImsCreatable>> ImsFactory_1_0::mCreators;
-std::mutex ImsFactory_1_0::creatorsMutex;
+android::Mutex ImsFactory_1_0::creatorsMutex;
 std::map<std::string, std::shared_ptr<ImsCreatable>> ImsFactory_1_1::mCreators;
-std::mutex ImsFactory_1_1::creatorsMutex;
+android::Mutex ImsFactory_1_1::creatorsMutex;
 
 namespace {
 
-// The registry logic, shared by both factory classes (each has its own map and mutex).
-bool registerIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators, std::mutex& lock,
-                const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
-    // Creatables refused earlier are fully built by now and can go.
-    ImsCreatable::reclaimRefused();
-    std::lock_guard<std::mutex> guard(lock);
+// The registry logic, shared by both factory classes (each has its own map
+// and mutex); the callers hold the class's creatorsMutex.
+bool registerIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators, const std::string& name,
+                std::shared_ptr<ImsCreatable> creatable) {
     if (creators.find(name) == creators.end()) {
         FACTORY_LOGI("ImsFactory registration for api:%s", name.c_str());
         creators[name] = std::move(creatable);
@@ -38,8 +36,7 @@ bool registerIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators, 
 }
 
 std::shared_ptr<ImsCreatable> lookupIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators,
-                                       std::mutex& lock, const std::string& name) {
-    std::lock_guard<std::mutex> guard(lock);
+                                       const std::string& name) {
     auto it = creators.find(name);
     if (it != creators.end()) {
         FACTORY_LOGI("ImsFactory lookup success for %s", name.c_str());
@@ -127,14 +124,20 @@ void ImsFactory_1_0::start() {
 }
 
 bool ImsFactory_1_0::registerApi(const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
-    return registerIn(mCreators, creatorsMutex, name, std::move(creatable));
+    // Creatables refused earlier are fully built by now and can go.
+    ImsCreatable::reclaimRefused();
+    android::Mutex::Autolock guard(creatorsMutex);
+    return registerIn(mCreators, name, std::move(creatable));
 }
 
 std::shared_ptr<ImsCreatable> ImsFactory_1_0::getCreatable(const std::string& name) {
-    return lookupIn(mCreators, creatorsMutex, name);
+    android::Mutex::Autolock guard(creatorsMutex);
+    return lookupIn(mCreators, name);
 }
 
-void ImsFactory_1_0::deregister() {
+// Without creatorsMutex by design: it runs at factory destruction, when no
+// binder call or registration can reach the registry any more.
+void ImsFactory_1_0::deregister() NO_THREAD_SAFETY_ANALYSIS {
     deregisterIn(mCreators);
 }
 
@@ -164,14 +167,20 @@ void ImsFactory_1_1::start() {
 }
 
 bool ImsFactory_1_1::registerApi(const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
-    return registerIn(mCreators, creatorsMutex, name, std::move(creatable));
+    // Creatables refused earlier are fully built by now and can go.
+    ImsCreatable::reclaimRefused();
+    android::Mutex::Autolock guard(creatorsMutex);
+    return registerIn(mCreators, name, std::move(creatable));
 }
 
 std::shared_ptr<ImsCreatable> ImsFactory_1_1::getCreatable(const std::string& name) {
-    return lookupIn(mCreators, creatorsMutex, name);
+    android::Mutex::Autolock guard(creatorsMutex);
+    return lookupIn(mCreators, name);
 }
 
-void ImsFactory_1_1::deregister() {
+// Without creatorsMutex by design: it runs at factory destruction, when no
+// binder call or registration can reach the registry any more.
+void ImsFactory_1_1::deregister() NO_THREAD_SAFETY_ANALYSIS {
     deregisterIn(mCreators);
 }
 

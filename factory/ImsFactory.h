@@ -13,7 +13,7 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <string>
 
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
@@ -49,8 +49,8 @@ public:
     static void deregister();
 
 private:
-    static std::map<std::string, std::shared_ptr<ImsCreatable>> mCreators;  // guarded by creatorsMutex
-    static std::mutex creatorsMutex;
+    static std::map<std::string, std::shared_ptr<ImsCreatable>> mCreators GUARDED_BY(creatorsMutex);
+    static android::Mutex creatorsMutex;
 };
 
 class ImsFactory_1_1 : public vendor::kel::ims::factory::V1_1::IImsFactory {
@@ -83,8 +83,8 @@ public:
     static void deregister();
 
 private:
-    static std::map<std::string, std::shared_ptr<ImsCreatable>> mCreators;  // guarded by creatorsMutex
-    static std::mutex creatorsMutex;
+    static std::map<std::string, std::shared_ptr<ImsCreatable>> mCreators GUARDED_BY(creatorsMutex);
+    static android::Mutex creatorsMutex;
 };
 
 #endif  // IMS_FACTORY_H

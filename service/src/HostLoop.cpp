@@ -27,7 +27,7 @@ HostLoop::~HostLoop() {
 }
 
 void HostLoop::start() {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     if (mRunning) return;
     mStopRequested = false;
     mRunning = true;
@@ -37,31 +37,31 @@ void HostLoop::start() {
 
 void HostLoop::stop() {
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         if (!mRunning) return;
         mStopRequested = true;
     }
     signal();
     mThread.join();
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     mRunning = false;
     mThreadId = std::thread::id();
-    mChanged.notify_all();
+    mChanged.broadcast();
 }
 
 bool HostLoop::running() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return mRunning;
 }
 
 bool HostLoop::isLoopThread() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return mRunning && mThreadId == std::this_thread::get_id();
 }
 
 void HostLoop::post(std::function<void()> fn) {
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         mPosted.push_back(std::move(fn));
     }
     signal();
@@ -75,34 +75,40 @@ void HostLoop::runOnLoop(const std::function<void()>& fn) {
     bool done = false;  // guarded by mLock
     post([&] {
         fn();
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         done = true;
-        mChanged.notify_all();
+        mChanged.broadcast();
     });
-    std::unique_lock<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     // A loop stopped meanwhile leaves the closure queued; it is run here then.
-    mChanged.wait(lock, [&] { return done || !mRunning || mStopRequested; });
+    while (!done && mRunning && !mStopRequested) mChanged.wait(mLock);
     if (!done) {
-        lock.unlock();
+        mLock.unlock();
         fn();
+        mLock.lock();
     }
 }
 
 bool HostLoop::waitUntilIdle(std::chrono::milliseconds timeout) const {
     unsigned long target;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         if (!mRunning) return false;
         target = ++mIdleRequested;
     }
     signal();  // makes a loop blocked without time-out take one more pass
-    std::unique_lock<std::mutex> lock(mLock);
-    return mChanged.wait_for(lock, timeout, [&] { return mIdleSeen >= target || !mRunning; }) &&
-           mIdleSeen >= target;
+    const nsecs_t deadline = systemTime(SYSTEM_TIME_MONOTONIC) + milliseconds_to_nanoseconds(timeout.count());
+    android::Mutex::Autolock lock(mLock);
+    while (mIdleSeen < target && mRunning) {
+        nsecs_t left = deadline - systemTime(SYSTEM_TIME_MONOTONIC);
+        if (left <= 0) break;
+        mChanged.waitRelative(mLock, left);
+    }
+    return mIdleSeen >= target;
 }
 
 unsigned long HostLoop::caughtFailures() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return mFailures;
 }
 
@@ -130,7 +136,7 @@ void HostLoop::runPosted() {
     for (;;) {
         std::function<void()> fn;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             if (mPosted.empty()) return;
             fn = std::move(mPosted.front());
             mPosted.pop_front();
@@ -153,7 +159,7 @@ void HostLoop::passOnce() {
                 "unknown exception");
     }
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         ++mFailures;
     }
     if (mRecoveryHook) mRecoveryHook();
@@ -163,7 +169,7 @@ void HostLoop::threadMain() {
     unsigned long idleSeenByLoop = 0;
     for (;;) {
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             if (mStopRequested) break;
         }
         passOnce();
@@ -173,15 +179,15 @@ void HostLoop::threadMain() {
         // answered by the pass its own signal forces.
         unsigned long request;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             request = mIdleRequested;
         }
         if (request == idleSeenByLoop) continue;
         bool idle = !mCom.hasReadyDescriptors() && mTimer.timeUntilNextEvent() != 0;
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         if (idle && mPosted.empty()) {
             mIdleSeen = idleSeenByLoop = request;
-            mChanged.notify_all();
+            mChanged.broadcast();
         }
     }
 }

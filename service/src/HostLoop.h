@@ -20,10 +20,11 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+#include <utils/Timers.h>
 #include <thread>
 
 #include "imsservice/ITimerMonitor.h"
@@ -82,15 +83,15 @@ private:
     int mFd;  // eventfd, registered with mCom
     std::function<void()> mRecoveryHook;
 
-    mutable std::mutex mLock;
-    mutable std::condition_variable mChanged;
-    std::deque<std::function<void()>> mPosted;  // guarded by mLock
-    bool mRunning = false;                      // guarded by mLock
-    bool mStopRequested = false;                // guarded by mLock
-    std::thread::id mThreadId;                  // guarded by mLock
-    mutable unsigned long mIdleRequested = 0;   // guarded by mLock
-    unsigned long mIdleSeen = 0;                // guarded by mLock
-    unsigned long mFailures = 0;                // guarded by mLock
+    mutable android::Mutex mLock;
+    mutable android::Condition mChanged;
+    std::deque<std::function<void()>> mPosted GUARDED_BY(mLock);
+    bool mRunning GUARDED_BY(mLock) = false;
+    bool mStopRequested GUARDED_BY(mLock) = false;
+    std::thread::id mThreadId GUARDED_BY(mLock);
+    mutable unsigned long mIdleRequested GUARDED_BY(mLock) = 0;
+    unsigned long mIdleSeen GUARDED_BY(mLock) = 0;
+    unsigned long mFailures GUARDED_BY(mLock) = 0;
     std::thread mThread;
 };
 

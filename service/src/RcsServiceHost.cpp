@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <utility>
 
 #include "DebuggableImsFactory.h"
@@ -37,7 +37,7 @@ bool isServing(const sp<Interface>& factory) {
 // service manager after a stop, so they reach the host only through this
 // link, which the stop cuts (waiting for a dump in progress).
 struct DumpLink {
-    std::mutex lock;
+    android::Mutex lock;
     const RcsServiceHost* host = nullptr;  // guarded by lock
 };
 
@@ -66,7 +66,7 @@ struct RcsServiceHost::State {
 
 void RcsServiceHost::State::tearDown() {
     {
-        std::lock_guard<std::mutex> guard(dumpLink->lock);
+        android::Mutex::Autolock guard(dumpLink->lock);
         dumpLink->host = nullptr;
     }
     // The start sequence in reverse. The loop stops first, so nothing runs on
@@ -171,12 +171,12 @@ bool RcsServiceHost::start() {
 
     // 4. The factories.
     {
-        std::lock_guard<std::mutex> guard(s.dumpLink->lock);
+        android::Mutex::Autolock guard(s.dumpLink->lock);
         s.dumpLink->host = this;
     }
     DumpFunction dump = [link = s.dumpLink, commands = s.options.debugCommands,
                          extra = s.options.extraDump](const std::vector<std::string>& options) {
-        std::lock_guard<std::mutex> guard(link->lock);
+        android::Mutex::Autolock guard(link->lock);
         if (link->host == nullptr) return formatServiceDump(ServiceSnapshot{});
         std::string text;
         if (!options.empty() && commands && commands(options, &text)) return text;

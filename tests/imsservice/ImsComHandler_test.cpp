@@ -67,7 +67,7 @@ class TestTimer : public ImsTimer {
 public:
     TestTimer() : ImsTimer(nullptr) {}
     void expireAll() {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         timespec now;
         clock_gettime(CLOCK_BOOTTIME, &now);
         for (auto& ev : queue) ev.time = now;

@@ -21,7 +21,7 @@ public:
     explicit TestTimer(ITimerMonitor* m = nullptr) : ImsTimer(m) {}
     // Makes every queued event due now, keeping their order.
     void expireAll() {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         timespec now;
         clock_gettime(CLOCK_BOOTTIME, &now);
         for (auto& ev : queue) {
@@ -31,7 +31,7 @@ public:
         std::make_heap(queue.begin(), queue.end(), cmp);
     }
     void setLastId(int id) {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         nextTimerId = id;
     }
 };

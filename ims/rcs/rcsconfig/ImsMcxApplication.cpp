@@ -31,7 +31,7 @@ ImsMcxApplication::~ImsMcxApplication() {
     // No connection is left to post. Decoded indications still queued own
     // their buffers, and the handler base drops records without looking in.
     using Handler = imsComHandler<imsaCallbackData_s>;
-    std::lock_guard<std::mutex> lock(Handler::mutex);
+    android::Mutex::Autolock lock(Handler::mutex);
     for (imsaCallbackData_s& ev : Handler::queue) free(ev.data);
     Handler::queue.clear();
 }

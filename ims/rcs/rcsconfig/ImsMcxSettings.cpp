@@ -58,7 +58,7 @@ ImsMcxSettings::~ImsMcxSettings() {
     // No connection is left to post. Decoded indications still queued own
     // their buffers, and the handler base drops records without looking in.
     using Handler = imsComHandler<imssCallbackData_s>;
-    std::lock_guard<std::mutex> lock(Handler::mutex);
+    android::Mutex::Autolock lock(Handler::mutex);
     for (imssCallbackData_s& ev : Handler::queue) free(ev.data);
     Handler::queue.clear();
 }
@@ -245,7 +245,7 @@ void ImsMcxSettings::processMcxInd(unsigned int msgId, void* data) {
     if (group != nullptr && group->ind_msg_id == msgId) {
         std::function<void(int, void*)> listener;
         {
-            std::lock_guard<std::mutex> lock(mMapLock);
+            android::Mutex::Autolock lock(mMapLock);
             auto it = mSettingsListeners.find(group->settings_id);
             if (it != mSettingsListeners.end()) listener = it->second;
         }
@@ -260,7 +260,7 @@ void ImsMcxSettings::processMcxInd(unsigned int msgId, void* data) {
         const auto* ind = static_cast<const ims_settings_carrier_config_status_ind_msg_v01*>(data);
         std::function<void(bool)> cb;
         {
-            std::lock_guard<std::mutex> lock(mMapLock);
+            android::Mutex::Autolock lock(mMapLock);
             auto it = mConfigCbs.find(ind->ref_num);
             if (it != mConfigCbs.end()) cb = it->second;
         }
@@ -295,7 +295,7 @@ void ImsMcxSettings::modemDown() {
     mConfigToken.store(tokenSeed());
     mSettingsRequestId.store(requestSeed());
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         mConfigCbs.clear();
         mSetSettingsCbs.clear();
         mGetSettingsCbs.clear();

@@ -21,7 +21,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -195,7 +195,7 @@ public:
         std::vector<unsigned int> changeListenerGroups;  // groups with a change listener
     };
     PendingRequests pendingRequests() {
-        std::lock_guard<std::mutex> guard(mMapLock);
+        android::Mutex::Autolock guard(mMapLock);
         PendingRequests pending{mConfigCbs.size(), mSetSettingsCbs.size(), mGetSettingsCbs.size(),
                                 mAppTokenCbs.size(), {}};
         for (const auto& entry : mSettingsListeners) pending.changeListenerGroups.push_back(entry.first);
@@ -237,19 +237,19 @@ private:
     void workerFinished();
 
     // Held by every worker for the whole of its modem exchange.
-    std::mutex mRequestMutex;
+    android::Mutex mRequestMutex;
     std::atomic<imssClient*> mClients[kSlotCount];
     std::function<void(ServiceStatus)> mStatusListener;
 
     // The maps are filled on the loop thread and emptied by workers and by
     // modemDown; mMapLock keeps them consistent and is never held while a
     // callback runs.
-    std::mutex mMapLock;
-    std::map<int, std::function<void(bool)>> mConfigCbs;                      // guarded by mMapLock
-    std::map<unsigned long, std::function<void(bool)>> mSetSettingsCbs;       // guarded by mMapLock
-    std::map<unsigned long, std::function<void(int, void*)>> mGetSettingsCbs; // guarded by mMapLock
-    std::map<unsigned int, std::function<void(int, void*)>> mSettingsListeners; // guarded by mMapLock
-    std::map<unsigned long, std::function<void(bool)>> mAppTokenCbs;          // guarded by mMapLock
+    android::Mutex mMapLock;
+    std::map<int, std::function<void(bool)>> mConfigCbs GUARDED_BY(mMapLock);
+    std::map<unsigned long, std::function<void(bool)>> mSetSettingsCbs GUARDED_BY(mMapLock);
+    std::map<unsigned long, std::function<void(int, void*)>> mGetSettingsCbs GUARDED_BY(mMapLock);
+    std::map<unsigned int, std::function<void(int, void*)>> mSettingsListeners GUARDED_BY(mMapLock);
+    std::map<unsigned long, std::function<void(bool)>> mAppTokenCbs GUARDED_BY(mMapLock);
 
     std::atomic<uint8_t> mConfigToken;
     std::atomic<uint64_t> mSettingsRequestId;

@@ -15,7 +15,7 @@ bool ImsMcxSettings::sendRcsConfig(std::function<void(bool)> cb, int subId,
     auto* record = new configData_s{this, std::move(config), isGzipped, mConfigToken.load(), subId};
     int token = mConfigToken.load();
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         // First callback wins: once the counter has wrapped, a reused token keeps
         // answering the upload that first used it until the modem restarts.
         if (!mConfigCbs.emplace(token, std::move(cb)).second) {
@@ -34,7 +34,7 @@ void ImsMcxSettings::sendConfigdata(void* arg) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings: newthread ");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->SendConfigOnThread(record);
         delete record;
     }
@@ -49,7 +49,7 @@ void ImsMcxSettings::SendConfigOnThread(configData_s* record) {
     IMS_LOG("ImsMcxSettings::SendConfigOnThread,failed to send config in imssclient");
     std::function<void(bool)> cb;
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         auto it = mConfigCbs.find(record->token);
         if (it != mConfigCbs.end()) cb = it->second;
     }

@@ -27,7 +27,7 @@ bool ImsMcxSettings::sendRcsSettings(std::function<void(bool)> cb, int subId, in
     auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(msgId), msgData, subId,
                                            mSettingsRequestId.fetch_add(1)};
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         if (!mSetSettingsCbs.emplace(record->requestKey, std::move(cb)).second) {
             IMS_LOG("ImsMcxSettings:sendRcsSettings request %d already pending, first callback kept",
                     static_cast<int>(record->requestKey));
@@ -43,7 +43,7 @@ void ImsMcxSettings::sendRcsSettingData(rcs_settings_data_s* record) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings: sendRcsSettingData enter ");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->SendSettingOnThread(record);
         delete record;
     }
@@ -63,7 +63,7 @@ void ImsMcxSettings::SendSettingOnThread(rcs_settings_data_s* record) {
     }
     std::function<void(bool)> cb;
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         auto it = mSetSettingsCbs.find(record->requestKey);
         if (it != mSetSettingsCbs.end()) cb = it->second;
     }
@@ -77,7 +77,7 @@ void ImsMcxSettings::SendSettingOnThread(rcs_settings_data_s* record) {
     // A write with an id the client does not know keeps its message; free it here.
     free(record->msgData);
     record->msgData = nullptr;
-    std::lock_guard<std::mutex> lock(mMapLock);
+    android::Mutex::Autolock lock(mMapLock);
     mSetSettingsCbs.erase(record->requestKey);
 }
 
@@ -107,7 +107,7 @@ bool ImsMcxSettings::receiveRcsSettings(std::function<void(int, void*)> cb, int 
     auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(msgId), msgData, subId,
                                            mSettingsRequestId.fetch_add(1)};
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         if (!mGetSettingsCbs.emplace(record->requestKey, std::move(cb)).second) {
             IMS_LOG("ImsMcxSettings:receiveRcsSettings request %d already pending, first callback kept",
                     static_cast<int>(record->requestKey));
@@ -123,7 +123,7 @@ void ImsMcxSettings::receiveRcsSettingData(rcs_settings_data_s* record) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings: receiveRcsSettingData enter ");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->ReceiveSettingOnThread(record);
         delete record;
     }
@@ -141,7 +141,7 @@ void ImsMcxSettings::ReceiveSettingOnThread(rcs_settings_data_s* record) {
     }
     std::function<void(int, void*)> cb;
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         auto it = mGetSettingsCbs.find(record->requestKey);
         if (it != mGetSettingsCbs.end()) cb = it->second;
     }
@@ -153,7 +153,7 @@ void ImsMcxSettings::ReceiveSettingOnThread(rcs_settings_data_s* record) {
         if (cb) cb(msgId, nullptr);
     }
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         mGetSettingsCbs.erase(record->requestKey);
     }
     free(record->msgData);
@@ -182,7 +182,7 @@ bool ImsMcxSettings::imssClient::receiveSettingMsg(rcs_settings_data_s* record) 
 bool ImsMcxSettings::registerForRcsSettingsUpdate(std::function<void(int, void*)> cb, int subId,
                                                   int settingsId) {
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         // First listener wins; a second registration for the group only
         // repeats the modem registration.
         if (!mSettingsListeners.emplace(static_cast<unsigned int>(settingsId), std::move(cb))
@@ -204,7 +204,7 @@ void ImsMcxSettings::registerForSettingsUpdate(rcs_settings_data_s* record) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings: registerForSettingsUpdate enter ");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->UpdateSettingOnThread(record);
         delete record;
     }
@@ -249,7 +249,7 @@ bool ImsMcxSettings::deregisterForRcsSettingsUpdate(int settingsId) {
     IMS_LOG("ImsMcxSettings:deregisterForRcsSettingsUpdate starting new thread");
     size_t erased;
     {
-        std::lock_guard<std::mutex> lock(mMapLock);
+        android::Mutex::Autolock lock(mMapLock);
         erased = mSettingsListeners.erase(static_cast<unsigned int>(settingsId));
     }
     if (erased != 0) {

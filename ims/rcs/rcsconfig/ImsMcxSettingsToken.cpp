@@ -35,7 +35,7 @@ void ImsMcxSettings::sendAppTokenData(rcsAppTokenData_s* record) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings: sendAppTokenData enter ");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->sendAppTokenOnThread(record);
         IMS_LOG("ImsMcxSettings: sendAppTokenData end ");
         delete record;
@@ -62,7 +62,7 @@ void ImsMcxSettings::sendAppTokenOnThread(rcsAppTokenData_s* record) {
         IMS_LOG("ImsMcxSettings::sendAppTokenOnThread,failed to send settings in McxImssClient");
     }
     if (record->callback) record->callback(ok);
-    std::lock_guard<std::mutex> lock(mMapLock);
+    android::Mutex::Autolock lock(mMapLock);
     mAppTokenCbs.erase(record->requestKey);
 }
 
@@ -101,7 +101,7 @@ void ImsMcxSettings::updateAppTokenStatus(rcsAppTokenData_s* record) {
     ImsMcxSettings* self = record->owner;
     IMS_LOG("ImsMcxSettings::updateAppTokenStatus enter");
     {
-        std::lock_guard<std::mutex> lock(self->mRequestMutex);
+        android::Mutex::Autolock lock(self->mRequestMutex);
         self->sendAppTokenStatusOnThread(record);
         delete record;
     }

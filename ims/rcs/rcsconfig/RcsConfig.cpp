@@ -141,7 +141,7 @@ void RcsConfig::DeathRecipientListener::serviceDied(uint64_t cookie, const wp<IB
 
 void RcsConfig::clientDied(uint64_t cookie, DeathRecipientListener* recipient) {
     IMS_LOG("RcsConfig client died. cookie:%llu, ", static_cast<unsigned long long>(cookie));
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     auto drop = [recipient](std::vector<sp<DeathRecipientListener>>& list) {
         list.erase(std::remove_if(list.begin(), list.end(),
                                   [recipient](const sp<DeathRecipientListener>& r) {
@@ -190,7 +190,7 @@ std::function<void(bool)> RcsConfig::fileSetConfigCb(const sp<ISetConfigCb>& cb,
     wrapper->setRcsConfigListener(cb);
     {
         // Requests of several client threads, a death notice and the dump meet here.
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         mSetConfigRecipients.push_back(recipient);
         mSetConfigWrappers[key] = wrapper;
     }
@@ -230,7 +230,7 @@ Return<void> RcsConfig::getSettingsValue(SettingsId settingsId, const sp<IGetSet
         wrapper->getRcsSettingsListener(cb);
         wrapper->getRcsManagerObject(&mManager);
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             mGetSettingsRecipients.push_back(recipient);
             mGetConfigWrappers[key] = wrapper;
         }
@@ -256,7 +256,7 @@ Return<RcsConfig::RequestStatus> RcsConfig::registerForSettingsChange(SettingsId
         wrapper->getUpdatedSettingsListener(cb);
         wrapper->getRcsManagerObject(&mManager);
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             mSettingsChangeRecipients.push_back(recipient);
             mSettingsChangeWrappers[key] = wrapper;
         }
@@ -287,7 +287,7 @@ Return<void> RcsConfig::getUceStatus(const sp<IRcsServiceStatusListener>& listen
     recipient->mServiceStatusListener = listener;
     link(listener, recipient);
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         mUceStatusRecipients.push_back(recipient);
     }
 
@@ -316,7 +316,7 @@ Return<void> RcsConfig::updateTokenFetchStatus(int32_t requestId, TokenType toke
 }
 
 RcsConfig::Filed RcsConfig::filed() {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return Filed{mSetConfigRecipients.size(),    mGetSettingsRecipients.size(),
                  mSettingsChangeRecipients.size(), mUceStatusRecipients.size(),
                  mSetConfigWrappers.size(),      mGetConfigWrappers.size(),

@@ -25,7 +25,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <vector>
 
 #include <hidl/HidlSupport.h>
@@ -173,19 +173,19 @@ private:
 
     RcsConfigManager& mManager;
     const int32_t mSlotId;
-    std::vector<::android::sp<DeathRecipientListener>> mSetConfigRecipients;  // guarded by mLock
-    std::vector<::android::sp<DeathRecipientListener>> mGetSettingsRecipients;  // guarded by mLock
-    std::vector<::android::sp<DeathRecipientListener>> mSettingsChangeRecipients;  // guarded by mLock
-    std::vector<::android::sp<DeathRecipientListener>> mUceStatusRecipients;  // guarded by mLock
-    std::map<uint64_t, std::shared_ptr<GetConfigListenerWrapper>> mGetConfigWrappers;  // guarded by mLock
-    std::map<uint64_t, std::shared_ptr<SetConfigListenerWrapper>> mSetConfigWrappers;  // guarded by mLock
-    std::map<uint64_t, std::shared_ptr<GetUpdatedSettingsListenerWrapper>> mSettingsChangeWrappers;  // guarded by mLock
+    std::vector<::android::sp<DeathRecipientListener>> mSetConfigRecipients GUARDED_BY(mLock);
+    std::vector<::android::sp<DeathRecipientListener>> mGetSettingsRecipients GUARDED_BY(mLock);
+    std::vector<::android::sp<DeathRecipientListener>> mSettingsChangeRecipients GUARDED_BY(mLock);
+    std::vector<::android::sp<DeathRecipientListener>> mUceStatusRecipients GUARDED_BY(mLock);
+    std::map<uint64_t, std::shared_ptr<GetConfigListenerWrapper>> mGetConfigWrappers GUARDED_BY(mLock);
+    std::map<uint64_t, std::shared_ptr<SetConfigListenerWrapper>> mSetConfigWrappers GUARDED_BY(mLock);
+    std::map<uint64_t, std::shared_ptr<GetUpdatedSettingsListenerWrapper>> mSettingsChangeWrappers GUARDED_BY(mLock);
     // Never filled: see GetRcsServiceStatusListenerWrapper.
     std::map<uint64_t, std::shared_ptr<GetRcsServiceStatusListenerWrapper>> mServiceStatusWrappers;
     // Taken by clientDied (death-notification thread), by the filing of every
     // request (binder threads; a client may call from several threads) and by
     // filed(); never held while a client or the manager is called.
-    std::mutex mLock;
+    android::Mutex mLock;
 };
 
 #endif  // RCS_CONFIG_H

@@ -42,12 +42,12 @@ RcsConfigManager::~RcsConfigManager() {
     // mListenerLock, so the recipients are detached outside mListenerLock.
     std::vector<sp<DeathRecipientListener>> recipients;
     {
-        std::lock_guard<std::mutex> guard(mListenerLock);
+        android::Mutex::Autolock guard(mListenerLock);
         recipients.swap(mDeathRecipients);
     }
     for (const auto& recipient : recipients) recipient->detach();
     while (!recipients.empty()) recipients.pop_back();
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     mListeners.clear();
     while (!mRcsConfigs.empty()) mRcsConfigs.pop_back();
 }
@@ -64,7 +64,7 @@ sp<IBase> RcsConfigManager::createInstance(const Params& params) {
         if (!params.listener->linkToDeath(recipient, key).withDefault(false)) recipient->keepLinked(nullptr);
     }
 
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     mDeathRecipients.push_back(recipient);
     if (params.listener != nullptr) {
         mListeners[key] = std::make_shared<RcsConfigListenerWrapper>(
@@ -158,7 +158,7 @@ std::vector<std::shared_ptr<RcsConfigListenerWrapper>> RcsConfigManager::listene
     // lock is not held across the calls, which may reach a client that calls
     // back into the factory.
     std::vector<std::shared_ptr<RcsConfigListenerWrapper>> wrappers;
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     wrappers.reserve(mListeners.size());
     for (const auto& entry : mListeners) {
         if (entry.second != nullptr) wrappers.push_back(entry.second);
@@ -225,7 +225,7 @@ void RcsConfigManager::listenerDied(unsigned long cookie) {
 }
 
 void RcsConfigManager::forgetListener(unsigned long key) {
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     mListeners.erase(key);
 }
 
@@ -233,7 +233,7 @@ void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, cons
     IMS_LOG("RcsConfig service died. cookie:%d, who: %p", static_cast<int>(cookie),
             static_cast<void*>(who.unsafe_get()));
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         if (mManager != nullptr) mManager->forgetListener(static_cast<unsigned long>(cookie));
     }
     // The link has served. The recipient itself stays with the manager, but
@@ -243,7 +243,7 @@ void RcsConfigManager::DeathRecipientListener::serviceDied(uint64_t cookie, cons
 }
 
 void RcsConfigManager::DeathRecipientListener::detach() {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     mManager = nullptr;
 }
 
@@ -422,7 +422,7 @@ bool RcsConfigManager::isImsaSubscribed(int slotId) const {
 
 std::vector<RcsConfigManager::ListenerInfo> RcsConfigManager::listeners() const {
     std::vector<ListenerInfo> result;
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     for (const auto& entry : mListeners) {
         if (entry.second == nullptr) continue;
         result.push_back(ListenerInfo{entry.first, entry.second->slotId(), entry.second->version()});
@@ -431,18 +431,18 @@ std::vector<RcsConfigManager::ListenerInfo> RcsConfigManager::listeners() const 
 }
 
 std::vector<sp<RcsConfig>> RcsConfigManager::rcsConfigs() const {
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     return mRcsConfigs;
 }
 
 size_t RcsConfigManager::deathRecipientCount() const {
-    std::lock_guard<std::mutex> guard(mListenerLock);
+    android::Mutex::Autolock guard(mListenerLock);
     return mDeathRecipients.size();
 }
 
 std::map<uint32_t, size_t> RcsConfigManager::queuedEvents() {
     std::map<uint32_t, size_t> counts;
-    std::lock_guard<std::mutex> guard(mutex);
+    android::Mutex::Autolock guard(mutex);
     for (const auto& item : queue) ++counts[item.eventType];
     return counts;
 }

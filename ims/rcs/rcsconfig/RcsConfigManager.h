@@ -29,7 +29,7 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <string>
 #include <vector>
 
@@ -109,8 +109,8 @@ public:
         void detach();
 
     private:
-        std::mutex mLock;  // held while a death reaches the manager
-        RcsConfigManager* mManager;  // guarded by mLock
+        android::Mutex mLock;  // held while a death reaches the manager
+        RcsConfigManager* mManager GUARDED_BY(mLock);
         // A death link lasts only as long as the proxy it was made through,
         // and the wrapper holds a different, cast proxy: without this the
         // client's own proxy (and the link) went with the factory call.
@@ -266,10 +266,10 @@ private:
     // A creation holds mListenerLock while it posts, which waits for the
     // handler's queue lock; nothing that holds the queue lock (a batch of
     // handleEvent) may therefore wait for mListenerLock.
-    std::vector<::android::sp<RcsConfig>> mRcsConfigs;  // guarded by mListenerLock
-    std::map<unsigned long, std::shared_ptr<RcsConfigListenerWrapper>> mListeners;  // guarded by mListenerLock
-    mutable std::mutex mListenerLock;
-    std::vector<::android::sp<DeathRecipientListener>> mDeathRecipients;  // guarded by mListenerLock
+    std::vector<::android::sp<RcsConfig>> mRcsConfigs GUARDED_BY(mListenerLock);
+    std::map<unsigned long, std::shared_ptr<RcsConfigListenerWrapper>> mListeners GUARDED_BY(mListenerLock);
+    mutable android::Mutex mListenerLock;
+    std::vector<::android::sp<DeathRecipientListener>> mDeathRecipients GUARDED_BY(mListenerLock);
 };
 
 #endif  // RCS_CONFIG_MANAGER_H

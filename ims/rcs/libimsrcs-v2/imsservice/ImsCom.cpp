@@ -12,7 +12,7 @@
 #include "imsservice/ImsLog.h"
 
 std::set<int> ImsCom::approvedFd;
-std::mutex ImsCom::sApprovedLock;
+android::Mutex ImsCom::sApprovedLock;
 ImsCom* ImsCom::m_pSelf = nullptr;
 
 ImsCom* ImsCom::getInstance() {
@@ -42,7 +42,7 @@ bool ImsCom::addComEventHandler(int fd, ComEventCallback cb, void* data, ComClos
             "events %d) EX",
             fd, reinterpret_cast<void*>(cb), data, reinterpret_cast<void*>(closeCb), events);
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         if (comHandlers.count(fd) != 0) {
             IMS_LOG("fd=%d is already in comHandlers", fd);
             return false;
@@ -65,12 +65,12 @@ void ImsCom::removeComEventHandler(int fd) {
     epoll_ctl(epollFd, EPOLL_CTL_DEL, fd, nullptr);
     ComHandler record;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         record = comHandlers[fd];  // an unknown fd gets an empty record, erased below
     }
     if (record.closeCallback != nullptr) record.closeCallback(fd, record.data);
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         size_t erased = comHandlers.erase(fd);
         if (erased != 1) {
             IMS_LOG("comHandlers.erase for fd %d returned %d!", fd, static_cast<int>(erased));
@@ -119,7 +119,7 @@ void ImsCom::processEvents(int timeoutMs, ImsTimer& timer) {
             ComHandler record;
             bool found;
             {
-                std::lock_guard<std::mutex> guard(mLock);
+                android::Mutex::Autolock guard(mLock);
                 auto it = comHandlers.find(fd);
                 found = it != comHandlers.end();
                 if (found) record = it->second;
@@ -149,18 +149,18 @@ void ImsCom::processEvents(int timeoutMs, ImsTimer& timer) {
 }
 
 bool ImsCom::isApprovedFd(int fd) {
-    std::lock_guard<std::mutex> guard(sApprovedLock);
+    android::Mutex::Autolock guard(sApprovedLock);
     return approvedFd.count(fd) != 0;
 }
 
 void ImsCom::addApprovedFd(int fd) {
-    std::lock_guard<std::mutex> guard(sApprovedLock);
+    android::Mutex::Autolock guard(sApprovedLock);
     approvedFd.insert(fd);
 }
 
 void ImsCom::remApprovedFd(int fd) {
     IMS_LOG("ImsCom::remApprovedFd()");
-    std::lock_guard<std::mutex> guard(sApprovedLock);
+    android::Mutex::Autolock guard(sApprovedLock);
     if (approvedFd.erase(fd) != 0) {
         IMS_LOG("ImsCom::remApprovedFd() success");
     }

@@ -22,7 +22,7 @@
 #include <sys/epoll.h>
 
 #include <map>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <set>
 
 #include "imsservice/ImsTimer.h"
@@ -85,11 +85,11 @@ private:
     int epollFd;
     int wakeFd;
     struct epoll_event events[kMaxEvents];  // loop thread only
-    std::map<int, ComHandler> comHandlers;  // guarded by mLock
-    mutable std::mutex mLock;
+    std::map<int, ComHandler> comHandlers GUARDED_BY(mLock);
+    mutable android::Mutex mLock;
 
-    static std::set<int> approvedFd;  // guarded by sApprovedLock
-    static std::mutex sApprovedLock;
+    static std::set<int> approvedFd GUARDED_BY(sApprovedLock);
+    static android::Mutex sApprovedLock;
     static ImsCom* m_pSelf;
 };
 

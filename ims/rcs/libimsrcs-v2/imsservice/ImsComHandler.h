@@ -27,7 +27,7 @@
 
 #include <atomic>
 #include <deque>
-#include <mutex>
+#include <utils/Mutex.h>
 
 #include "hardware_legacy/power.h"
 #include "imsservice/ImsCom.h"
@@ -55,7 +55,7 @@ public:
     // Takes the wake lock, or notes that it was wanted again while held, and
     // arms the guard timer if none is armed. Posting threads.
     void acquireWakelock(ImsTimer& timer) {
-        std::lock_guard<std::mutex> guard(mutex);
+        android::Mutex::Autolock guard(mutex);
         IMS_LOG("imsComHandler:acquireWakelock");
         if (held.load()) {
             ++count;  // keeps the lock for another guard interval
@@ -77,7 +77,7 @@ public:
         IMS_LOG("imsComHandler: wakelock Timer expired");
         if (self == nullptr) return -1;
         wakelockWrapper* w = static_cast<wakelockWrapper*>(self);
-        std::lock_guard<std::mutex> guard(w->mutex);
+        android::Mutex::Autolock guard(w->mutex);
         if (w->count != 0) {
             w->count = 0;
             return 0;  // same interval again
@@ -113,19 +113,19 @@ public:
     // State, for diagnostics and tests. Any thread.
     bool isHeld() const { return held.load(); }
     int guardTimerId() const {
-        std::lock_guard<std::mutex> guard(mutex);
+        android::Mutex::Autolock guard(mutex);
         return timerId;
     }
     int pendingCount() const {
-        std::lock_guard<std::mutex> guard(mutex);
+        android::Mutex::Autolock guard(mutex);
         return count;
     }
 
 private:
-    mutable std::mutex mutex;
+    mutable android::Mutex mutex;
     std::atomic<bool> held{false};
-    int timerId = 0;  // guarded by mutex
-    int count = 0;    // guarded by mutex
+    int timerId GUARDED_BY(mutex) = 0;
+    int count GUARDED_BY(mutex) = 0;
 };
 
 template <typename T>
@@ -154,7 +154,7 @@ public:
     void postEvent(T& item) {
         IMS_LOG("imsComHandler postEvent start for fd[%d]", fd);
         {
-            std::lock_guard<std::mutex> guard(mutex);
+            android::Mutex::Autolock guard(mutex);
             queue.push_back(item);
         }
         mWakeLock.acquireWakelock(timer);
@@ -180,7 +180,7 @@ public:
             return;
         }
         {
-            std::lock_guard<std::mutex> guard(h->mutex);
+            android::Mutex::Autolock guard(h->mutex);
             while (!h->queue.empty()) {
                 T item = h->queue.front();
                 h->queue.pop_front();
@@ -192,7 +192,7 @@ public:
     }
 
     // The owner's dispatch of one item. Loop thread, handler mutex held.
-    virtual void handleEvent(T& item) = 0;
+    virtual void handleEvent(T& item) REQUIRES(mutex) = 0;
 
     // The wake lock of all handlers of this event type.
     static wakelockWrapper mWakeLock;
@@ -201,8 +201,8 @@ protected:
     ImsCom& com;
     ImsTimer& timer;
     int fd;
-    std::mutex mutex;
-    std::deque<T> queue;  // guarded by mutex
+    android::Mutex mutex;
+    std::deque<T> queue GUARDED_BY(mutex);
 };
 
 template <typename T>

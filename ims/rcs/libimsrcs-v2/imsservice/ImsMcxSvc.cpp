@@ -11,7 +11,7 @@
 #include "imsservice/ImsCom.h"
 #include "imsservice/ImsLog.h"
 
-std::mutex ImsMcxSvc::svcMutex;
+android::Mutex ImsMcxSvc::svcMutex;
 bool ImsMcxSvc::mcxSvcUpEventFlag = false;
 ImsMcxSvc* ImsMcxSvc::mcxSvcUpEventOwner = nullptr;
 std::list<std::pair<void*, unsigned long>> ImsMcxSvc::mSvcUpQueue;
@@ -43,7 +43,7 @@ ImsMcxSvc::~ImsMcxSvc() {
         client = nullptr;
     }
     {
-        std::lock_guard<std::mutex> lock(svcMutex);
+        android::Mutex::Autolock lock(svcMutex);
         mSvcUpQueue.remove_if([this](const std::pair<void*, unsigned long>& e) { return e.first == this; });
         if (mcxSvcUpEventFlag && mcxSvcUpEventOwner == this) {
             // Our eventfd was signalled but the loop never ran the bring-up:
@@ -119,7 +119,7 @@ void ImsMcxSvc::imsMcxNotifyCb(mcx_client_type client, mcx_idl_service_object_ty
     }
     IMS_LOG("ImsMcxSvc[%s]: imsMcxNotifyCb Service Up event ", self->name.c_str());
     {
-        std::lock_guard<std::mutex> lock(svcMutex);
+        android::Mutex::Autolock lock(svcMutex);
         if (mcxSvcUpEventFlag) {
             mSvcUpQueue.emplace_back(self, kSvcUp);
             IMS_LOG("ImsMcxSvc[%s]: Another Service up event processing ", self->name.c_str());
@@ -163,12 +163,13 @@ void ImsMcxSvc::handleImsSvcStatusEvent(int fd, void* data) {
         self->modemDown();
     } else if (value == kSvcUp) {
         self->handleImsSvcUpEvent();
-        std::unique_lock<std::mutex> lock(svcMutex);
+        android::Mutex::Autolock lock(svcMutex);
         while (!mSvcUpQueue.empty()) {
             auto* queued = static_cast<ImsMcxSvc*>(mSvcUpQueue.front().first);
-            lock.unlock();
+            // The queued service takes svcMutex itself.
+            svcMutex.unlock();
             queued->handleImsSvcUpEvent();
-            lock.lock();
+            svcMutex.lock();
             // The entry may have been removed by its owner's destructor meanwhile.
             if (!mSvcUpQueue.empty() && mSvcUpQueue.front().first == queued) mSvcUpQueue.pop_front();
         }
@@ -190,7 +191,7 @@ void ImsMcxSvc::handleImsSvcUpEvent() {
             IMS_LOG("Can't register for mcx error cb");
         }
     }
-    std::lock_guard<std::mutex> lock(svcMutex);
+    android::Mutex::Autolock lock(svcMutex);
     mcxSvcUpEventFlag = false;
     mcxSvcUpEventOwner = nullptr;
 }

@@ -11,7 +11,7 @@
 #define IMSSERVICE_IMS_MCX_SVC_H
 
 #include <list>
-#include <mutex>
+#include <utils/Mutex.h>
 #include <string>
 #include <utility>
 
@@ -67,12 +67,12 @@ protected:
     static constexpr unsigned long kSvcUp = 1;
     static constexpr unsigned long kSvcError = 2;
 
-    static std::mutex svcMutex;
-    static bool mcxSvcUpEventFlag;  // guarded by svcMutex: a bring-up is in progress
+    static android::Mutex svcMutex;
+    static bool mcxSvcUpEventFlag GUARDED_BY(svcMutex);  // a bring-up is in progress
     // The instance whose eventfd was signalled for the bring-up in progress,
     // so that it can hand the bring-up on if it goes before the loop ran it.
-    static ImsMcxSvc* mcxSvcUpEventOwner;  // guarded by svcMutex
-    static std::list<std::pair<void*, unsigned long>> mSvcUpQueue;  // guarded by svcMutex
+    static ImsMcxSvc* mcxSvcUpEventOwner GUARDED_BY(svcMutex);
+    static std::list<std::pair<void*, unsigned long>> mSvcUpQueue GUARDED_BY(svcMutex);
 
 private:
     static void writeStatus(int fd, unsigned long status);

@@ -45,7 +45,7 @@ bool ImsTimer::TimedEventCmp::operator()(const TimedEvent& a, const TimedEvent& 
 ImsTimer::ImsTimer(ITimerMonitor* monitor) : monitor(monitor), nextTimerId(0) {}
 
 int ImsTimer::getNextTimerId() {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return nextTimerIdLocked();
 }
 
@@ -69,7 +69,7 @@ int ImsTimer::addTimedCallback(long delayMs, TimedCallback cb, void* data) {
 
     bool becameFront = false;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         ev.id = nextTimerIdLocked();
         pushLocked(ev);
         if (isImsLogEnabled()) IMS_LOG("Adding timed callback - %s", ev.toString().c_str());
@@ -84,7 +84,7 @@ int ImsTimer::addTimedCallback(long delayMs, TimedCallback cb, void* data) {
 }
 
 void ImsTimer::removeTimedCallback(int id) {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     size_t matches = 0;
     size_t at = 0;
     for (size_t i = 0; i < queue.size(); ++i) {
@@ -136,7 +136,7 @@ void ImsTimer::siftDownLocked(size_t i) {
 }
 
 int ImsTimer::timeUntilNextEvent() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return timeUntilNextEventLocked();
 }
 
@@ -159,7 +159,7 @@ void ImsTimer::processEvents() {
     for (;;) {
         TimedEvent ev;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            android::Mutex::Autolock guard(mLock);
             if (timeUntilNextEventLocked() != 0) return;
             std::pop_heap(queue.begin(), queue.end(), cmp);
             ev = queue.back();
@@ -185,7 +185,7 @@ void ImsTimer::processEvents() {
         ev.time = now;
         addDelayToTimeval(ev.delay, ev.time);
 
-        std::lock_guard<std::mutex> guard(mLock);
+        android::Mutex::Autolock guard(mLock);
         pushLocked(ev);
         if (isImsLogEnabled()) IMS_LOG("Re-entering timed callback - %s", ev.toString().c_str());
     }
@@ -198,7 +198,7 @@ void ImsTimer::log() const {
 }
 
 size_t ImsTimer::size() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    android::Mutex::Autolock guard(mLock);
     return queue.size();
 }
 

@@ -19,7 +19,7 @@
 
 #include <time.h>
 
-#include <mutex>
+#include <utils/Mutex.h>
 #include <string>
 #include <vector>
 
@@ -89,19 +89,19 @@ public:
     static int roundUpToMs(const timespec& d);
 
 protected:
-    int nextTimerIdLocked();
+    int nextTimerIdLocked() REQUIRES(mLock);
 
-    std::vector<TimedEvent> queue;  // guarded by mLock
+    std::vector<TimedEvent> queue GUARDED_BY(mLock);
     TimedEventCmp cmp;
     ITimerMonitor* monitor;
-    int nextTimerId;                // guarded by mLock
-    mutable std::mutex mLock;
+    int nextTimerId GUARDED_BY(mLock);
+    mutable android::Mutex mLock;
 
 private:
-    int timeUntilNextEventLocked() const;
-    void pushLocked(const TimedEvent& ev);
-    void siftUpLocked(size_t i);
-    void siftDownLocked(size_t i);
+    int timeUntilNextEventLocked() const REQUIRES(mLock);
+    void pushLocked(const TimedEvent& ev) REQUIRES(mLock);
+    void siftUpLocked(size_t i) REQUIRES(mLock);
+    void siftDownLocked(size_t i) REQUIRES(mLock);
 };
 
 #endif  // IMS_TIMER_H

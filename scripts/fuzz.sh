@@ -46,17 +46,35 @@ work=${FUZZ_WORK:-$(mktemp -d /tmp/imsrcs-fuzz.XXXXXX)}
 mkdir -p "$work"
 export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/tests/lsan.supp:print_suppressions=0}
 
-failed=()
-for t in "${targets[@]}"; do
+# One target's run; its exit status goes to $work/$t/status.
+run_target() {
+  local t=$1 options=() status=0
   mkdir -p "$work/$t/corpus" "$work/$t/findings"
-  options=()
   if [ -f "fuzz/$t.options" ]; then read -r -a options < "fuzz/$t.options"; fi
-  log="$work/$t/fuzz.log"
-  status=0
   # Run from the scratch folder: nothing a target writes lands in the tree.
   (cd "$work/$t" && "$root/$dir/fuzz/${t}_fuzz" -max_total_time="$seconds" -timeout=30 \
       -print_final_stats=1 -artifact_prefix="$work/$t/findings/" "${options[@]}" \
-      "$work/$t/corpus" "$root/fuzz/corpus/$t") >"$log" 2>&1 || status=$?
+      "$work/$t/corpus" "$root/fuzz/corpus/$t") >"$work/$t/fuzz.log" 2>&1 || status=$?
+  echo "$status" >"$work/$t/status"
+}
+
+# As many targets at a time as the machine has cores: each still gets one
+# core for its whole time.
+running=0
+for t in "${targets[@]}"; do
+  if [ "$running" -ge "$(nproc)" ]; then
+    wait -n || true
+    running=$((running - 1))
+  fi
+  run_target "$t" &
+  running=$((running + 1))
+done
+wait
+
+failed=()
+for t in "${targets[@]}"; do
+  log="$work/$t/fuzz.log"
+  status=$(cat "$work/$t/status" 2>/dev/null || echo 1)
   # The last status line has the coverage; the final statistics the rest.
   last=$(grep -E '^#[0-9]+' "$log" | tail -n 1 || true)
   stat() { grep -E "^stat::$1:" "$log" | awk '{print $2}' || true; }

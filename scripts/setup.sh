@@ -7,6 +7,7 @@ PACKAGES=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev
   android-liblog-dev android-libutils-dev android-libcutils-dev hidl-gen
   blueprint-tools   # bpfmt: the device build check reads the Android.bp files with it
+  libedit-dev       # line editing of rcsconfigctl's interactive session
   clang libclang-rt-14-dev
   libtsan2   # gcc's ThreadSanitizer runtime (build-tsan/)
 )

@@ -73,5 +73,18 @@ TEST(HelpText, KeysListEveryKeyWithFieldTypeAndRange_ManPageCarriesThemAndTheOpt
     EXPECT_NE(man.find("CAPABILITY_DISCOVERY_ENABLED"), std::string::npos);
 }
 
+TEST(HelpText, CompletionOffersWhatMayComeNext) {
+    using V = std::vector<std::string>;
+    EXPECT_EQ((V{"set-config", "set-settings", "set-app-token"}), completeWord("", "set-"));
+    EXPECT_EQ((V{"restart"}), completeWord("modem ", "re"));
+    EXPECT_EQ((V{"presence"}), completeWord("get-settings ", "pre"));
+    EXPECT_EQ((V{"PUBLISH_TIMER=", "PUBLISH_EXTENDED_TIMER=", "PUBLISH_SRC_THROTTLE_TIMER=",
+                 "PUBLISH_ERROR_RECOVERY_TIMER="}),
+              completeWord("set-settings presence GZIP_ENABLED=true ", "PUBLISH_"));
+    EXPECT_EQ((V{"change"}), completeWord("wait ", "ch"));
+    EXPECT_EQ((V{"ims-service"}), completeWord("help keys ", "i"));
+    EXPECT_TRUE(completeWord("get-settings presence ", "").empty());
+}
+
 }  // namespace
 }  // namespace rcsctl

@@ -1,7 +1,9 @@
 #include "HelpText.h"
 
+#include <algorithm>
 #include <cstdio>
 
+#include "ScriptTokenizer.h"
 #include "SettingsCatalog.h"
 
 namespace rcsctl {
@@ -202,6 +204,57 @@ bool topicHelp(const std::vector<std::string>& topic, std::string* text, std::st
     if (*doc->details != '\0') *text += indented(doc->details, "  ");
     *text += "example:\n  " + std::string(doc->example) + "\n";
     return true;
+}
+
+namespace {
+
+std::vector<std::string> groupWords() {
+    std::vector<std::string> words;
+    for (const auto& g : SettingsCatalog::instance().groups()) words.push_back(g.alias);
+    return words;
+}
+
+}  // namespace
+
+std::vector<std::string> completeWord(const std::string& line, const std::string& prefix) {
+    std::vector<std::string> words;
+    std::string error;
+    splitWords(line, &words, &error);
+    std::vector<std::string> candidates;
+    const std::string first = words.empty() ? "" : words[0];
+    if (words.empty()) {
+        for (const auto& doc : commandDocs()) {
+            std::string name = doc.name;
+            name = name.substr(0, name.find(' '));
+            if (std::find(candidates.begin(), candidates.end(), name) == candidates.end()) candidates.push_back(name);
+        }
+    } else if (first == "modem" && words.size() == 1) {
+        for (const auto& doc : commandDocs()) {
+            std::string name = doc.name;
+            if (name.rfind("modem ", 0) == 0) candidates.push_back(name.substr(6));
+        }
+    } else if (first == "help") {
+        if (words.size() == 1) {
+            candidates.push_back("keys");
+            for (const auto& doc : commandDocs()) candidates.push_back(doc.name);
+        } else if (words.size() == 2 && words[1] == "keys") {
+            candidates = groupWords();
+        }
+    } else if (first == "wait") {
+        if (words.size() == 1) candidates = {"reconfig", "token-request", "change"};
+        else if (words.size() == 2 && words[1] == "change") candidates = groupWords();
+    } else if (first == "set-settings" && words.size() >= 2) {
+        if (const GroupInfo* group = SettingsCatalog::instance().findGroup(words[1])) {
+            for (const auto& key : group->keys) candidates.push_back(key.name + "=");
+        }
+    } else if (first == "get-settings" || first == "set-settings" || first == "watch" || first == "unwatch") {
+        if (words.size() == 1 || first == "watch" || first == "unwatch") candidates = groupWords();
+    }
+    std::vector<std::string> matches;
+    for (const auto& c : candidates) {
+        if (c.compare(0, prefix.size(), prefix) == 0) matches.push_back(c);
+    }
+    return matches;
 }
 
 std::string manPage(const std::string& usage, const std::string& version) {

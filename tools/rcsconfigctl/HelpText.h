@@ -41,6 +41,11 @@ bool keysHelp(const std::string& groupText, std::string* text, std::string* erro
 // The manual page (troff, section 1), with `usage` as its options part.
 std::string manPage(const std::string& usage, const std::string& version);
 
+// The words that may complete the word being typed, `prefix`, after `before`
+// (the text before it on the line): commands, modem subcommands, help
+// topics, wait kinds, groups, and KEY= of the group a set-settings names.
+std::vector<std::string> completeWord(const std::string& before, const std::string& prefix);
+
 // A bash completion script for commands, groups, keys and options.
 std::string bashCompletion();
 

@@ -1,6 +1,23 @@
 #include "NoticeQueue.h"
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cstdint>
+
 namespace rcsctl {
+
+NoticeQueue::NoticeQueue() : mWakeFd(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+NoticeQueue::~NoticeQueue() {
+    if (mWakeFd >= 0) close(mWakeFd);
+}
+
+void NoticeQueue::clearWake() {
+    uint64_t count;
+    while (mWakeFd >= 0 && read(mWakeFd, &count, sizeof(count)) == static_cast<ssize_t>(sizeof(count))) {
+    }
+}
 
 void NoticeQueue::push(Notice notice) {
     {
@@ -12,6 +29,10 @@ void NoticeQueue::push(Notice notice) {
         }
     }
     mChanged.notify_all();
+    uint64_t one = 1;
+    if (mWakeFd >= 0 && write(mWakeFd, &one, sizeof(one)) < 0) {
+        // Only a counter at its limit fails; the fd is readable then anyway.
+    }
 }
 
 bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,

@@ -32,6 +32,16 @@ struct Notice {
 
 class NoticeQueue {
 public:
+    NoticeQueue();
+    ~NoticeQueue();
+    NoticeQueue(const NoticeQueue&) = delete;
+    NoticeQueue& operator=(const NoticeQueue&) = delete;
+
+    // Readable (poll) once a notice was pushed since the last clearWake(), so
+    // an idle prompt can show notices as they come. Main thread.
+    int wakeFd() const { return mWakeFd; }
+    void clearWake();
+
     // Appends a notice and wakes a waiter; any thread.
     void push(Notice notice);
 
@@ -53,6 +63,7 @@ public:
     bool serviceDied() const;
 
 private:
+    int mWakeFd = -1;  // eventfd, written by push()
     mutable std::mutex mLock;
     std::condition_variable mChanged;
     std::deque<Notice> mNotices;  // guarded by mLock

@@ -5,7 +5,8 @@
 
 namespace rcsctl {
 
-bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error) {
+bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error,
+                      bool stdinIsTerminal) {
     *out = ToolOptions();
     size_t i = 0;
     auto value = [&](const std::string& name, std::string* v) {
@@ -102,6 +103,7 @@ bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, st
         *error = "--modem-socket is for a service started here; an attached service has its own modem";
         return false;
     }
+    if (out->script.empty() && out->command.empty() && stdinIsTerminal) out->script = "-";
     if (out->script.empty() && out->command.empty()) {
         *error = "no command given (try: rcsconfigctl --help)";
         return false;
@@ -120,7 +122,8 @@ const char* usageText() {
            "  --modem-socket PATH  use the mcx-modemd daemon at PATH instead of the embedded emulator\n"
            "  --factory 1.0|1.1    which IImsFactory creates the objects (default 1.1)\n"
            "  --timeout SECONDS    how long to wait for each answer (default 10)\n"
-           "  --script FILE|-      run the commands of FILE (or standard input), one per line\n"
+           "  --script FILE|-      run the commands of FILE (or standard input), one per line; at a\n"
+           "                       terminal, no command or `--script -` is an interactive session\n"
            "  --keep-going         in a script, go on after a failed command\n"
            "  --log FILE           write the service's log to FILE\n"
            "  --verbose            write the service's log to standard error\n"

@@ -36,8 +36,11 @@ struct ToolOptions {
     std::vector<std::string> command;  // the one command, when no script
 };
 
-// Parses argv[1..]; false with a one-line reason in *error.
-bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error);
+// Parses argv[1..]; false with a one-line reason in *error. With neither a
+// command nor --script, a terminal on standard input means an interactive
+// session (script "-").
+bool parseToolOptions(const std::vector<std::string>& args, ToolOptions* out, std::string* error,
+                      bool stdinIsTerminal = false);
 
 const char* usageText();
 

@@ -5,6 +5,7 @@
  */
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "Command.h"
 #include "CommandRunner.h"
 #include "HelpText.h"
+#include "InteractiveShell.h"
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
@@ -161,7 +163,7 @@ int main(int argc, char** argv) {
     ToolOptions options;
     std::string error;
     Output output(std::cout, std::cerr, false);
-    if (!parseToolOptions(std::vector<std::string>(argv + 1, argv + argc), &options, &error)) {
+    if (!parseToolOptions(std::vector<std::string>(argv + 1, argv + argc), &options, &error, isatty(STDIN_FILENO))) {
         output.error("", error);
         return kExitBadInput;
     }
@@ -241,6 +243,8 @@ int main(int argc, char** argv) {
                     out.error("", error);
                     status = failureStatus(runner);
                 }
+            } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
+                status = InteractiveShell(runner, out, notices).run();
             } else if (options.script == "-") {
                 status = runStdin(runner, out, notices, options.keepGoing);
             } else {

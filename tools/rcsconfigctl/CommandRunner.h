@@ -5,6 +5,10 @@
  * is a failure, never a hang; so is the death of the service process while
  * an answer is awaited.
  *
+ * The commands are grouped in families, each in a source of its own around
+ * the two helpers every family uses: callAndWait() for a request and its
+ * answer, and Result for what is printed.
+ *
  * Main thread only.
  */
 #ifndef RCSCONFIGCTL_COMMAND_RUNNER_H
@@ -12,8 +16,10 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "ClientSession.h"
 #include "Command.h"
@@ -53,29 +59,79 @@ public:
     int slot() const { return mOptions.slot; }
 
 private:
+    // The outcome of one command in a slot, printed once: as the text line
+    // "[slot N] <what> -> <answer>" with `body` below it, or as the JSON
+    // object {"cmd", "slot", <details>..., "status"}.
+    struct Result {
+        std::string cmd;
+        std::string what;
+        Json details;
+        std::string status = "OK";
+        std::string answer;  // after " -> "; no arrow when empty
+        std::string body;
+    };
+    void report(const Result& result);
+    // Reports a request answered with `status`; false with the reason in
+    // *error unless the answer is OK.
+    bool answered(Result result, V2_0::RequestStatus status, std::string* error);
+
+    // Makes a call whose answer comes back through a callback and waits for
+    // it with the session timeout: `send` makes the call, handing the
+    // service a callback that fills the Awaited it is given. False with the
+    // reason when the call did not reach the service or no answer came.
+    template <typename T, typename Send>
+    bool callAndWait(const std::string& what, Send send, T* answer, std::string* error) {
+        auto result = std::make_shared<Awaited<T>>();
+        mSession.abandonOnDeath(result);
+        android::hardware::Return<void> ret = send(result);
+        if (!ret.isOk()) {
+            *error = callError(what, ret.getStatus());
+            return false;
+        }
+        if (!result->wait(mOptions.timeout, answer)) {
+            *error = noAnswer(what);
+            return false;
+        }
+        return true;
+    }
+    // False with the reason when a call with an immediate answer did not
+    // reach the service.
+    template <typename T>
+    bool reached(const std::string& what, const android::hardware::Return<T>& ret, std::string* error) {
+        if (ret.isOk()) return true;
+        *error = callError(what, ret.getStatus());
+        return false;
+    }
+
+    // Objects, documents and settings (SettingsCommands.cpp).
     bool slotCommand(const Command& c, std::string* error);
     bool setConfig(const Command& c, std::string* error);
     bool setSettings(const Command& c, std::string* error);
     bool getSettings(const Command& c, std::string* error);
     bool watch(const Command& c, std::string* error);
     bool unwatch(const Command& c, std::string* error);
+
+    // Tokens and UCE (TokenCommands.cpp).
     bool setAppToken(const Command& c, std::string* error);
     bool tokenFetchStatus(const Command& c, std::string* error);
     bool uceStatus(const Command& c, std::string* error);
     bool platformMask(const Command& c, std::string* error);
+
+    // The modem emulator and the service's own state (ModemCommands.cpp).
     bool dump(std::string* error);
     bool heap(std::string* error);
     bool modemRestart(std::string* error);
     bool modemTokenRequest(const Command& c, std::string* error);
     bool modemShowConfig(std::string* error);
     bool modemControl(const Command& c, std::string* error);
+
+    // Waiting for notices (WaitCommands.cpp).
     bool waitReconfig(const Command& c, std::string* error);
     bool waitTokenRequest(const Command& c, std::string* error);
     bool waitChange(const Command& c, std::string* error);
-
     // Waits for `count` changes of the given groups in this slot (0: until stopped).
     bool waitChanges(const std::vector<const GroupInfo*>& groups, int count, std::string* error);
-    bool modemCommand(const std::string& text, std::string* reply, std::string* error);
+
     void printNotice(const Notice& n);
     void recoverFromServiceDeath();
     // The error of an awaited answer that did not come, and of a wait that ended early.
@@ -86,10 +142,7 @@ private:
     std::string callError(const std::string& what, const android::hardware::Status& failed);
     std::string prefix() const;
     std::chrono::milliseconds timeoutOf(const Command& c) const;
-    std::string seconds(std::chrono::milliseconds t) const;
-    // Prints the result line of a request answered with `status`.
-    bool requestResult(const std::string& what, const Json& json, V2_0::RequestStatus status,
-                       std::string* error);
+    static std::string seconds(std::chrono::milliseconds t);
 
     ClientSession& mSession;
     NoticeQueue& mNotices;

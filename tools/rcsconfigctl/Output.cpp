@@ -25,6 +25,11 @@ Json& Json::raw(const std::string& key, const std::string& json) {
     return *this;
 }
 
+Json& Json::merge(const Json& other) {
+    mMembers.insert(mMembers.end(), other.mMembers.begin(), other.mMembers.end());
+    return *this;
+}
+
 std::string Json::text() const {
     std::string out = "{";
     for (size_t i = 0; i < mMembers.size(); ++i) {

@@ -27,6 +27,8 @@ public:
     Json& flag(const std::string& key, bool value);
     // `json` must already be valid JSON (an object, array, ...).
     Json& raw(const std::string& key, const std::string& json);
+    // Appends the members of `other`, in their order.
+    Json& merge(const Json& other);
     std::string text() const;
 
 private:

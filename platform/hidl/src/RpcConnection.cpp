@@ -20,9 +20,6 @@ namespace {
 
 const char* kTag = "HidlTransport";
 
-// Tags of an interface reference on the wire.
-enum : uint8_t { kRefNull = 0, kRefSenderObject = 1, kRefReceiverObject = 2 };
-
 // Calls this thread is serving, innermost last: a call it makes on the same
 // connection is nested in the innermost one.
 thread_local std::vector<std::pair<const RpcConnection*, uint32_t>> tServing;
@@ -425,105 +422,6 @@ status_t RpcConnection::lookup(const std::string& descriptor, const std::string&
     return OK;
 }
 
-// ---- objects
-
-bool RpcConnection::writeObject(WireParcel& parcel, const sp<IBase>& object) {
-    uint8_t tag = kRefNull;
-    if (object == nullptr) {
-        parcel.writeBytes(&tag, 1);
-        return true;
-    }
-    if (auto* remote = dynamic_cast<RpcRemote*>(object.get())) {
-        sp<RpcNode> node = remote->rpcNode();
-        if (node->connection() != this) {
-            __android_log_print(ANDROID_LOG_ERROR, kTag,
-                                "an object of pid %d cannot be passed on to pid %d",
-                                static_cast<int>(node->connection()->peerPid()), static_cast<int>(mPeerPid));
-            return false;
-        }
-        tag = kRefReceiverObject;
-        uint32_t id = node->id();
-        parcel.writeBytes(&tag, 1);
-        parcel.writeBytes(&id, sizeof(id));
-        return true;
-    }
-    sp<IBase> local = object;
-    if (auto* inProcess = dynamic_cast<HostRemote*>(object.get())) local = inProcess->hostImpl();
-    std::string descriptor;
-    Return<void> ret = local->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; });
-    RpcStubFn stub = ret.isOk() ? rpcStubFor(descriptor) : nullptr;
-    if (stub == nullptr) {
-        __android_log_print(ANDROID_LOG_ERROR, kTag, "no stub for %s", descriptor.c_str());
-        return false;
-    }
-    uint32_t id = 0;
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        // A frame for a dead peer is never sent (its call fails with
-        // DEAD_OBJECT), so nothing is exported for it.
-        if (!mDead) {
-            auto it = mExportIds.find(local.get());
-            if (it != mExportIds.end()) {
-                id = it->second;
-            } else {
-                do {
-                    id = mNextExportId++;
-                } while (id == 0 || mExports.count(id) != 0);
-                mExportIds[local.get()] = id;
-                mExports[id] = Export{local, stub, descriptor, 0};
-            }
-            ++mExports[id].count;
-        }
-    }
-    tag = kRefSenderObject;
-    parcel.writeBytes(&tag, 1);
-    parcel.writeBytes(&id, sizeof(id));
-    return true;
-}
-
-bool RpcConnection::readObject(WireParcel& parcel, const char* descriptor, sp<IBase>* out) {
-    uint8_t tag = 0;
-    if (!parcel.readBytes(&tag, 1)) return false;
-    if (tag == kRefNull) {
-        *out = nullptr;
-        return true;
-    }
-    uint32_t id = 0;
-    if (!parcel.readBytes(&id, sizeof(id))) return false;
-    if (tag == kRefReceiverObject) {
-        std::lock_guard<std::mutex> guard(mLock);
-        auto it = mExports.find(id);
-        if (it == mExports.end()) return false;
-        *out = it->second.object;
-        return true;
-    }
-    if (tag != kRefSenderObject) return false;
-    sp<RpcNode> node;
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        if (mDead) return false;
-        auto it = mImports.find(id);
-        if (it != mImports.end()) node = it->second.promote();
-        if (node == nullptr) {
-            node = new RpcNode(this, id);
-            mImports[id] = node;
-        }
-        node->addReceived();
-    }
-    *out = makeRpcProxy(descriptor, node);
-    return *out != nullptr;
-}
-
-void RpcConnection::releaseNode(uint32_t id, RpcNode* node, uint32_t received) {
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        auto it = mImports.find(id);
-        if (it != mImports.end() && it->second.unsafe_get() == node) mImports.erase(it);
-        if (mDead || received == 0) return;
-    }
-    send(FrameKind::kRelease, id, received, 0, 0, {}, {});
-}
-
 // ---- death
 
 void RpcConnection::onClosed() {
@@ -554,28 +452,6 @@ void RpcConnection::onClosed() {
     rpcConnectionClosed(this);
     for (const auto& node : nodes) node->death().kill();
     // `exports`, `oneway` and `nodes` are dropped here, outside every lock.
-}
-
-// ---- RpcNode
-
-RpcNode::RpcNode(const sp<RpcConnection>& connection, uint32_t id)
-    : mConnection(connection), mId(id), mDeath(HostNode::detached()) {}
-
-RpcNode::~RpcNode() {
-    mConnection->releaseNode(mId, this, mReceived.load());
-}
-
-status_t RpcNode::transact(uint32_t code, bool oneway, WireParcel& request, WireParcel* reply) {
-    if (mDeath->isDead()) return DEAD_OBJECT;
-    return mConnection->transact(mId, code, oneway, request, reply);
-}
-
-void RpcNode::prepare(WireParcel& parcel) {
-    parcel.setObjectContext(mConnection.get());
-}
-
-void RpcNode::badReply(const char* what) {
-    mConnection->protocolError(what);
 }
 
 }  // namespace details

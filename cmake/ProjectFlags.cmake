@@ -1,5 +1,10 @@
 # Warnings apply to the project's own targets only (imported libraries keep theirs).
 set(IMSRCS_WARNING_FLAGS -Wall -Wextra -Werror)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # Lock rules are written as annotations (GUARDED_BY, REQUIRES, ...): clang
+  # checks them on every build it makes, the device build included.
+  list(APPEND IMSRCS_WARNING_FLAGS -Wthread-safety)
+endif()
 
 if(IMSRCS_SANITIZE AND IMSRCS_TSAN)
   message(FATAL_ERROR "IMSRCS_SANITIZE and IMSRCS_TSAN cannot be combined; build them in separate trees")
@@ -26,9 +31,6 @@ if(IMSRCS_BUILD_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  # Two clang-only warnings that the HIDL runtime and the generated interface
-  # headers trip; the gcc builds keep checking everything else as errors.
-  list(APPEND IMSRCS_WARNING_FLAGS -Wno-unused-private-field -Wno-inconsistent-missing-override)
 endif()
 
 # A sanitizer build's tests need the sanitizer options (the suppressions of

@@ -37,6 +37,18 @@ if(_transport_headers)
   file(REMOVE ${_transport_headers})
 endif()
 
+# Each enum's hidl_enum_values specialisation is made inline: clang gives a
+# constexpr variable template specialisation external linkage, so without it
+# every unit that includes the header defines the same symbol.
+file(GLOB _pkg_headers ${_pkg_out}/*.h)
+foreach(_h IN LISTS _pkg_headers)
+  file(READ ${_h} _t)
+  string(REPLACE "template<> constexpr std::array<" "template<> inline constexpr std::array<" _t2 "${_t}")
+  if(NOT _t2 STREQUAL _t)
+    file(WRITE ${_h} "${_t2}")
+  endif()
+endforeach()
+
 execute_process(
     COMMAND ${HIDL_GEN} -L hash -R ${_root_args} ${PACKAGE}
     RESULT_VARIABLE _rc ERROR_VARIABLE _err OUTPUT_VARIABLE _hashes)

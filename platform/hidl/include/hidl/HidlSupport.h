@@ -74,8 +74,12 @@ std::string toHexString(T value, bool prefix = true) {
 }
 
 // Every value of a HIDL enum; generated headers specialise it per enum.
+// Not inline, as on a device: the specialisations in the generated headers
+// are then const variables of each translation unit (an inline primary
+// would give them one external definition per unit, which clang rejects at
+// link time).
 template <typename T>
-inline constexpr std::array<T, 0> hidl_enum_values = {};
+constexpr std::array<T, 0> hidl_enum_values = {};
 }  // namespace details
 
 // Told when the process behind an object it was linked to (IBase::linkToDeath) dies.
@@ -307,7 +311,6 @@ public:
 
 private:
     const native_handle_t* mHandle = nullptr;
-    bool mOwnsHandle = false;  // kept for the device layout
 };
 
 // Underlying integer type of a HIDL enum used as a bit set.

@@ -14,14 +14,13 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <algorithm>
 #include <functional>
 #include <vector>
-#include <mutex>
+#include <hostsync/Mutex.h>
 #include <string>
 
 #include "FakeImsFactory.h"
@@ -35,18 +34,18 @@ struct Answers : R20::IGetSettingsCb, R20::ISetConfigCb {
     Return<void> getSettingsResponse(R20::RequestStatus, const R20::SettingsData&) override { return add(); }
     Return<void> setConfigResponse(R20::RequestStatus) override { return add(); }
     Return<void> add() {
-        std::lock_guard<std::mutex> guard(lock);
+        hostsync::MutexLock guard(lock);
         ++count;
-        changed.notify_all();
+        changed.notifyAll();
         return Void();
     }
     void waitFor(long n) {
-        std::unique_lock<std::mutex> l(lock);
-        changed.wait(l, [&] { return count >= n; });
+        hostsync::MutexLock l(lock);
+        changed.wait(lock, [&]() REQUIRES(lock) { return count >= n; });
     }
-    std::mutex lock;
-    std::condition_variable changed;
-    long count = 0;
+    hostsync::Mutex lock;
+    hostsync::CondVar changed;
+    long count GUARDED_BY(lock) = 0;
 };
 
 struct NoListener : R21::IRcsConfigListener {

@@ -21,11 +21,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <mutex>
+#include <hostsync/Mutex.h>
 #include <string>
 #include <thread>
 #include <vector>
@@ -64,29 +63,29 @@ void setLogMode(LogMode mode) {
 class Sink {
 public:
     void expect(long n, bool keepSamples) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mCount = 0;
         mTarget = n;
         mKeep = keepSamples;
     }
     void arrived(int64_t sentNs) {
         int64_t latency = nowNs() - sentNs;
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         if (mKeep) samples.push_back(latency);
-        if (++mCount == mTarget) mDone.notify_all();
+        if (++mCount == mTarget) mDone.notifyAll();
     }
     void wait() {
-        std::unique_lock<std::mutex> lock(mLock);
-        mDone.wait(lock, [this] { return mCount >= mTarget; });
+        hostsync::MutexLock lock(mLock);
+        mDone.wait(mLock, [this]() REQUIRES(mLock) { return mCount >= mTarget; });
     }
     std::vector<int64_t> samples;  // guarded by mLock while a run is on
 
 private:
-    std::mutex mLock;
-    std::condition_variable mDone;
-    long mCount = 0;   // guarded by mLock
-    long mTarget = 0;  // guarded by mLock
-    bool mKeep = false;
+    hostsync::Mutex mLock;
+    hostsync::CondVar mDone;
+    long mCount GUARDED_BY(mLock) = 0;
+    long mTarget GUARDED_BY(mLock) = 0;
+    bool mKeep GUARDED_BY(mLock) = false;
 };
 
 // ---- the library's loop ------------------------------------------------------

@@ -7,9 +7,8 @@
 
 #include <android/log.h>
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
+#include <hostsync/Mutex.h>
 #include <vector>
 
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
@@ -35,23 +34,23 @@ namespace F1_1 = vendor::kel::ims::factory::V1_1;
 class Answers {
 public:
     void add() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         ++mCount;
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
     void waitFor(unsigned long count) {
-        std::unique_lock<std::mutex> lock(mLock);
-        mChanged.wait(lock, [&] { return mCount >= count; });
+        hostsync::MutexLock lock(mLock);
+        mChanged.wait(mLock, [&]() REQUIRES(mLock) { return mCount >= count; });
     }
     unsigned long count() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mCount;
     }
 
 private:
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    unsigned long mCount = 0;
+    hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    unsigned long mCount GUARDED_BY(mLock) = 0;
 };
 
 class SetCb : public V2_0::ISetConfigCb {

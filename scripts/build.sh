@@ -10,5 +10,14 @@ case "$flavour" in
   tsan)    dir=build-tsan; extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DIMSRCS_TSAN=ON -DIMSRCS_BUILD_BENCH=OFF) ;;
   *) echo "unknown flavour: $flavour" >&2; exit 2 ;;
 esac
+# The thread-sanitizer tree is built with clang, so the same build also checks
+# the lock annotations (-Wthread-safety is an error there, as every warning).
+# A tree configured earlier with another compiler is started afresh.
+if [ "$flavour" = tsan ]; then
+  export CC=clang CXX=clang++
+  if [ -f "$dir/CMakeCache.txt" ] && ! grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang++' "$dir/CMakeCache.txt"; then
+    rm -rf "$dir"
+  fi
+fi
 cmake -S . -B "$dir" -G Ninja "${extra[@]}" >/dev/null
 cmake --build "$dir" -j "$(nproc)"

@@ -8,8 +8,7 @@ PACKAGES=(
   android-liblog-dev android-libutils-dev android-libcutils-dev hidl-gen
   blueprint-tools   # bpfmt: the device build check reads the Android.bp files with it
   libedit-dev       # line editing of rcsconfigctl's interactive session
-  clang libclang-rt-14-dev
-  libtsan2   # gcc's ThreadSanitizer runtime (build-tsan/)
+  clang libclang-rt-14-dev   # device compile check, fuzzing, build-tsan/ (lock annotations)
 )
 
 missing=()

@@ -38,7 +38,7 @@ bool isServing(const sp<Interface>& factory) {
 // link, which the stop cuts (waiting for a dump in progress).
 struct DumpLink {
     android::Mutex lock;
-    const RcsServiceHost* host = nullptr;  // guarded by lock
+    const RcsServiceHost* host GUARDED_BY(lock) = nullptr;
 };
 
 }  // namespace

@@ -100,6 +100,10 @@ private:
 // Events from callbacks, in arrival order, waited for with a time-out.
 class Events {
 public:
+    // The last listener holding these events may be released on a pool thread
+    // through RefBase, whose counts ThreadSanitizer cannot see (libutils is not
+    // instrumented); taking the lock orders the destruction after every add().
+    ~Events() { std::lock_guard<std::mutex> guard(mLock); }
     void add(const std::string& e) {
         std::lock_guard<std::mutex> guard(mLock);
         mEvents.push_back(e);

@@ -2,17 +2,16 @@
 
 #include <android/log.h>
 
-#include <condition_variable>
 #include <cstdlib>
-#include <mutex>
+
+#include <hostsync/Mutex.h>
 
 namespace imstest {
 namespace {
 
-std::mutex gMutex;
-std::condition_variable gChanged;
-std::vector<LogLine> gLines;  // guarded by gMutex
-
+hostsync::Mutex gMutex;
+hostsync::CondVar gChanged;
+std::vector<LogLine> gLines GUARDED_BY(gMutex);
 void recordLine(const struct __android_logger_data* data, const char* message) {
     LogLine line;
     line.priority = data != nullptr ? data->priority : 0;
@@ -22,10 +21,10 @@ void recordLine(const struct __android_logger_data* data, const char* message) {
         line.message = line.text;
     }
     {
-        std::lock_guard<std::mutex> lock(gMutex);
+        hostsync::MutexLock lock(gMutex);
         gLines.push_back(std::move(line));
     }
-    gChanged.notify_all();
+    gChanged.notifyAll();
 }
 
 }  // namespace
@@ -61,12 +60,12 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     return gLines;
 }
 
 std::vector<std::string> LogCapture::messages() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     std::vector<std::string> out;
     out.reserve(gLines.size());
     for (const auto& l : gLines) out.push_back(l.message);
@@ -74,7 +73,7 @@ std::vector<std::string> LogCapture::messages() const {
 }
 
 size_t LogCapture::count(const std::string& needle) const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     size_t n = 0;
     for (const auto& l : gLines) {
         if (l.message.find(needle) != std::string::npos) ++n;
@@ -83,7 +82,7 @@ size_t LogCapture::count(const std::string& needle) const {
 }
 
 int LogCapture::indexOf(const std::string& needle, size_t from) const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     for (size_t i = from; i < gLines.size(); ++i) {
         if (gLines[i].message.find(needle) != std::string::npos) return static_cast<int>(i);
     }
@@ -92,8 +91,8 @@ int LogCapture::indexOf(const std::string& needle, size_t from) const {
 
 bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds timeout,
                          size_t times) const {
-    std::unique_lock<std::mutex> lock(gMutex);
-    return gChanged.wait_for(lock, timeout, [&] {
+    hostsync::MutexLock lock(gMutex);
+    return gChanged.waitFor(gMutex, timeout, [&]() REQUIRES(gMutex) {
         size_t n = 0;
         for (const auto& l : gLines) {
             if (l.message.find(needle) != std::string::npos) ++n;
@@ -103,12 +102,12 @@ bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds ti
 }
 
 void LogCapture::clear() {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     gLines.clear();
 }
 
 std::string LogCapture::dump() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    hostsync::MutexLock lock(gMutex);
     std::string out;
     for (const auto& l : gLines) {
         out += l.text;

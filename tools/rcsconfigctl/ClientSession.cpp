@@ -172,7 +172,7 @@ void ClientSession::onServiceDied(uint64_t generation) {
     mNotices.push(std::move(n));
     std::vector<std::weak_ptr<AbandonableWait>> waits;
     {
-        std::lock_guard<std::mutex> lock(mWaitsLock);
+        hostsync::MutexLock lock(mWaitsLock);
         waits.swap(mWaits);
     }
     for (auto& w : waits) {
@@ -183,7 +183,7 @@ void ClientSession::onServiceDied(uint64_t generation) {
 void ClientSession::abandonOnDeath(const std::shared_ptr<AbandonableWait>& wait) {
     if (!mOptions.attach) return;
     {
-        std::lock_guard<std::mutex> lock(mWaitsLock);
+        hostsync::MutexLock lock(mWaitsLock);
         if (!mDead.load()) {
             // Forget the waits that have ended, so a long session stays small.
             mWaits.erase(std::remove_if(mWaits.begin(), mWaits.end(),

@@ -27,9 +27,10 @@
 #include <chrono>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include <android/hidl/base/1.0/IBase.h>
 #include <hidl/Status.h>
@@ -154,8 +155,8 @@ private:
 
     std::atomic<bool> mDead{false};
     std::atomic<uint64_t> mGeneration{0};  // of the current connection; each connect() makes a new one
-    std::mutex mWaitsLock;
-    std::vector<std::weak_ptr<AbandonableWait>> mWaits;  // guarded by mWaitsLock
+    hostsync::Mutex mWaitsLock;
+    std::vector<std::weak_ptr<AbandonableWait>> mWaits GUARDED_BY(mWaitsLock);
 };
 
 }  // namespace rcsctl

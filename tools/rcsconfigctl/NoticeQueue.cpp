@@ -21,14 +21,14 @@ void NoticeQueue::clearWake() {
 
 void NoticeQueue::push(Notice notice) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (notice.kind == Notice::Kind::Stop) {
             mStopped = true;
         } else {
             mNotices.push_back(std::move(notice));
         }
     }
-    mChanged.notify_all();
+    mChanged.notifyAll();
     uint64_t one = 1;
     if (mWakeFd >= 0 && write(mWakeFd, &one, sizeof(one)) < 0) {
         // Only a counter at its limit fails; the fd is readable then anyway.
@@ -37,9 +37,9 @@ void NoticeQueue::push(Notice notice) {
 
 bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
                           std::chrono::milliseconds timeout, std::vector<Notice>* taken) {
-    std::unique_lock<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     size_t found = 0;
-    auto ready = [&] {
+    auto ready = [&]() REQUIRES(mLock) {
         if (mStopped) return true;
         for (size_t i = 0; i < mNotices.size(); ++i) {
             if (mNotices[i].kind == Notice::Kind::ServiceDied) return true;
@@ -50,7 +50,7 @@ bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
         }
         return false;
     };
-    if (!mChanged.wait_for(lock, timeout, ready) || found == 0) return false;
+    if (!mChanged.waitFor(mLock, timeout, ready) || found == 0) return false;
     for (size_t i = 0; i < found; ++i) {
         taken->push_back(std::move(mNotices.front()));
         mNotices.pop_front();
@@ -59,7 +59,7 @@ bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
 }
 
 std::vector<Notice> NoticeQueue::drain() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     std::vector<Notice> out(std::make_move_iterator(mNotices.begin()),
                             std::make_move_iterator(mNotices.end()));
     mNotices.clear();
@@ -67,12 +67,12 @@ std::vector<Notice> NoticeQueue::drain() {
 }
 
 bool NoticeQueue::stopped() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mStopped;
 }
 
 bool NoticeQueue::serviceDied() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     for (const auto& n : mNotices) {
         if (n.kind == Notice::Kind::ServiceDied) return true;
     }

@@ -8,12 +8,12 @@
 #define RCSCONFIGCTL_NOTICE_QUEUE_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include "SettingsCatalog.h"
 
@@ -64,10 +64,10 @@ public:
 
 private:
     int mWakeFd = -1;  // eventfd, written by push()
-    mutable std::mutex mLock;
-    std::condition_variable mChanged;
-    std::deque<Notice> mNotices;  // guarded by mLock
-    bool mStopped = false;        // guarded by mLock
+    mutable hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    std::deque<Notice> mNotices GUARDED_BY(mLock);
+    bool mStopped GUARDED_BY(mLock) = false;
 };
 
 // A wait for an answer that the death of the answering process ends early.
@@ -85,37 +85,37 @@ class Awaited : public AbandonableWait {
 public:
     void abandon() override {
         {
-            std::lock_guard<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             mAbandoned = true;
         }
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
 
     // Any thread.
     void set(const T& value) {
         {
-            std::lock_guard<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             if (mSet) return;
             mValue = value;
             mSet = true;
         }
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
     // Waits up to `timeout` for the answer; false if none came (or the wait
     // was abandoned).
     bool wait(std::chrono::milliseconds timeout, T* out) {
-        std::unique_lock<std::mutex> lock(mLock);
-        if (!mChanged.wait_for(lock, timeout, [this] { return mSet || mAbandoned; }) || !mSet) return false;
+        hostsync::MutexLock lock(mLock);
+        if (!mChanged.waitFor(mLock, timeout, [this]() REQUIRES(mLock) { return mSet || mAbandoned; }) || !mSet) return false;
         *out = mValue;
         return true;
     }
 
 private:
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mSet = false;        // guarded by mLock
-    bool mAbandoned = false;  // guarded by mLock
-    T mValue{};               // guarded by mLock
+    hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    bool mSet GUARDED_BY(mLock) = false;
+    bool mAbandoned GUARDED_BY(mLock) = false;
+    T mValue GUARDED_BY(mLock){};
 };
 
 }  // namespace rcsctl

@@ -40,7 +40,7 @@ std::string Json::text() const {
 }
 
 void Output::report(const std::string& text, const Json& json) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (mJson) {
         mOut << json.text() << '\n';
     } else {
@@ -51,7 +51,7 @@ void Output::report(const std::string& text, const Json& json) {
 }
 
 void Output::error(const std::string& where, const std::string& message) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (mJson) {
         Json json;
         if (!where.empty()) json.str("where", where);
@@ -63,7 +63,7 @@ void Output::error(const std::string& where, const std::string& message) {
 }
 
 void Output::warning(const std::string& message) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mOut.flush();
     mErr << "rcsconfigctl: warning: " << message << '\n';
     mErr.flush();

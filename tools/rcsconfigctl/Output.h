@@ -8,11 +8,12 @@
 #define RCSCONFIGCTL_OUTPUT_H
 
 #include <cstdint>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include "SettingsCatalog.h"
 #include "TextQuote.h"
@@ -50,9 +51,9 @@ public:
     void warning(const std::string& message);
 
 private:
-    std::mutex mLock;
-    std::ostream& mOut;  // guarded by mLock
-    std::ostream& mErr;  // guarded by mLock
+    hostsync::Mutex mLock;
+    std::ostream& mOut GUARDED_BY(mLock);
+    std::ostream& mErr GUARDED_BY(mLock);
     const bool mJson;
 };
 

@@ -7,10 +7,10 @@
 #define SOAK_SOAK_CLIENTS_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
 #include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
@@ -28,33 +28,33 @@ using ::android::hardware::Void;
 class Answers {
 public:
     void add(bool ok) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         ++(ok ? mOk : mFail);
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
     // Waits until at least `total` answers came; false on time-out.
     bool waitFor(uint64_t total, std::chrono::milliseconds timeout) {
-        std::unique_lock<std::mutex> lock(mLock);
-        return mChanged.wait_for(lock, timeout, [&] { return mOk + mFail >= total; });
+        hostsync::MutexLock lock(mLock);
+        return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mOk + mFail >= total; });
     }
     uint64_t ok() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mOk;
     }
     uint64_t fail() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mFail;
     }
     uint64_t total() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mOk + mFail;
     }
 
 private:
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    uint64_t mOk = 0;    // guarded by mLock
-    uint64_t mFail = 0;  // guarded by mLock
+    hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    uint64_t mOk GUARDED_BY(mLock) = 0;
+    uint64_t mFail GUARDED_BY(mLock) = 0;
 };
 
 class SetCb : public V2_0::ISetConfigCb {
@@ -95,7 +95,7 @@ public:
     Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
                                      V2_1::TokenRequestReason) override {
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             mTokenRequests.push_back({requestId, type});
         }
         tokenRequests.add(true);
@@ -107,7 +107,7 @@ public:
     };
     // Takes the token requests received so far.
     std::vector<TokenRequest> takeTokenRequests() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         std::vector<TokenRequest> out;
         out.swap(mTokenRequests);
         return out;
@@ -116,8 +116,8 @@ public:
     Answers tokenRequests;
 
 private:
-    std::mutex mLock;
-    std::vector<TokenRequest> mTokenRequests;  // guarded by mLock
+    hostsync::Mutex mLock;
+    std::vector<TokenRequest> mTokenRequests GUARDED_BY(mLock);
 };
 
 }  // namespace soak

@@ -10,9 +10,10 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include <hidl/HidlTesting.h>
 
@@ -24,8 +25,8 @@ namespace {
 
 // Nodes by object identity; weak so a node lives only while proxies hold it.
 struct NodeTable {
-    std::mutex lock;
-    std::map<IBase*, wp<HostNode>> nodes;  // guarded by lock
+    hostsync::Mutex lock;
+    std::map<IBase*, wp<HostNode>> nodes GUARDED_BY(lock);
 };
 NodeTable& nodeTable() {
     static NodeTable* table = new NodeTable();  // outlives every node, even at exit
@@ -41,21 +42,21 @@ struct Notifier {
     std::shared_ptr<std::atomic<bool>> done;
 };
 struct Notifiers {
-    std::mutex lock;
-    std::vector<Notifier> threads;  // guarded by lock
+    hostsync::Mutex lock;
+    std::vector<Notifier> threads GUARDED_BY(lock);
     void joinAll() {
         for (;;) {
             std::vector<Notifier> running;
             {
-                std::lock_guard<std::mutex> guard(lock);
+                hostsync::MutexLock guard(lock);
                 running.swap(threads);
             }
             if (running.empty()) return;
             for (auto& t : running) t.thread.join();
         }
     }
-    // Joins the finished ones. Called with `lock` held.
-    void reapLocked() {
+    // Joins the finished ones.
+    void reapLocked() REQUIRES(lock) {
         for (auto it = threads.begin(); it != threads.end();) {
             if (it->done->load()) {
                 it->thread.join();
@@ -75,8 +76,8 @@ struct JoinNotifiersAtExit {
 } joinNotifiersAtExit;
 
 struct HashTable {
-    std::mutex lock;
-    std::map<std::string, hidl_array<uint8_t, 32>> hashes;  // guarded by lock
+    hostsync::Mutex lock;
+    std::map<std::string, hidl_array<uint8_t, 32>> hashes GUARDED_BY(lock);
 };
 HashTable& hashTable() {
     static HashTable* table = new HashTable();
@@ -99,9 +100,9 @@ struct HostNode::State {
         IBase* who;
         wp<IBase> whoRef;
     };
-    mutable std::mutex lock;
+    mutable hostsync::Mutex lock;
     std::atomic<bool> dead{false};
-    std::vector<Link> links;  // guarded by lock
+    std::vector<Link> links GUARDED_BY(lock);
 };
 
 Status deadObjectStatus() {
@@ -125,14 +126,14 @@ bool registerInterfaceHash(const char* descriptor, const char* hexHash) {
         hash[i] = static_cast<uint8_t>(hi << 4 | lo);
     }
     HashTable& table = hashTable();
-    std::lock_guard<std::mutex> guard(table.lock);
+    hostsync::MutexLock guard(table.lock);
     table.hashes[descriptor] = hash;
     return true;
 }
 
 hidl_vec<hidl_array<uint8_t, 32>> hashChain(std::initializer_list<const char*> descriptors) {
     HashTable& table = hashTable();
-    std::lock_guard<std::mutex> guard(table.lock);
+    hostsync::MutexLock guard(table.lock);
     hidl_vec<hidl_array<uint8_t, 32>> chain(descriptors.size());
     size_t i = 0;
     for (const char* d : descriptors) {
@@ -165,7 +166,7 @@ HostNode::HostNode(IBase* impl) : mImpl(impl), mState(new State()) {}
 HostNode::~HostNode() {
     NodeTable& table = nodeTable();
     {
-        std::lock_guard<std::mutex> guard(table.lock);
+        hostsync::MutexLock guard(table.lock);
         auto it = table.nodes.find(mImpl);
         // A newer node may already have taken the slot after this one's last
         // strong reference went; only this node's own entry is removed.
@@ -176,7 +177,7 @@ HostNode::~HostNode() {
 
 sp<HostNode> HostNode::forObject(const sp<IBase>& impl) {
     NodeTable& table = nodeTable();
-    std::lock_guard<std::mutex> guard(table.lock);
+    hostsync::MutexLock guard(table.lock);
     auto it = table.nodes.find(impl.get());
     if (it != table.nodes.end()) {
         sp<HostNode> node = it->second.promote();
@@ -197,14 +198,14 @@ bool HostNode::isDead() const {
 
 bool HostNode::link(const sp<hidl_death_recipient>& recipient, uint64_t cookie, IBase* who) {
     if (recipient == nullptr) return false;
-    std::lock_guard<std::mutex> guard(mState->lock);
+    hostsync::MutexLock guard(mState->lock);
     if (mState->dead.load()) return false;
     mState->links.push_back(State::Link{recipient, cookie, who, wp<IBase>(who)});
     return true;
 }
 
 bool HostNode::unlink(const sp<hidl_death_recipient>& recipient, IBase* who) {
-    std::lock_guard<std::mutex> guard(mState->lock);
+    hostsync::MutexLock guard(mState->lock);
     auto& links = mState->links;
     auto end = std::remove_if(links.begin(), links.end(), [&](const State::Link& l) {
         return l.who == who && l.recipient == recipient;
@@ -215,7 +216,7 @@ bool HostNode::unlink(const sp<hidl_death_recipient>& recipient, IBase* who) {
 }
 
 void HostNode::unlinkAll(IBase* who) {
-    std::lock_guard<std::mutex> guard(mState->lock);
+    hostsync::MutexLock guard(mState->lock);
     auto& links = mState->links;
     links.erase(std::remove_if(links.begin(), links.end(),
                                [&](const State::Link& l) { return l.who == who; }),
@@ -225,14 +226,14 @@ void HostNode::unlinkAll(IBase* who) {
 void HostNode::kill() {
     std::vector<State::Link> links;
     {
-        std::lock_guard<std::mutex> guard(mState->lock);
+        hostsync::MutexLock guard(mState->lock);
         if (mState->dead.exchange(true)) return;
         links.swap(mState->links);
     }
     if (links.empty()) return;
     // A device reports the death on a binder thread, never on the caller's.
     Notifiers& n = notifiers();
-    std::lock_guard<std::mutex> guard(n.lock);
+    hostsync::MutexLock guard(n.lock);
     n.reapLocked();
     auto done = std::make_shared<std::atomic<bool>>(false);
     std::thread thread([links = std::move(links), done]() {

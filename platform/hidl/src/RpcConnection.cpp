@@ -51,7 +51,7 @@ struct RpcConnection::Incoming {
 };
 
 struct RpcConnection::Transaction {
-    std::condition_variable wake;
+    hostsync::CondVar wake;
     std::unique_ptr<Frame> reply;                   // guarded by the connection's mLock
     std::deque<std::shared_ptr<Incoming>> nested;   // guarded by the connection's mLock
     bool dead = false;                              // guarded by the connection's mLock
@@ -70,24 +70,24 @@ void RpcConnection::start() {
 }
 
 bool RpcConnection::isDead() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    hostsync::MutexLock guard(mLock);
     return mDead;
 }
 
 size_t RpcConnection::exportedCount() const {
-    std::lock_guard<std::mutex> guard(mLock);
+    hostsync::MutexLock guard(mLock);
     return mExports.size();
 }
 
 void RpcConnection::protocolError(const std::string& what) {
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         if (mErrorLogged || mDead) return;
         mErrorLogged = true;
     }
     __android_log_print(ANDROID_LOG_ERROR, kTag, "closing connection with pid %d: %s",
                         static_cast<int>(mPeerPid), what.c_str());
-    std::lock_guard<std::mutex> guard(mWriteLock);
+    hostsync::MutexLock guard(mWriteLock);
     if (mFd >= 0) ::shutdown(mFd, SHUT_RDWR);
 }
 
@@ -163,7 +163,7 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
     const FrameHeader& h = frame->header;
     switch (static_cast<FrameKind>(h.kind)) {
         case FrameKind::kReply: {
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             auto it = mPending.find(h.txId);
             if (it == mPending.end() || it->second->reply != nullptr) {
                 *error = "reply to unknown transaction " + std::to_string(h.txId);
@@ -171,13 +171,13 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             }
             Transaction* tx = it->second;
             tx->reply = std::move(frame);
-            tx->wake.notify_one();
+            tx->wake.notifyOne();
             return true;
         }
         case FrameKind::kCall:
         case FrameKind::kOneway: {
             auto call = std::make_shared<Incoming>();
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             auto it = mExports.find(h.objectId);
             if (it == mExports.end()) {
                 *error = "call on unknown object " + std::to_string(h.objectId);
@@ -201,7 +201,7 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             auto waiting = parentTx != 0 ? mPending.find(parentTx) : mPending.end();
             if (waiting != mPending.end()) {
                 waiting->second->nested.push_back(std::move(call));
-                waiting->second->wake.notify_one();
+                waiting->second->wake.notifyOne();
             } else {
                 sp<RpcConnection> self(this);
                 RpcThreadPool::instance().post([self, call] { self->serve(call); });
@@ -210,7 +210,7 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
         }
         case FrameKind::kRelease: {
             sp<IBase> dropped;  // released outside the lock
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             auto it = mExports.find(h.objectId);
             if (h.length != 0 || h.fdCount != 0) {
                 *error = "release frame with a payload";
@@ -285,7 +285,7 @@ void RpcConnection::drainOneway() {
     for (;;) {
         std::shared_ptr<Incoming> call;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             if (mOneway.empty()) {
                 mOnewayRunning = false;
                 return;
@@ -311,7 +311,7 @@ status_t RpcConnection::send(FrameKind kind, uint32_t objectId, uint32_t code, u
     h.parentTx = parentTx;
     h.fdCount = static_cast<uint32_t>(fds.size());
 
-    std::lock_guard<std::mutex> guard(mWriteLock);
+    hostsync::MutexLock guard(mWriteLock);
     if (mFd < 0) return DEAD_OBJECT;
     iovec iov[2] = {{&h, sizeof(h)}, {const_cast<uint8_t*>(payload.data()), payload.size()}};
     size_t total = sizeof(h) + payload.size();
@@ -367,7 +367,7 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
     Transaction tx;
     uint32_t txId = 0;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         if (mDead) return DEAD_OBJECT;
         do {
             txId = mNextTxId.fetch_add(1);
@@ -382,9 +382,9 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
         }
     }
     status_t status = send(kind, objectId, code, txId, parentTx, request.data(), request.fds());
-    std::unique_lock<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     while (status == OK) {
-        tx.wake.wait(lock, [&] { return tx.reply != nullptr || !tx.nested.empty() || tx.dead; });
+        tx.wake.wait(mLock, [&]() REQUIRES(mLock) { return tx.reply != nullptr || !tx.nested.empty() || tx.dead; });
         if (!tx.nested.empty()) {
             // The peer calls back into this process while serving our call: this thread serves it.
             std::shared_ptr<Incoming> call = std::move(tx.nested.front());
@@ -429,11 +429,11 @@ void RpcConnection::onClosed() {
     std::map<uint32_t, Export> exports;
     std::deque<std::shared_ptr<Incoming>> oneway;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mDead = true;
         for (auto& p : mPending) {
             p.second->dead = true;
-            p.second->wake.notify_one();
+            p.second->wake.notifyOne();
         }
         for (auto& p : mImports) {
             sp<RpcNode> node = p.second.promote();
@@ -445,7 +445,7 @@ void RpcConnection::onClosed() {
         oneway.swap(mOneway);
     }
     {
-        std::lock_guard<std::mutex> guard(mWriteLock);
+        hostsync::MutexLock guard(mWriteLock);
         ::close(mFd);
         mFd = -1;
     }

@@ -25,14 +25,14 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include <hidl/HidlHostRpc.h>
 
@@ -93,19 +93,19 @@ private:
                        WireParcel* reply);
 
     const pid_t mPeerPid;
-    std::mutex mWriteLock;
+    hostsync::Mutex mWriteLock;
     int mFd;  // guarded by mWriteLock for writes and close; read by the reader thread
 
-    mutable std::mutex mLock;
-    bool mDead = false;                                   // guarded by mLock
-    bool mErrorLogged = false;                            // guarded by mLock
-    std::map<uint32_t, Transaction*> mPending;            // guarded by mLock
-    std::map<uint32_t, Export> mExports;                  // guarded by mLock
-    std::map<IBase*, uint32_t> mExportIds;                // guarded by mLock
-    std::map<uint32_t, wp<RpcNode>> mImports;             // guarded by mLock
-    std::deque<std::shared_ptr<Incoming>> mOneway;        // guarded by mLock
-    bool mOnewayRunning = false;                          // guarded by mLock
-    uint32_t mNextExportId = 1;                           // guarded by mLock
+    mutable hostsync::Mutex mLock;
+    bool mDead GUARDED_BY(mLock) = false;
+    bool mErrorLogged GUARDED_BY(mLock) = false;
+    std::map<uint32_t, Transaction*> mPending GUARDED_BY(mLock);
+    std::map<uint32_t, Export> mExports GUARDED_BY(mLock);
+    std::map<IBase*, uint32_t> mExportIds GUARDED_BY(mLock);
+    std::map<uint32_t, wp<RpcNode>> mImports GUARDED_BY(mLock);
+    std::deque<std::shared_ptr<Incoming>> mOneway GUARDED_BY(mLock);
+    bool mOnewayRunning GUARDED_BY(mLock) = false;
+    uint32_t mNextExportId GUARDED_BY(mLock) = 1;
     std::atomic<uint32_t> mNextTxId{1};
 };
 

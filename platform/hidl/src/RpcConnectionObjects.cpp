@@ -49,7 +49,7 @@ bool RpcConnection::writeObject(WireParcel& parcel, const sp<IBase>& object) {
     }
     uint32_t id = 0;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         // A frame for a dead peer is never sent (its call fails with
         // DEAD_OBJECT), so nothing is exported for it.
         if (!mDead) {
@@ -82,7 +82,7 @@ bool RpcConnection::readObject(WireParcel& parcel, const char* descriptor, sp<IB
     uint32_t id = 0;
     if (!parcel.readBytes(&id, sizeof(id))) return false;
     if (tag == kRefReceiverObject) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         auto it = mExports.find(id);
         if (it == mExports.end()) return false;
         *out = it->second.object;
@@ -91,7 +91,7 @@ bool RpcConnection::readObject(WireParcel& parcel, const char* descriptor, sp<IB
     if (tag != kRefSenderObject) return false;
     sp<RpcNode> node;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         if (mDead) return false;
         auto it = mImports.find(id);
         if (it != mImports.end()) node = it->second.promote();
@@ -107,7 +107,7 @@ bool RpcConnection::readObject(WireParcel& parcel, const char* descriptor, sp<IB
 
 void RpcConnection::releaseNode(uint32_t id, RpcNode* node, uint32_t received) {
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         auto it = mImports.find(id);
         if (it != mImports.end() && it->second.unsafe_get() == node) mImports.erase(it);
         if (mDead || received == 0) return;

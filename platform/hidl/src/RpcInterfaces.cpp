@@ -5,7 +5,8 @@
 #include <hidl/HidlHostRpc.h>
 
 #include <map>
-#include <mutex>
+
+#include <hostsync/Mutex.h>
 
 namespace android {
 namespace hardware {
@@ -14,8 +15,8 @@ namespace details {
 namespace {
 
 struct InterfaceTable {
-    std::mutex lock;
-    std::map<std::string, std::pair<RpcStubFn, RpcProxyMaker>> entries;  // guarded by lock
+    hostsync::Mutex lock;
+    std::map<std::string, std::pair<RpcStubFn, RpcProxyMaker>> entries GUARDED_BY(lock);
 };
 InterfaceTable& interfaceTable() {
     static InterfaceTable* table = new InterfaceTable();
@@ -26,14 +27,14 @@ InterfaceTable& interfaceTable() {
 
 bool registerRpcInterface(const char* descriptor, RpcStubFn stub, RpcProxyMaker maker) {
     InterfaceTable& t = interfaceTable();
-    std::lock_guard<std::mutex> guard(t.lock);
+    hostsync::MutexLock guard(t.lock);
     t.entries[descriptor] = {stub, maker};
     return true;
 }
 
 RpcStubFn rpcStubFor(const std::string& descriptor) {
     InterfaceTable& t = interfaceTable();
-    std::lock_guard<std::mutex> guard(t.lock);
+    hostsync::MutexLock guard(t.lock);
     auto it = t.entries.find(descriptor);
     return it == t.entries.end() ? nullptr : it->second.first;
 }
@@ -42,7 +43,7 @@ sp<IBase> makeRpcProxy(const char* descriptor, const sp<RpcNode>& node) {
     RpcProxyMaker maker = nullptr;
     {
         InterfaceTable& t = interfaceTable();
-        std::lock_guard<std::mutex> guard(t.lock);
+        hostsync::MutexLock guard(t.lock);
         auto it = t.entries.find(descriptor);
         if (it != t.entries.end()) maker = it->second.second;
     }

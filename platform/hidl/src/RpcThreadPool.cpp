@@ -13,7 +13,7 @@ RpcThreadPool& RpcThreadPool::instance() {
 }
 
 void RpcThreadPool::configure(size_t maxThreads, bool callerWillJoin) {
-    std::lock_guard<std::mutex> guard(mLock);
+    hostsync::MutexLock guard(mLock);
     mMaxThreads = maxThreads == 0 ? 1 : maxThreads;
     mCallerWillJoin = callerWillJoin;
 }
@@ -21,7 +21,7 @@ void RpcThreadPool::configure(size_t maxThreads, bool callerWillJoin) {
 void RpcThreadPool::start() {
     size_t count = 0;
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         if (mStarted) return;
         mStarted = true;
         // A caller that will join is one of the pool's threads itself.
@@ -32,10 +32,10 @@ void RpcThreadPool::start() {
 
 void RpcThreadPool::post(std::function<void()> task) {
     {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mTasks.push_back(std::move(task));
     }
-    mWake.notify_one();
+    mWake.notifyOne();
 }
 
 void RpcThreadPool::join() {
@@ -47,8 +47,8 @@ void RpcThreadPool::serve() {
     for (;;) {
         std::function<void()> task;
         {
-            std::unique_lock<std::mutex> lock(mLock);
-            mWake.wait(lock, [this] { return !mTasks.empty(); });
+            hostsync::MutexLock lock(mLock);
+            mWake.wait(mLock, [this]() REQUIRES(mLock) { return !mTasks.empty(); });
             task = std::move(mTasks.front());
             mTasks.pop_front();
         }

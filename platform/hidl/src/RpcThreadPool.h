@@ -7,11 +7,11 @@
 #ifndef HIDL_RPCTHREADPOOL_H
 #define HIDL_RPCTHREADPOOL_H
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <mutex>
+
+#include <hostsync/Mutex.h>
 
 namespace android {
 namespace hardware {
@@ -35,12 +35,12 @@ private:
     RpcThreadPool() = default;
     [[noreturn]] void serve();
 
-    std::mutex mLock;
-    std::condition_variable mWake;
-    std::deque<std::function<void()>> mTasks;  // guarded by mLock
-    size_t mMaxThreads = 1;                    // guarded by mLock
-    bool mCallerWillJoin = false;              // guarded by mLock
-    bool mStarted = false;                     // guarded by mLock
+    hostsync::Mutex mLock;
+    hostsync::CondVar mWake;
+    std::deque<std::function<void()>> mTasks GUARDED_BY(mLock);
+    size_t mMaxThreads GUARDED_BY(mLock) = 1;
+    bool mCallerWillJoin GUARDED_BY(mLock) = false;
+    bool mStarted GUARDED_BY(mLock) = false;
 };
 
 }  // namespace details

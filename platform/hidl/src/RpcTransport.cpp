@@ -29,9 +29,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <thread>
+
+#include <hostsync/Mutex.h>
 
 #include <hidl/HidlHostTransport.h>
 
@@ -46,11 +47,11 @@ const char* kTag = "HidlTransport";
 using Clock = std::chrono::steady_clock;
 
 struct TransportState {
-    std::mutex lock;
-    std::string dir;                                           // guarded by lock
-    std::chrono::milliseconds waitTimeout{5000};               // guarded by lock
-    bool listening = false;                                    // guarded by lock
-    std::map<pid_t, sp<details::RpcConnection>> connections;   // guarded by lock: ones this process opened
+    hostsync::Mutex lock;
+    std::string dir GUARDED_BY(lock);
+    std::chrono::milliseconds waitTimeout GUARDED_BY(lock){5000};
+    bool listening GUARDED_BY(lock) = false;
+    std::map<pid_t, sp<details::RpcConnection>> connections GUARDED_BY(lock);  // ones this process opened
 };
 TransportState& state() {
     static TransportState* s = new TransportState();  // connections may close during exit
@@ -197,7 +198,7 @@ bool startListening(const std::string& dir) {
 sp<details::RpcConnection> connectionTo(const std::string& dir, pid_t pid) {
     TransportState& s = state();
     {
-        std::lock_guard<std::mutex> guard(s.lock);
+        hostsync::MutexLock guard(s.lock);
         auto it = s.connections.find(pid);
         if (it != s.connections.end() && !it->second->isDead()) return it->second;
     }
@@ -210,7 +211,7 @@ sp<details::RpcConnection> connectionTo(const std::string& dir, pid_t pid) {
     }
     sp<details::RpcConnection> connection = new details::RpcConnection(fd, peer);
     connection->start();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     s.connections[pid] = connection;
     return connection;
 }
@@ -270,7 +271,7 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
     TransportState& s = state();
     std::string dir;
     {
-        std::lock_guard<std::mutex> guard(s.lock);
+        hostsync::MutexLock guard(s.lock);
         if (s.dir.empty()) return OK;
         dir = s.dir;
         if (!s.listening) {
@@ -305,7 +306,7 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
 void rpcConnectionClosed(RpcConnection* connection) {
     TransportState& s = state();
     sp<RpcConnection> dropped;  // released outside the lock
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     auto it = s.connections.find(connection->peerPid());
     if (it != s.connections.end() && it->second.get() == connection) {
         dropped = std::move(it->second);
@@ -318,7 +319,7 @@ sp<IBase> getRemoteService(const char* descriptor, const std::string& name) {
     std::chrono::milliseconds timeout;
     {
         TransportState& s = state();
-        std::lock_guard<std::mutex> guard(s.lock);
+        hostsync::MutexLock guard(s.lock);
         dir = s.dir;
         timeout = s.waitTimeout;
     }
@@ -350,7 +351,7 @@ std::string defaultRegistryDir() {
 bool useServiceRegistry(const std::string& dir) {
     if (!prepareDir(dir)) return false;
     TransportState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     if (s.listening && s.dir != dir) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "already serving in %s", s.dir.c_str());
         return false;
@@ -361,13 +362,13 @@ bool useServiceRegistry(const std::string& dir) {
 
 std::string serviceRegistryDir() {
     TransportState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     return s.dir;
 }
 
 void setServiceWaitTimeout(std::chrono::milliseconds timeout) {
     TransportState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     s.waitTimeout = timeout;
 }
 

@@ -16,9 +16,10 @@
 #include "RpcTransport.h"
 
 #include <map>
-#include <mutex>
 #include <utility>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 namespace android {
 namespace hardware {
@@ -30,13 +31,13 @@ using ::android::hidl::manager::V1_0::IServiceNotification;
 using Key = std::pair<std::string, std::string>;  // descriptor, instance name
 
 struct Registry {
-    std::mutex lock;
-    std::map<Key, sp<IBase>> services;                               // guarded by lock
-    std::multimap<Key, sp<IServiceNotification>> notifications;      // guarded by lock
-    status_t forcedFailure = OK;                                     // guarded by lock
-    size_t maxThreads = 0;                                           // guarded by lock
-    bool callerWillJoin = false;                                     // guarded by lock
-    size_t configureCount = 0;                                       // guarded by lock
+    hostsync::Mutex lock;
+    std::map<Key, sp<IBase>> services GUARDED_BY(lock);
+    std::multimap<Key, sp<IServiceNotification>> notifications GUARDED_BY(lock);
+    status_t forcedFailure GUARDED_BY(lock) = OK;
+    size_t maxThreads GUARDED_BY(lock) = 0;
+    bool callerWillJoin GUARDED_BY(lock) = false;
+    size_t configureCount GUARDED_BY(lock) = 0;
 };
 Registry& registry() {
     static Registry* instance = new Registry();  // services may be looked up during exit
@@ -52,7 +53,7 @@ struct Notice {
 
 status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     r.maxThreads = maxThreads;
     r.callerWillJoin = callerWillJoin;
     ++r.configureCount;
@@ -88,7 +89,7 @@ status_t registerAsService(const sp<IBase>& service, const std::string& name) {
     std::vector<Notice> notices;
     {
         Registry& r = registry();
-        std::lock_guard<std::mutex> guard(r.lock);
+        hostsync::MutexLock guard(r.lock);
         if (r.forcedFailure != OK) return r.forcedFailure;
         for (const auto& descriptor : chain) {
             Key key(descriptor, name);
@@ -119,7 +120,7 @@ status_t registerAsService(const sp<IBase>& service, const std::string& name) {
 
 sp<IBase> getRegisteredService(const char* descriptor, const std::string& name) {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     auto it = r.services.find(Key(descriptor, name));
     return it == r.services.end() ? nullptr : it->second;
 }
@@ -130,7 +131,7 @@ bool registerForNotifications(const char* descriptor, const std::string& name,
     bool present = false;
     {
         Registry& r = registry();
-        std::lock_guard<std::mutex> guard(r.lock);
+        hostsync::MutexLock guard(r.lock);
         Key key(descriptor, name);
         r.notifications.emplace(key, notification);
         present = r.services.count(key) != 0;
@@ -148,25 +149,25 @@ namespace testing {
 
 size_t threadpoolMaxThreads() {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     return r.maxThreads;
 }
 
 bool threadpoolCallerWillJoin() {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     return r.callerWillJoin;
 }
 
 size_t threadpoolConfigureCount() {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     return r.configureCount;
 }
 
 void failServiceRegistrations(status_t status) {
     Registry& r = registry();
-    std::lock_guard<std::mutex> guard(r.lock);
+    hostsync::MutexLock guard(r.lock);
     r.forcedFailure = status;
 }
 
@@ -175,7 +176,7 @@ void resetServiceRegistry() {
     std::multimap<Key, sp<IServiceNotification>> notifications;
     Registry& r = registry();
     {
-        std::lock_guard<std::mutex> guard(r.lock);
+        hostsync::MutexLock guard(r.lock);
         services.swap(r.services);
         notifications.swap(r.notifications);
         r.forcedFailure = OK;

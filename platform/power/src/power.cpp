@@ -18,25 +18,26 @@
 
 #include <map>
 #include <string_view>
-#include <mutex>
+
+#include <hostsync/Mutex.h>
 
 namespace {
 
 const char kSysfsDir[] = "/sys/power";
 
 struct PowerState {
-    std::mutex lock;
-    bool probed = false;         // guarded by lock
-    std::string sysfsDir = kSysfsDir;  // guarded by lock
-    int lockFd = -1;             // guarded by lock
-    int unlockFd = -1;           // guarded by lock
+    hostsync::Mutex lock;
+    bool probed GUARDED_BY(lock) = false;
+    std::string sysfsDir GUARDED_BY(lock) = kSysfsDir;
+    int lockFd GUARDED_BY(lock) = -1;
+    int unlockFd GUARDED_BY(lock) = -1;
     // Name -> held. Names stay once seen, so the usual take/release cycle of
     // one name allocates nothing after the first time.
-    std::map<std::string, bool, std::less<>> held;  // guarded by lock
-    int acquires = 0;            // guarded by lock
-    int releases = 0;            // guarded by lock
-    int failAcquire = 0;         // guarded by lock
-    int failRelease = 0;         // guarded by lock
+    std::map<std::string, bool, std::less<>> held GUARDED_BY(lock);
+    int acquires GUARDED_BY(lock) = 0;
+    int releases GUARDED_BY(lock) = 0;
+    int failAcquire GUARDED_BY(lock) = 0;
+    int failRelease GUARDED_BY(lock) = 0;
 };
 
 PowerState& state() {
@@ -45,14 +46,14 @@ PowerState& state() {
     return *s;
 }
 
-void closeFds(PowerState& s) {
+void closeFds(PowerState& s) REQUIRES(s.lock) {
     if (s.lockFd >= 0) close(s.lockFd);
     if (s.unlockFd >= 0) close(s.unlockFd);
     s.lockFd = s.unlockFd = -1;
 }
 
 // Opens the kernel files once; either both are usable or neither is used.
-void probe(PowerState& s) {
+void probe(PowerState& s) REQUIRES(s.lock) {
     if (s.probed) return;
     s.probed = true;
     std::string lockPath = s.sysfsDir + "/wake_lock";
@@ -88,7 +89,7 @@ extern "C" int acquire_wake_lock(int lock, const char* id) {
     if (id == nullptr || id[0] == '\0') return fail(EINVAL);
     if (lock != PARTIAL_WAKE_LOCK && lock != FULL_WAKE_LOCK) return fail(EINVAL);
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     probe(s);
     if (s.failAcquire != 0) {
         int err = s.failAcquire;
@@ -115,7 +116,7 @@ extern "C" int acquire_wake_lock(int lock, const char* id) {
 extern "C" int release_wake_lock(const char* id) {
     if (id == nullptr || id[0] == '\0') return fail(EINVAL);
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     probe(s);
     if (s.failRelease != 0) {
         int err = s.failRelease;
@@ -141,7 +142,7 @@ namespace power_host {
 
 std::vector<std::string> heldWakeLocks() {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     std::vector<std::string> names;
     for (const auto& entry : s.held) {
         if (entry.second) names.push_back(entry.first);
@@ -151,38 +152,38 @@ std::vector<std::string> heldWakeLocks() {
 
 bool isWakeLockHeld(const std::string& id) {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     auto it = s.held.find(id);
     return it != s.held.end() && it->second;
 }
 
 int acquireCount() {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     return s.acquires;
 }
 
 int releaseCount() {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     return s.releases;
 }
 
 void failNextAcquire(int err) {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     s.failAcquire = err;
 }
 
 void failNextRelease(int err) {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     s.failRelease = err;
 }
 
 void useSysfsDir(const std::string& dir) {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     closeFds(s);
     s.sysfsDir = dir.empty() ? std::string(kSysfsDir) : dir;
     s.probed = false;
@@ -191,14 +192,14 @@ void useSysfsDir(const std::string& dir) {
 
 bool writesToSysfs() {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     probe(s);
     return s.lockFd >= 0;
 }
 
 void reset() {
     PowerState& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
+    hostsync::MutexLock guard(s.lock);
     s.held.clear();
     s.acquires = s.releases = 0;
     s.failAcquire = s.failRelease = 0;

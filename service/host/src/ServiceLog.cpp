@@ -15,13 +15,13 @@ constexpr const char* kApplicationUp = "RcsConfigManager::imsAppServiceEventCb::
 constexpr const char* kRegistrationSent = "ImsMcxSettings::UpdateSettingOnThread, success";
 constexpr const char* kRegistrationFailed = "ImsMcxSettings::UpdateSettingOnThread,failed";
 
-std::mutex gInstanceLock;
-ServiceLog* gInstance = nullptr;  // guarded by gInstanceLock
+hostsync::Mutex gInstanceLock;
+ServiceLog* gInstance GUARDED_BY(gInstanceLock) = nullptr;
 }  // namespace
 
 ServiceLog::ServiceLog(FILE* file, bool echo) : mFile(file), mEcho(echo) {
     {
-        std::lock_guard<std::mutex> lock(gInstanceLock);
+        hostsync::MutexLock lock(gInstanceLock);
         gInstance = this;
     }
     __android_log_set_logger(&ServiceLog::write);
@@ -29,19 +29,19 @@ ServiceLog::ServiceLog(FILE* file, bool echo) : mFile(file), mEcho(echo) {
 
 ServiceLog::~ServiceLog() {
     __android_log_set_logger(__android_log_stderr_logger);
-    std::lock_guard<std::mutex> lock(gInstanceLock);
+    hostsync::MutexLock lock(gInstanceLock);
     gInstance = nullptr;
 }
 
 void ServiceLog::write(const struct __android_logger_data*, const char* message) {
-    std::lock_guard<std::mutex> lock(gInstanceLock);
+    hostsync::MutexLock lock(gInstanceLock);
     if (gInstance != nullptr && message != nullptr) gInstance->record(message);
 }
 
 void ServiceLog::record(const char* message) {
     bool changed = false;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (mFile != nullptr) {
             std::fprintf(mFile, "%s\n", message);
             std::fflush(mFile);
@@ -62,22 +62,22 @@ void ServiceLog::record(const char* message) {
             mApplicationUp = true;
         }
     }
-    if (changed) mChanged.notify_all();
+    if (changed) mChanged.notifyAll();
 }
 
 bool ServiceLog::waitForModemUp(std::chrono::milliseconds timeout) {
-    std::unique_lock<std::mutex> lock(mLock);
-    return mChanged.wait_for(lock, timeout, [this] { return mSettingsUp && mApplicationUp; });
+    hostsync::MutexLock lock(mLock);
+    return mChanged.waitFor(mLock, timeout, [this]() REQUIRES(mLock) { return mSettingsUp && mApplicationUp; });
 }
 
 unsigned long ServiceLog::registrationsSent() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mRegistrations;
 }
 
 bool ServiceLog::waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout) {
-    std::unique_lock<std::mutex> lock(mLock);
-    return mChanged.wait_for(lock, timeout, [&] { return mRegistrations >= target; });
+    hostsync::MutexLock lock(mLock);
+    return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mRegistrations >= target; });
 }
 
 }  // namespace rcsservice

@@ -13,10 +13,10 @@
 #define SERVICE_SERVICE_LOG_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <mutex>
 #include <string>
+
+#include <hostsync/Mutex.h>
 
 struct __android_logger_data;
 
@@ -47,13 +47,13 @@ private:
     static void write(const struct __android_logger_data* data, const char* message);
     void record(const char* message);
 
-    std::mutex mLock;
-    std::condition_variable mChanged;
+    hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
     FILE* const mFile;
     const bool mEcho;
-    bool mSettingsUp = false;     // guarded by mLock
-    bool mApplicationUp = false;  // guarded by mLock
-    unsigned long mRegistrations = 0;  // guarded by mLock
+    bool mSettingsUp GUARDED_BY(mLock) = false;
+    bool mApplicationUp GUARDED_BY(mLock) = false;
+    unsigned long mRegistrations GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace rcsservice

@@ -223,7 +223,7 @@ struct Recipient : hidl_death_recipient {
 
 // Every test waits for a service up to 20 s, and the in-process tests that
 // may run after it in this process do not wait at all.
-class HidlCrossProcess : public ::testing::Test {
+class HidlCrossProcessTest : public ::testing::Test {
 protected:
     void SetUp() override {
         registryDir();
@@ -259,7 +259,7 @@ R20::SettingsData sampleSettings() {
 
 }  // namespace
 
-TEST_F(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
+TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -327,7 +327,7 @@ TEST_F(HidlCrossProcess, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     EXPECT_EQ(nullptr, F11::IImsFactory::castFrom(sp<IBase>(config)).withDefault(nullptr));
 }
 
-TEST_F(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
+TEST_F(HidlCrossProcessTest, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -348,7 +348,7 @@ TEST_F(HidlCrossProcess, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     EXPECT_EQ(5u, responses.count("set OK"));
 }
 
-TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
+TEST_F(HidlCrossProcessTest, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -380,7 +380,7 @@ TEST_F(HidlCrossProcess, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     EXPECT_FALSE(config->linkToDeath(recipient, 44).withDefault(true));
 }
 
-TEST_F(HidlCrossProcess, ClientKilled_ServiceHearsItAndDropsItsObjects) {
+TEST_F(HidlCrossProcessTest, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
     int deathsBefore = fakeStats().listenerDeaths.load();
@@ -450,7 +450,7 @@ bool closedWithoutReply(int fd) {
 
 }  // namespace
 
-TEST_F(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
+TEST_F(HidlCrossProcessTest, MalformedFrames_CloseOnlyThatConnection) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);
@@ -509,7 +509,7 @@ TEST_F(HidlCrossProcess, MalformedFrames_CloseOnlyThatConnection) {
     EXPECT_NE(nullptr, createConfig(factory, new Listener(std::make_shared<Events>())));
 }
 
-TEST_F(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
+TEST_F(HidlCrossProcessTest, PeerOfAnotherUser_IsRefused) {
     imstest::LogCapture log;
     sp<FakeImsFactory> factory = new FakeImsFactory();
     ASSERT_EQ(::android::OK, factory->registerAsService("default"));
@@ -542,7 +542,7 @@ TEST_F(HidlCrossProcess, PeerOfAnotherUser_IsRefused) {
     EXPECT_TRUE(log.contains("refusing connection from pid " + std::to_string(child)));
 }
 
-TEST_F(HidlCrossProcess, Registry_ListsLiveServicesAndWaitsForThem) {
+TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
     host::setServiceWaitTimeout(0ms);
     EXPECT_EQ(nullptr, F11::IImsFactory::getService("nobody"));
     host::setServiceWaitTimeout(20s);
@@ -592,7 +592,7 @@ struct ReentrantListener : Listener {
 
 }  // namespace
 
-TEST_F(HidlCrossProcess, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
+TEST_F(HidlCrossProcessTest, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
     ASSERT_NE(nullptr, factory);

@@ -104,7 +104,7 @@ struct Factory : F1_1::IImsFactory {
 
 }  // namespace
 
-TEST(HidlProxy, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) {
+TEST(HidlProxyTest, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
     sp<SetCb> setCb = new SetCb();
@@ -144,7 +144,7 @@ TEST(HidlProxy, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) {
                            }));
 }
 
-TEST(HidlProxy, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
+TEST(HidlProxyTest, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
     hooks::killProcessOf(impl);
@@ -169,7 +169,7 @@ TEST(HidlProxy, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
     EXPECT_TRUE(V2_0::IRcsConfig::castFrom(sp<IBase>(remote), true).isDeadObject());
 }
 
-TEST(HidlProxy, SynchronousCallbackResults_ComeBackThroughTheProxy) {
+TEST(HidlProxyTest, SynchronousCallbackResults_ComeBackThroughTheProxy) {
     sp<Factory> impl = new Factory();
     impl->config = new RecordingRcsConfig();
     sp<F1_0::IImsFactory> remote = hooks::remoteOf<F1_0::IImsFactory>(impl);

@@ -26,7 +26,7 @@ V2_0::SettingsData presenceSample() {
 
 }  // namespace
 
-TEST(HidlRecords, SettingsData_WhenCopied_IsEqualAndIndependent) {
+TEST(HidlRecordsTest, SettingsData_WhenCopied_IsEqualAndIndependent) {
     V2_0::SettingsData original = presenceSample();
     V2_0::SettingsData copy = original;
     EXPECT_EQ(copy, original);
@@ -38,7 +38,7 @@ TEST(HidlRecords, SettingsData_WhenCopied_IsEqualAndIndependent) {
     EXPECT_EQ(original.settingsValues.intData[1].value, -1);
 }
 
-TEST(HidlString, KeepsLengthAndEmbeddedZeros) {
+TEST(HidlStringTest, KeepsLengthAndEmbeddedZeros) {
     const char raw[] = {'a', '\0', 'b'};
     hidl_string s(raw, sizeof(raw));
     EXPECT_EQ(s.size(), 3u);
@@ -53,7 +53,7 @@ TEST(HidlString, KeepsLengthAndEmbeddedZeros) {
     EXPECT_EQ(hidl_string(std::string("xyz")), "xyz");
 }
 
-TEST(HidlVec, ResizeKeepsPrefixAndValueInitialisesTail) {
+TEST(HidlVecTest, ResizeKeepsPrefixAndValueInitialisesTail) {
     hidl_vec<V2_0::KeyValuePairTypeInt> v = {{1, 10}, {2, 20}, {3, 30}};
     v.resize(2);
     ASSERT_EQ(v.size(), 2u);

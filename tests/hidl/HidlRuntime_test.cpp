@@ -87,7 +87,7 @@ struct Recipient : hidl_death_recipient {
 
 }  // namespace
 
-TEST(HidlCast, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
+TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> asOld = V2_0::IRcsConfigListener::castFrom(sp<IBase>(impl));
     ASSERT_NE(asOld, nullptr);
@@ -103,7 +103,7 @@ TEST(HidlCast, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
     EXPECT_EQ(V2_0::IRcsConfigListener::castFrom(sp<IBase>()).withDefault(nullptr), nullptr);
 }
 
-TEST(HidlCast, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNewEnough) {
+TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNewEnough) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     ASSERT_NE(remote, nullptr);
@@ -131,7 +131,7 @@ TEST(HidlCast, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNew
     EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(older, false).withDefault(nullptr), nullptr);
 }
 
-TEST(HidlDeath, KillingTheObject_KillsEveryProxyOfIt) {
+TEST(HidlDeathTest, KillingTheObject_KillsEveryProxyOfIt) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> first = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
@@ -144,7 +144,7 @@ TEST(HidlDeath, KillingTheObject_KillsEveryProxyOfIt) {
     EXPECT_TRUE(impl->onReconfigNeeded().isOk());
 }
 
-TEST(HidlDeath, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnUnlinkedOneNot) {
+TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnUnlinkedOneNot) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     sp<Recipient> recipient = new Recipient();
@@ -171,7 +171,7 @@ TEST(HidlDeath, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnUnlin
     EXPECT_FALSE(remote->linkToDeath(recipient, 1).withDefault(true));
 }
 
-TEST(HidlDeath, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
+TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     // As on a device: the proxy owns its links, so a holder that wants to
     // hear of a death keeps the proxy it linked on, not just any proxy.
     sp<Listener21> impl = new Listener21();
@@ -193,7 +193,7 @@ TEST(HidlDeath, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     EXPECT_EQ(throughKept->notices[0].who.promote().get(), static_cast<IBase*>(kept.get()));
 }
 
-TEST(HidlDeath, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
+TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
     sp<Listener21> impl = new Listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     wp<Recipient> weak;
@@ -207,7 +207,7 @@ TEST(HidlDeath, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
     testing_hooks::waitForDeathNotifications();  // must not touch the freed recipient
 }
 
-TEST(HidlDeath, LocalObject_AcceptsALinkThatNeverFires) {
+TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
     sp<Listener21> impl = new Listener21();
     sp<Recipient> recipient = new Recipient();
     EXPECT_FALSE(impl->isRemote());
@@ -216,7 +216,7 @@ TEST(HidlDeath, LocalObject_AcceptsALinkThatNeverFires) {
     EXPECT_TRUE(impl->unlinkToDeath(recipient).withDefault(false));
 }
 
-TEST(HidlStatus, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoesNot) {
+TEST(HidlStatusTest, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoesNot) {
     sp<Listener21> impl = new Listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     testing_hooks::killProcessOf(remote);
@@ -226,7 +226,7 @@ TEST(HidlStatus, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoes
     EXPECT_DEATH({ bool b = failed; (void)b; }, "failed HIDL call");
 }
 
-TEST(HidlIntrospection, InterfaceChainAndDescriptorFollowTheHalFiles) {
+TEST(HidlIntrospectionTest, InterfaceChainAndDescriptorFollowTheHalFiles) {
     sp<Listener21> impl = new Listener21();
     std::vector<std::string> chain;
     ASSERT_TRUE(impl->interfaceChain([&](const hidl_vec<hidl_string>& d) {

@@ -50,14 +50,14 @@ struct Notification : ::android::hidl::manager::V1_0::IServiceNotification {
     }
 };
 
-class HidlServiceRegistry : public ::testing::Test {
+class HidlServiceRegistryTest : public ::testing::Test {
 protected:
     void TearDown() override { testing_hooks::resetServiceRegistry(); }
 };
 
 }  // namespace
 
-TEST_F(HidlServiceRegistry, RegisteredService_IsFoundUnderEveryInterfaceOfItsChain) {
+TEST_F(HidlServiceRegistryTest, RegisteredService_IsFoundUnderEveryInterfaceOfItsChain) {
     sp<Factory11> factory = new Factory11();
     ASSERT_EQ(factory->registerAsService("default"), ::android::OK);
     EXPECT_EQ(F1_1::IImsFactory::getService("default").get(), factory.get());
@@ -67,7 +67,7 @@ TEST_F(HidlServiceRegistry, RegisteredService_IsFoundUnderEveryInterfaceOfItsCha
     EXPECT_EQ(RC2_0::IRcsConfig::tryGetService("default"), nullptr);
 }
 
-TEST_F(HidlServiceRegistry, OlderServiceRegisteredLater_ReplacesOnlyItsOwnVersion) {
+TEST_F(HidlServiceRegistryTest, OlderServiceRegisteredLater_ReplacesOnlyItsOwnVersion) {
     sp<Factory11> newer = new Factory11();
     sp<Factory10> older = new Factory10();
     ASSERT_EQ(newer->registerAsService("default"), ::android::OK);
@@ -76,7 +76,7 @@ TEST_F(HidlServiceRegistry, OlderServiceRegisteredLater_ReplacesOnlyItsOwnVersio
     EXPECT_EQ(F1_1::IImsFactory::getService("default").get(), newer.get());
 }
 
-TEST_F(HidlServiceRegistry, Notification_ToldOfExistingAndLaterRegistrations) {
+TEST_F(HidlServiceRegistryTest, Notification_ToldOfExistingAndLaterRegistrations) {
     sp<Notification> notification = new Notification();
     sp<Factory10> first = new Factory10();
     ASSERT_EQ(first->registerAsService("default"), ::android::OK);

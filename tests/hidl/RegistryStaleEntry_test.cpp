@@ -19,7 +19,7 @@ namespace {
 
 using android::hardware::details::removeStaleEntry;
 
-class RegistryStaleEntry : public ::testing::Test {
+class RegistryStaleEntryTest : public ::testing::Test {
 protected:
     void SetUp() override {
         char dir[] = "/tmp/hidl_registry_test_XXXXXX";
@@ -61,7 +61,7 @@ protected:
     std::string mEntry;
 };
 
-TEST_F(RegistryStaleEntry, DeadProcessEntry_IsRemovedAndALiveOneKept) {
+TEST_F(RegistryStaleEntryTest, DeadProcessEntry_IsRemovedAndALiveOneKept) {
     const pid_t dead = 999999;
     writeEntry(mEntry, dead);
     writeEntry(mDir + "/proc-999999.sock", dead);
@@ -74,7 +74,7 @@ TEST_F(RegistryStaleEntry, DeadProcessEntry_IsRemovedAndALiveOneKept) {
     EXPECT_EQ(readFile(mEntry), std::to_string(getpid()));
 }
 
-TEST_F(RegistryStaleEntry, NewRegistrationBetweenTheLookAndTheRemoval_IsKept) {
+TEST_F(RegistryStaleEntryTest, NewRegistrationBetweenTheLookAndTheRemoval_IsKept) {
     const pid_t dead = 999999;
     // The dead entry is a FIFO, so the remover's read of it waits until this
     // test has put the new registration in place and only then lets it read

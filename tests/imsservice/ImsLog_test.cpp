@@ -13,7 +13,7 @@ namespace {
 
 using imstest::LogCapture;
 
-TEST(PrintImsLog, WritesErrorLineWithNullTagAndDoubledBar) {
+TEST(PrintImsLogTest, WritesErrorLineWithNullTagAndDoubledBar) {
     LogCapture capture;
     printImsLog(ANDROID_LOG_DEBUG, "ims/rcs/libimsrcs-v2/imsservice/ImsCom.cpp", 42,
                 "ImsCom is ready. epollFd:%d", 7);
@@ -28,7 +28,7 @@ TEST(PrintImsLog, WritesErrorLineWithNullTagAndDoubledBar) {
     EXPECT_EQ(lines[0].tid, gettid());
 }
 
-TEST(PrintImsLog, FileWithoutSlashLeavesMarkerAlone) {
+TEST(PrintImsLogTest, FileWithoutSlashLeavesMarkerAlone) {
     LogCapture capture;
     printImsLog(6, "ImsTimer.cpp", 3, "x");
     auto lines = capture.lines();
@@ -36,7 +36,7 @@ TEST(PrintImsLog, FileWithoutSlashLeavesMarkerAlone) {
     EXPECT_EQ(lines[0].text.rfind("[IMS_COM] | | 3 | | ", 0), 0u) << lines[0].text;
 }
 
-TEST(PrintImsLog, LongFileNameAndMessage_AreCutAtTheirBuffers) {
+TEST(PrintImsLogTest, LongFileNameAndMessage_AreCutAtTheirBuffers) {
     LogCapture capture;
     std::string path = "dir/" + std::string(300, 'f');
     printImsLog(6, path.c_str(), 9, "%s", std::string(2000, 'a').c_str());
@@ -48,7 +48,7 @@ TEST(PrintImsLog, LongFileNameAndMessage_AreCutAtTheirBuffers) {
     EXPECT_EQ(lines[0].message, std::string(511u - tidPart.size(), 'a'));
 }
 
-TEST(PrintImsLog, MacroPassesCallersFileAndLine) {
+TEST(PrintImsLogTest, MacroPassesCallersFileAndLine) {
     LogCapture capture;
     int line = __LINE__ + 1;
     IMS_LOG("value %d", 5);
@@ -59,7 +59,7 @@ TEST(PrintImsLog, MacroPassesCallersFileAndLine) {
     EXPECT_EQ(lines[0].message, "value 5");
 }
 
-TEST(PrintImsLog, WhenErrorIsFilteredOut_WritesNothing) {
+TEST(PrintImsLogTest, WhenErrorIsFilteredOut_WritesNothing) {
     LogCapture capture;
     int previous = __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     IMS_LOG("dropped %d", 1);
@@ -70,7 +70,7 @@ TEST(PrintImsLog, WhenErrorIsFilteredOut_WritesNothing) {
 }
 
 // The thread id is formatted once per thread: each thread must still get its own.
-TEST(PrintImsLog, EachThreadWritesItsOwnId) {
+TEST(PrintImsLogTest, EachThreadWritesItsOwnId) {
     LogCapture capture;
     IMS_LOG("main");
     pid_t other = 0;
@@ -90,7 +90,7 @@ TEST(PrintImsLog, EachThreadWritesItsOwnId) {
     EXPECT_NE(other, gettid());
 }
 
-TEST(PrintImsLog, ForkedChild_WritesItsOwnId) {
+TEST(PrintImsLogTest, ForkedChild_WritesItsOwnId) {
     LogCapture capture;
     IMS_LOG("parent");  // caches the parent's id in this thread
     pid_t child = fork();

@@ -59,7 +59,7 @@ struct CountingMonitor : ITimerMonitor {
     }
 };
 
-TEST(ImsTimer, AddTimedCallback_WithNullCallback_FailsWithMessage) {
+TEST(ImsTimerTest, AddTimedCallback_WithNullCallback_FailsWithMessage) {
     LogCapture log;
     ImsTimer timer(nullptr);
     EXPECT_EQ(timer.addTimedCallback(10, nullptr, nullptr), -1);
@@ -67,7 +67,7 @@ TEST(ImsTimer, AddTimedCallback_WithNullCallback_FailsWithMessage) {
     EXPECT_TRUE(log.contains("addTimedCallback failed; cannot have NULL callback function"));
 }
 
-TEST(ImsTimer, ZeroDelay_IsDueAtOnce_AndZeroResultRunsAgainInTheSameCall) {
+TEST(ImsTimerTest, ZeroDelay_IsDueAtOnce_AndZeroResultRunsAgainInTheSameCall) {
     ImsTimer timer(nullptr);
     Script s{{0, 0, 0, -1}};
     EXPECT_EQ(timer.timeUntilNextEvent(), -1);
@@ -78,7 +78,7 @@ TEST(ImsTimer, ZeroDelay_IsDueAtOnce_AndZeroResultRunsAgainInTheSameCall) {
     EXPECT_EQ(timer.timeUntilNextEvent(), -1);  // -1 from the callback: finished
 }
 
-TEST(ImsTimer, CallbackResult_SetsNextInterval) {
+TEST(ImsTimerTest, CallbackResult_SetsNextInterval) {
     LogCapture log;
     TestTimer timer;
     Script s{{300, 0, -5, -1}};
@@ -114,7 +114,7 @@ TEST(ImsTimer, CallbackResult_SetsNextInterval) {
     EXPECT_EQ(log.count("Re-entering timed callback - TimedEvent id:"), 3u);
 }
 
-TEST(ImsTimer, Ids_WrapFromMaximumToOne) {
+TEST(ImsTimerTest, Ids_WrapFromMaximumToOne) {
     TestTimer timer;
     Script s;
     timer.setLastId(2147483645);
@@ -123,7 +123,7 @@ TEST(ImsTimer, Ids_WrapFromMaximumToOne) {
     EXPECT_EQ(timer.getNextTimerId(), 2);
 }
 
-TEST(ImsTimer, RemainingTime_IsRoundedUpToWholeMilliseconds) {
+TEST(ImsTimerTest, RemainingTime_IsRoundedUpToWholeMilliseconds) {
     EXPECT_EQ(ImsTimer::roundUpToMs({0, 1}), 1);
     EXPECT_EQ(ImsTimer::roundUpToMs({0, 1000000}), 1);
     EXPECT_EQ(ImsTimer::roundUpToMs({0, 1000001}), 2);
@@ -142,7 +142,7 @@ TEST(ImsTimer, RemainingTime_IsRoundedUpToWholeMilliseconds) {
     EXPECT_LE(left, 1000);
 }
 
-TEST(ImsTimer, TimespecArithmetic_CarriesAndBorrows) {
+TEST(ImsTimerTest, TimespecArithmetic_CarriesAndBorrows) {
     timespec t{1, 999000000};
     ImsTimer::addDelayToTimeval(1, t);
     EXPECT_EQ(t.tv_sec, 2);
@@ -164,7 +164,7 @@ TEST(ImsTimer, TimespecArithmetic_CarriesAndBorrows) {
     EXPECT_EQ(ImsTimer::cmpTimeSpec({2, 5}, {2, 5}), 0);
 }
 
-TEST(ImsTimer, Monitor_IsToldOnlyWhenTheNewEventIsEarliest) {
+TEST(ImsTimerTest, Monitor_IsToldOnlyWhenTheNewEventIsEarliest) {
     CountingMonitor monitor;
     ImsTimer timer(&monitor);
     monitor.timer = &timer;
@@ -180,7 +180,7 @@ TEST(ImsTimer, Monitor_IsToldOnlyWhenTheNewEventIsEarliest) {
 }
 
 // The queue's lock is free while a callback runs, so callbacks may use the queue.
-TEST(ImsTimer, Callback_MayAddAndRemoveTimers) {
+TEST(ImsTimerTest, Callback_MayAddAndRemoveTimers) {
     ImsTimer timer(nullptr);
     struct Ctx {
         ImsTimer* timer;
@@ -203,7 +203,7 @@ TEST(ImsTimer, Callback_MayAddAndRemoveTimers) {
     EXPECT_EQ(timer.size(), 0u);
 }
 
-TEST(ImsTimer, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
+TEST(ImsTimerTest, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
     ImsTimer timer(nullptr);
     static std::atomic<int> runs{0};
     runs = 0;
@@ -224,7 +224,7 @@ TEST(ImsTimer, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
 
 // Removing from the middle of the heap must leave it a heap: overdue events
 // still run earliest first, and exactly the removed ones are gone.
-TEST(ImsTimer, ManyRemovals_KeepEarliestFirstOrder) {
+TEST(ImsTimerTest, ManyRemovals_KeepEarliestFirstOrder) {
     LogCapture log;
     ImsTimer timer(nullptr);
     static std::vector<long> ran;

@@ -33,7 +33,7 @@ public:
     std::vector<int> seen;  // loop thread only
 };
 
-TEST(LoopThread, RunOnLoop_RunsOnTheLoopThread) {
+TEST(LoopThreadTest, RunOnLoop_RunsOnTheLoopThread) {
     LoopThread loop;
     loop.start();
     pid_t tid = 0;
@@ -49,7 +49,7 @@ TEST(LoopThread, RunOnLoop_RunsOnTheLoopThread) {
     EXPECT_FALSE(loop.isLoopThread());
 }
 
-TEST(LoopThread, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
+TEST(LoopThreadTest, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
     ImsCom com;
     LoopThread loop(com);
     Relay last(com, loop.timer(), nullptr);
@@ -71,7 +71,7 @@ TEST(LoopThread, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
     loop.stop();
 }
 
-TEST(LoopThread, BusyDescriptor_IsNeverIdle) {
+TEST(LoopThreadTest, BusyDescriptor_IsNeverIdle) {
     ImsCom com;
     LoopThread loop(com);
     int fd = eventfd(1, EFD_NONBLOCK);  // readable, and its callback never drains it
@@ -84,7 +84,7 @@ TEST(LoopThread, BusyDescriptor_IsNeverIdle) {
     close(fd);
 }
 
-TEST(LoopThread, PostedWork_SurvivesStopAndRunsAfterRestart) {
+TEST(LoopThreadTest, PostedWork_SurvivesStopAndRunsAfterRestart) {
     ImsCom com;
     LoopThread loop(com);
     EXPECT_FALSE(loop.waitUntilIdle(std::chrono::milliseconds(1)));  // not running
@@ -102,7 +102,7 @@ TEST(LoopThread, PostedWork_SurvivesStopAndRunsAfterRestart) {
     EXPECT_EQ(runs, 2);
 }
 
-TEST(LoopThread, TimerAddedFromAnotherThread_WakesABlockedLoop) {
+TEST(LoopThreadTest, TimerAddedFromAnotherThread_WakesABlockedLoop) {
     ImsCom com;
     LoopThread loop(com);
     loop.start();

@@ -13,7 +13,7 @@
 
 namespace {
 
-class WakeLockPlatform : public ::testing::Test {
+class WakeLockPlatformTest : public ::testing::Test {
 protected:
     void SetUp() override {
         // Tests must not take real kernel wake locks on a developer's machine.
@@ -37,7 +37,7 @@ protected:
     std::string dir;
 };
 
-TEST_F(WakeLockPlatform, AcquireAndRelease_WithoutKernelInterface_KeepStateInMemory) {
+TEST_F(WakeLockPlatformTest, AcquireAndRelease_WithoutKernelInterface_KeepStateInMemory) {
     EXPECT_FALSE(power_host::writesToSysfs());
     EXPECT_GE(acquire_wake_lock(PARTIAL_WAKE_LOCK, "a"), 0);
     EXPECT_GE(acquire_wake_lock(PARTIAL_WAKE_LOCK, "b"), 0);
@@ -54,7 +54,7 @@ TEST_F(WakeLockPlatform, AcquireAndRelease_WithoutKernelInterface_KeepStateInMem
     EXPECT_EQ(power_host::releaseCount(), 1);
 }
 
-TEST_F(WakeLockPlatform, BadArgumentsAndInjectedFailures_FailWithErrno) {
+TEST_F(WakeLockPlatformTest, BadArgumentsAndInjectedFailures_FailWithErrno) {
     errno = 0;
     EXPECT_EQ(acquire_wake_lock(PARTIAL_WAKE_LOCK, nullptr), -1);
     EXPECT_EQ(errno, EINVAL);
@@ -77,7 +77,7 @@ TEST_F(WakeLockPlatform, BadArgumentsAndInjectedFailures_FailWithErrno) {
     EXPECT_GE(release_wake_lock("x"), 0);
 }
 
-TEST_F(WakeLockPlatform, WritableKernelFiles_ReceiveTheLockNames) {
+TEST_F(WakeLockPlatformTest, WritableKernelFiles_ReceiveTheLockNames) {
     { std::ofstream(dir + "/wake_lock"); }
     { std::ofstream(dir + "/wake_unlock"); }
     power_host::useSysfsDir(dir);

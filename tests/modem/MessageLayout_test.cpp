@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(ImssMessageLayout, FixedStructuresHaveTheModemsOffsets) {
+TEST(ImssMessageLayoutTest, FixedStructuresHaveTheModemsOffsets) {
     EXPECT_EQ(sizeof(ims_settings_get_supported_msgs_resp_msg_v01), 8208u);
     EXPECT_EQ(offsetof(ims_settings_get_supported_msgs_resp_msg_v01, supported_msgs_valid), 8u);
     EXPECT_EQ(offsetof(ims_settings_get_supported_msgs_resp_msg_v01, supported_msgs_len), 12u);
@@ -50,7 +50,7 @@ TEST(ImssMessageLayout, FixedStructuresHaveTheModemsOffsets) {
     EXPECT_EQ(offsetof(ims_settings_update_acs_token_status_req_msg_v01, request_id), 12u);
 }
 
-TEST(ImsaMessageLayout, FixedStructuresHaveTheModemsOffsets) {
+TEST(ImsaMessageLayoutTest, FixedStructuresHaveTheModemsOffsets) {
     EXPECT_EQ(sizeof(imsa_bind_subscription_req_msg_v01), 8u);
     EXPECT_EQ(offsetof(imsa_bind_subscription_req_msg_v01, subscription), 4u);
     EXPECT_EQ(sizeof(imsa_ind_reg_req_msg_v01), 38u);
@@ -78,7 +78,7 @@ void expectTable(mcx_idl_service_object_type svc, std::initializer_list<Expected
     }
 }
 
-TEST(MessageTables, EveryMessageHasTheModemsLengths) {
+TEST(MessageTablesTest, EveryMessageHasTheModemsLengths) {
     const uint32_t n = MCX_MSG_LEN_NONE;
     expectTable(imss_get_service_object_internal_v01(1, 0x67, 6),
                 {{0x1E, 0, 8208, n},   {0x2A, 72, 8, n},     {0x69, 208, 16, n},
@@ -93,13 +93,13 @@ TEST(MessageTables, EveryMessageHasTheModemsLengths) {
     EXPECT_EQ(mcx_idl_find_msg(imsa_get_service_object_internal_v01(1, 0x2C, 6), 0x43), nullptr);
 }
 
-TEST(MessageTables, ServiceObjectRefusesAnotherMajorVersion) {
+TEST(MessageTablesTest, ServiceObjectRefusesAnotherMajorVersion) {
     EXPECT_EQ(imss_get_service_object_internal_v01(2, 0x67, 6), nullptr);
     EXPECT_EQ(imsa_get_service_object_internal_v01(2, 0x2C, 6), nullptr);
     EXPECT_NE(imss_get_service_object_internal_v01(1, 0x10, 6), nullptr);
 }
 
-TEST(SettingsGroups, GroupsAgreeWithTheMessageTable) {
+TEST(SettingsGroupsTest, GroupsAgreeWithTheMessageTable) {
     auto* svc = imss_get_service_object_internal_v01(1, 0x67, 6);
     for (const auto& g : imss_settings_groups_v01) {
         EXPECT_EQ(mcx_idl_find_msg(svc, g.set_msg_id)->req_len, g.set_len) << g.settings_name;

@@ -68,7 +68,7 @@ void requestToken(RcsConfigListenerWrapper& w, int32_t slot, int32_t id = 7) {
 
 }  // namespace
 
-TEST(RcsConfigListenerWrapper, Version0_GetsReconfigurationButNeverTokenRequests) {
+TEST(RcsConfigListenerWrapperTest, Version0_GetsReconfigurationButNeverTokenRequests) {
     imstest::LogCapture log;
     sp<Listener21> listener = new Listener21();  // even a 2.1 object, if it came in as 2.0
     RcsConfigListenerWrapper wrapper(listener, 0, 1);
@@ -83,7 +83,7 @@ TEST(RcsConfigListenerWrapper, Version0_GetsReconfigurationButNeverTokenRequests
               std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status success"});
 }
 
-TEST(RcsConfigListenerWrapper, Version1_GetsTokenRequestsOfItsOwnSlotOnly) {
+TEST(RcsConfigListenerWrapperTest, Version1_GetsTokenRequestsOfItsOwnSlotOnly) {
     imstest::LogCapture log;
     sp<Listener21> listener = new Listener21();
     RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
@@ -106,7 +106,7 @@ TEST(RcsConfigListenerWrapper, Version1_GetsTokenRequestsOfItsOwnSlotOnly) {
     EXPECT_EQ(listener->reconfigs, 1);
 }
 
-TEST(RcsConfigListenerWrapper, DeadClient_IsLoggedAsFailAndTheCallReturns) {
+TEST(RcsConfigListenerWrapperTest, DeadClient_IsLoggedAsFailAndTheCallReturns) {
     imstest::LogCapture log;
     sp<Listener21> listener = new Listener21();
     RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_1::IRcsConfigListener>(listener), 1, 2);
@@ -121,7 +121,7 @@ TEST(RcsConfigListenerWrapper, DeadClient_IsLoggedAsFailAndTheCallReturns) {
                                         tag(wrapper) + " Call onTokenFetchRequest with status fail"}));
 }
 
-TEST(RcsConfigListenerWrapper, EmptyOrWrongInterfaceListener_SkipsEveryCallWithALogLine) {
+TEST(RcsConfigListenerWrapperTest, EmptyOrWrongInterfaceListener_SkipsEveryCallWithALogLine) {
     for (const sp<IBase>& given : {sp<IBase>(), sp<IBase>(new NotAListener())}) {
         imstest::LogCapture log;
         RcsConfigListenerWrapper wrapper(given, 1, 1);
@@ -133,7 +133,7 @@ TEST(RcsConfigListenerWrapper, EmptyOrWrongInterfaceListener_SkipsEveryCallWithA
     }
 }
 
-TEST(RcsConfigListenerWrapper, Version1WithA20Listener_SkipsTokenRequestsWithALogLine) {
+TEST(RcsConfigListenerWrapperTest, Version1WithA20Listener_SkipsTokenRequestsWithALogLine) {
     imstest::LogCapture log;
     sp<Listener20> listener = new Listener20();
     RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
@@ -144,7 +144,7 @@ TEST(RcsConfigListenerWrapper, Version1WithA20Listener_SkipsTokenRequestsWithALo
     EXPECT_EQ(listener->reconfigs, 1);
 }
 
-TEST(RcsConfigListenerWrapper, Destruction_ReleasesTheListener) {
+TEST(RcsConfigListenerWrapperTest, Destruction_ReleasesTheListener) {
     sp<Listener20> listener = new Listener20();
     android::wp<Listener20> weak = listener;
     {

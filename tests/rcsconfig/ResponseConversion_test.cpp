@@ -46,7 +46,7 @@ SettingsData staleRecord() {
     return makeRecord(SettingsId::USER_AGENT_STRING, {{{1, 1}}, {{2, true}}, {{3, "stale"}}});
 }
 
-TEST(ResponseConversion, FailedHeader_GivesFalseAndAnEmptyRecord) {
+TEST(ResponseConversionTest, FailedHeader_GivesFalseAndAnEmptyRecord) {
     const Pairs one[] = {{{{100, 5}}, {}, {}}, {{{300, 5}}, {}, {}}, {{}, {}, {{200, "ua"}}}};
     const SettingsId ids[] = {SettingsId::PRESENCE_CONFIG, SettingsId::STANDALONE_MESSAGING_CONFIG,
                               SettingsId::USER_AGENT_STRING};
@@ -63,7 +63,7 @@ TEST(ResponseConversion, FailedHeader_GivesFalseAndAnEmptyRecord) {
     }
 }
 
-TEST(ResponseConversion, ImsServiceEnableResponse_IsConvertedWhateverTheHeader) {
+TEST(ResponseConversionTest, ImsServiceEnableResponse_IsConvertedWhateverTheHeader) {
     auto resp = responseOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
                            {{{419, 2}}, {{417, true}}, {{418, "id"}}}, 1, 3);
     SettingsData out = staleRecord();
@@ -72,7 +72,7 @@ TEST(ResponseConversion, ImsServiceEnableResponse_IsConvertedWhateverTheHeader) 
     EXPECT_TRUE(pairsOf(out) == (Pairs{{{419, 2}}, {{417, true}}, {{418, "id"}}}));
 }
 
-TEST(ResponseConversion, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
+TEST(ResponseConversionTest, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
     std::vector<uint8_t> buf(1044, 1);
     LogCapture log;
     for (auto [id, indication] : {std::pair{4, true}, std::pair{-1, true}, std::pair{-1, false},
@@ -88,7 +88,7 @@ TEST(ResponseConversion, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
     EXPECT_TRUE(log.contains("convertResponseToHidlStruct for request ID 4"));
 }
 
-TEST(ResponseConversion, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString) {
+TEST(ResponseConversionTest, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString) {
     LogCapture log;
     auto resp = responseOf(SettingsId::PRESENCE_CONFIG, {{{100, 30}}, {{110, true}}, {{111, "sip:x"}}});
     log.clear();
@@ -107,7 +107,7 @@ TEST(ResponseConversion, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString
     EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{110, false}}, {}}));
 }
 
-TEST(ResponseConversion, PresenceAndMessagingLines_NameTheConverterAndField) {
+TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField) {
     LogCapture log;
     auto presence = fieldsOf(SettingsId::PRESENCE_CONFIG, {{{104, 3600}}, {}, {}});
     auto ind = fieldsOf(SettingsId::STANDALONE_MESSAGING_CONFIG, {{{300, 1}}, {}, {{312, "UP2.4"}}});
@@ -131,7 +131,7 @@ TEST(ResponseConversion, PresenceAndMessagingLines_NameTheConverterAndField) {
                               }));
 }
 
-TEST(ResponseConversion, UserAgent_AlwaysOnePairEvenWhenEmpty) {
+TEST(ResponseConversionTest, UserAgent_AlwaysOnePairEvenWhenEmpty) {
     LogCapture log;
     std::vector<uint8_t> resp(1044, 0);
     SettingsData out = staleRecord();
@@ -149,7 +149,7 @@ TEST(ResponseConversion, UserAgent_AlwaysOnePairEvenWhenEmpty) {
     EXPECT_GT(log.indexOf("in convertUserAgentIndToHidl ims_user_agent agent"), entry);
 }
 
-TEST(ResponseConversion, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
+TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
     LogCapture log;
     auto ind = fieldsOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{400, true}}, {{418, "w"}}});
     auto resp = responseOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{400, true}}, {}});
@@ -176,7 +176,7 @@ TEST(ResponseConversion, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
     EXPECT_TRUE(log.contains("in convertImsServiceConfigIndToHidl carrier_config_enabled 0"));
 }
 
-TEST(ResponseConversion, NullBuffers_AreRefusedByTheConverters) {
+TEST(ResponseConversionTest, NullBuffers_AreRefusedByTheConverters) {
     LogCapture log;
     SettingsData out = staleRecord();
     EXPECT_FALSE(RcsConfigManager::convertSMConfigRespToHidl(nullptr, &out));

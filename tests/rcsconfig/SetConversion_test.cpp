@@ -40,7 +40,7 @@ Fill fill(SettingsId id, const Pairs& pairs) {
     return f;
 }
 
-TEST(SetConversion, Presence_LogsEveryStepInOrder) {
+TEST(SetConversionTest, Presence_LogsEveryStepInOrder) {
     LogCapture log;
     rcs_settings_data_s request{};
     ASSERT_TRUE(RcsConfigManager::convertSetReqDataToMcx(
@@ -57,7 +57,7 @@ TEST(SetConversion, Presence_LogsEveryStepInOrder) {
                               }));
 }
 
-TEST(SetConversion, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans) {
+TEST(SetConversionTest, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans) {
     LogCapture log;
     Fill f = fill(SettingsId::PRESENCE_CONFIG, {{{99, 5}, {100, 7}}, {{109, true}}, {{111, "x"}}});
     EXPECT_FALSE(f.ok);
@@ -77,7 +77,7 @@ TEST(SetConversion, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBooleans)
 }
 
 // Unknown keys, and keys of the group sent in the wrong list.
-TEST(SetConversion, UnknownKeyInEachReadList_FailsTheGroup) {
+TEST(SetConversionTest, UnknownKeyInEachReadList_FailsTheGroup) {
     struct Case {
         SettingsId id;
         Pairs pairs;
@@ -98,7 +98,7 @@ TEST(SetConversion, UnknownKeyInEachReadList_FailsTheGroup) {
     }
 }
 
-TEST(SetConversion, LaterPairWithTheSameKey_Overwrites) {
+TEST(SetConversionTest, LaterPairWithTheSameKey_Overwrites) {
     Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
                   {{{300, 1}, {300, 2}}, {}, {{304, "longer-name"}, {304, "short"}}});
     ASSERT_TRUE(f.ok);
@@ -108,7 +108,7 @@ TEST(SetConversion, LaterPairWithTheSameKey_Overwrites) {
 
 // Every string field of every group: exactly the capacity is accepted, one
 // more fails and leaves the field flagged but empty.
-TEST(SetConversion, StringCapacity_ExactIsAcceptedOneMoreFails) {
+TEST(SetConversionTest, StringCapacity_ExactIsAcceptedOneMoreFails) {
     for (const auto& g : imss_settings_groups_v01) {
         for (size_t i = 0; i < g.field_count; ++i) {
             const auto& field = g.fields[i];
@@ -131,7 +131,7 @@ TEST(SetConversion, StringCapacity_ExactIsAcceptedOneMoreFails) {
     }
 }
 
-TEST(SetConversion, UserAgent_EachPairRewritesTheWholeArray) {
+TEST(SetConversionTest, UserAgent_EachPairRewritesTheWholeArray) {
     Fill f = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "a-long-agent"}, {200, "ua"}}});
     ASSERT_TRUE(f.ok);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(f.msg.data())), "ua");
@@ -140,7 +140,7 @@ TEST(SetConversion, UserAgent_EachPairRewritesTheWholeArray) {
     EXPECT_EQ(g.msg, std::vector<uint8_t>(1024, 0));
 }
 
-TEST(SetConversion, ListsTheGroupDoesNotRead_CountAsNoSetting) {
+TEST(SetConversionTest, ListsTheGroupDoesNotRead_CountAsNoSetting) {
     LogCapture log;
     EXPECT_FALSE(fill(SettingsId::USER_AGENT_STRING, {{{200, 1}, {300, 2}}, {{200, true}}, {}}).ok);
     EXPECT_EQ(log.count("No setting specified"), 1u);
@@ -152,7 +152,7 @@ TEST(SetConversion, ListsTheGroupDoesNotRead_CountAsNoSetting) {
     EXPECT_EQ(log.count("No setting specified"), 4u);
 }
 
-TEST(SetConversion, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedField) {
+TEST(SetConversionTest, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedField) {
     LogCapture log;
     Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
                   {{}, {{999, true}, {304, false}}, {{302, "acs"}, {304, "vendor"}, {313, "2.0"}}});
@@ -168,7 +168,7 @@ TEST(SetConversion, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedField) 
                               }));
 }
 
-TEST(SetConversion, StandaloneMessaging_UnknownStringKeyLogsDefaultAndWalksOn) {
+TEST(SetConversionTest, StandaloneMessaging_UnknownStringKeyLogsDefaultAndWalksOn) {
     LogCapture log;
     Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{314, "x"}, {309, "1.0"}}});
     EXPECT_FALSE(f.ok);
@@ -178,7 +178,7 @@ TEST(SetConversion, StandaloneMessaging_UnknownStringKeyLogsDefaultAndWalksOn) {
     EXPECT_EQ(f.msg[343], 1);
 }
 
-TEST(SetConversion, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
+TEST(SetConversionTest, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
     LogCapture log;
     Fill f = fill(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
                   {{{419, 1}, {999, 2}, {420, 3}}, {{400, true}}, {}});
@@ -196,7 +196,7 @@ TEST(SetConversion, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
     EXPECT_TRUE(log.contains("setImsServiceEnableConfigData string data key: 418 value: ok retVal 0"));
 }
 
-TEST(SetConversion, SettingsIdFour_IsRefusedOnBothPaths) {
+TEST(SetConversionTest, SettingsIdFour_IsRefusedOnBothPaths) {
     LogCapture log;
     rcs_settings_data_s request{};
     EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
@@ -216,7 +216,7 @@ TEST(SetConversion, SettingsIdFour_IsRefusedOnBothPaths) {
     EXPECT_EQ(request.msgData, nullptr);
 }
 
-TEST(SetConversion, ReadPreparation_GivesTheReadIdAndAZeroedResponseBuffer) {
+TEST(SetConversionTest, ReadPreparation_GivesTheReadIdAndAZeroedResponseBuffer) {
     LogCapture log;
     const char* names[] = {"PRESENCE_CONFIG", "STANDALONE_MESSAGING_CONFIG", "USER_AGENT_STRING",
                            "IMS_SERVICE_ENABLE_CONFIG"};

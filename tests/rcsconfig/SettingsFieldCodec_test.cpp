@@ -20,7 +20,7 @@ imss_settings_field_v01 field(imss_value_type_v01 type, uint32_t flag, uint32_t 
     return imss_settings_field_v01{7, list, "test_field", flag, value, type, capacity};
 }
 
-TEST(SettingsFieldWriter, FieldOutsideTheMessageOrOfTheWrongType_IsRefusedUntouched) {
+TEST(SettingsFieldWriterTest, FieldOutsideTheMessageOrOfTheWrongType_IsRefusedUntouched) {
     std::vector<uint8_t> buf(8, 0xEE);
     SettingsFieldWriter writer(buf.data(), buf.size());
     EXPECT_FALSE(writer.writeInteger(field(IMSS_VALUE_UINT32, 0, 5), 1));   // value crosses the end
@@ -34,7 +34,7 @@ TEST(SettingsFieldWriter, FieldOutsideTheMessageOrOfTheWrongType_IsRefusedUntouc
     EXPECT_FALSE(empty.writeBool(field(IMSS_VALUE_BOOL, 0, 1), true));
 }
 
-TEST(SettingsFieldReader, IsPresent_OnlyForFlagExactlyOne) {
+TEST(SettingsFieldReaderTest, IsPresent_OnlyForFlagExactlyOne) {
     std::vector<uint8_t> buf = {1, 0, 2, 0, 0, 0, 0xFF, 0};
     SettingsFieldReader reader(buf.data(), buf.size());
     EXPECT_TRUE(reader.isPresent(field(IMSS_VALUE_BOOL, 0, 1)));
@@ -46,7 +46,7 @@ TEST(SettingsFieldReader, IsPresent_OnlyForFlagExactlyOne) {
     EXPECT_FALSE(reader.isPresent(field(IMSS_VALUE_UINT32, 0, 6)));
 }
 
-TEST(SettingsFieldReader, ReadInteger_WidensWithoutSign) {
+TEST(SettingsFieldReaderTest, ReadInteger_WidensWithoutSign) {
     std::vector<uint8_t> buf(9, 0);
     uint32_t big = 0xFFFFFFFEu;
     memcpy(&buf[1], &big, 4);
@@ -60,7 +60,7 @@ TEST(SettingsFieldReader, ReadInteger_WidensWithoutSign) {
     EXPECT_EQ(reader.readInteger(field(IMSS_VALUE_UINT32, 0, 6)), 0) << "crosses the end";
 }
 
-TEST(SettingsFieldReader, ReadString_StopsAtZeroOrCapacityNeverBeyond) {
+TEST(SettingsFieldReaderTest, ReadString_StopsAtZeroOrCapacityNeverBeyond) {
     // The byte after the field is not zero: a full field must not run into it.
     std::vector<uint8_t> buf = {1, 'a', 'b', 0, 'c', 1, 'w', 'x', 'y', 'z', 'Q'};
     SettingsFieldReader reader(buf.data(), buf.size());

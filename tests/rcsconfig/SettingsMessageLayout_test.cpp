@@ -42,7 +42,7 @@ size_t nonZero(const uint8_t* msg, size_t len) {
     return n;
 }
 
-TEST(SettingsMessageLayout, PresenceWrite_PlacesFlagsAndValuesAtTheModemsOffsets) {
+TEST(SettingsMessageLayoutTest, PresenceWrite_PlacesFlagsAndValuesAtTheModemsOffsets) {
     std::string uri(128, 'u');
     auto msg = write(makeRecord(SettingsId::PRESENCE_CONFIG,
                                 {{{100, 0x01020304}, {105, 77}, {108, 0x7FFFFFFF}},
@@ -67,7 +67,7 @@ TEST(SettingsMessageLayout, PresenceWrite_PlacesFlagsAndValuesAtTheModemsOffsets
     EXPECT_EQ(nonZero(m, 208), 5u + 2 + 5 + 1 + 2 + 129);
 }
 
-TEST(SettingsMessageLayout, StandaloneMessagingWrite_StoresIntegersAsSingleBytes) {
+TEST(SettingsMessageLayoutTest, StandaloneMessagingWrite_StoresIntegersAsSingleBytes) {
     auto msg = write(makeRecord(SettingsId::STANDALONE_MESSAGING_CONFIG,
                                 {{{300, 0x1FF}, {301, 2}},
                                  {},
@@ -93,14 +93,14 @@ TEST(SettingsMessageLayout, StandaloneMessagingWrite_StoresIntegersAsSingleBytes
     EXPECT_EQ(nonZero(m, 577), 4u + 3 + 17 + 33 + 3);
 }
 
-TEST(SettingsMessageLayout, UserAgentWrite_IsOneArrayWithoutFlag) {
+TEST(SettingsMessageLayoutTest, UserAgentWrite_IsOneArrayWithoutFlag) {
     auto msg = write(makeRecord(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "agent/1.0"}}}), 0x89);
     ASSERT_NE(msg, nullptr);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(msg.get())), "agent/1.0");
     EXPECT_EQ(nonZero(msg.get(), 1024), 9u);
 }
 
-TEST(SettingsMessageLayout, ImsServiceEnableWrite_PlacesTheInterleavedFields) {
+TEST(SettingsMessageLayoutTest, ImsServiceEnableWrite_PlacesTheInterleavedFields) {
     auto msg = write(makeRecord(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
                                 {{{421, 0x0A0B0C0D}, {419, 3}, {420, 0x11223344}},
                                  {{400, true}, {403, true}, {417, true}, {422, true}, {423, true}},
@@ -123,7 +123,7 @@ TEST(SettingsMessageLayout, ImsServiceEnableWrite_PlacesTheInterleavedFields) {
     EXPECT_EQ(nonZero(m, 104), 5u + 2 + 5 + 10 + 8);
 }
 
-TEST(SettingsMessageLayout, PresenceResponse_ReadsFieldsAfterTheSixteenByteLead) {
+TEST(SettingsMessageLayoutTest, PresenceResponse_ReadsFieldsAfterTheSixteenByteLead) {
     std::vector<uint8_t> resp(224, 0);
     resp[8] = 1;  // the response's own valid flag
     resp[16 + 8] = 1;
@@ -141,7 +141,7 @@ TEST(SettingsMessageLayout, PresenceResponse_ReadsFieldsAfterTheSixteenByteLead)
     EXPECT_TRUE(pairsOf(out) == (Pairs{{{101, 9000}}, {{110, true}}, {{111, "sip:p@x"}}}));
 }
 
-TEST(SettingsMessageLayout, StandaloneMessagingIndication_ReadsFromTheFirstByte) {
+TEST(SettingsMessageLayoutTest, StandaloneMessagingIndication_ReadsFromTheFirstByte) {
     std::vector<uint8_t> ind(577, 0);
     ind[379] = 1;
     ind[380] = 0xF0;
@@ -158,7 +158,7 @@ TEST(SettingsMessageLayout, StandaloneMessagingIndication_ReadsFromTheFirstByte)
                 (Pairs{{{301, 0xF0}}, {}, {{307, std::string(16, 'm')}, {312, "UP2.4"}}}));
 }
 
-TEST(SettingsMessageLayout, UserAgentResponse_ReadsTheArrayAfterTheTwentyByteLead) {
+TEST(SettingsMessageLayoutTest, UserAgentResponse_ReadsTheArrayAfterTheTwentyByteLead) {
     std::vector<uint8_t> resp(1044, 0);
     putString(resp, 20, "IMS-Agent");
     SettingsData out{};
@@ -171,7 +171,7 @@ TEST(SettingsMessageLayout, UserAgentResponse_ReadsTheArrayAfterTheTwentyByteLea
     EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, std::string(1024, 'a')}}}));
 }
 
-TEST(SettingsMessageLayout, ImsServiceEnableIndication_ReadsInterleavedFields) {
+TEST(SettingsMessageLayoutTest, ImsServiceEnableIndication_ReadsInterleavedFields) {
     std::vector<uint8_t> ind(104, 0);
     ind[6] = 1;
     putU32(ind, 8, 0xFFFFFFFF);

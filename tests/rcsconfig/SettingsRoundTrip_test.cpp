@@ -71,7 +71,7 @@ void roundTrip(const imss_settings_group_v01& g, bool fullStrings) {
     EXPECT_TRUE(pairsOf(fromIndication) == sent);
 }
 
-TEST(SettingsRoundTrip, EveryKeyOfEveryGroup_SurvivesWriteResponseAndIndication) {
+TEST(SettingsRoundTripTest, EveryKeyOfEveryGroup_SurvivesWriteResponseAndIndication) {
     for (const auto& g : imss_settings_groups_v01) {
         roundTrip(g, true);
         roundTrip(g, false);
@@ -80,7 +80,7 @@ TEST(SettingsRoundTrip, EveryKeyOfEveryGroup_SurvivesWriteResponseAndIndication)
 
 // Each key written alone must come back alone: a field that leaks into a
 // neighbour's flag or value shows up as an extra or a changed pair.
-TEST(SettingsRoundTrip, EachKeyAlone_ComesBackAlone) {
+TEST(SettingsRoundTripTest, EachKeyAlone_ComesBackAlone) {
     for (const auto& g : imss_settings_groups_v01) {
         Pairs all = everyField(g, true);
         auto check = [&](const Pairs& one) {
@@ -102,7 +102,7 @@ TEST(SettingsRoundTrip, EachKeyAlone_ComesBackAlone) {
 // The order in which a read reports its keys, written out here as the modem
 // sends them: integers, booleans, strings, with 421 before 420 and 423
 // before 422.
-TEST(SettingsRoundTrip, ReadOrder_IsTheModemsOrderNotTheClients) {
+TEST(SettingsRoundTripTest, ReadOrder_IsTheModemsOrderNotTheClients) {
     struct Expected {
         SettingsId id;
         std::vector<uint32_t> ints, bools, strings;

@@ -296,7 +296,7 @@ __attribute__((noinline)) void paintStack() {
     for (size_t i = 0; i < sizeof(area); ++i) area[i] = 0xA5;
 }
 
-TEST(RecordsToClients, FailedReadAndRefusedRegistration_CarryAValueInitialisedRecord) {
+TEST(RecordsToClientsTest, FailedReadAndRefusedRegistration_CarryAValueInitialisedRecord) {
     sp<GetSettingsCb> reads = new GetSettingsCb();
     sp<SettingsChangeCb> changes = new SettingsChangeCb();
     RcsConfig::GetConfigListenerWrapper read;

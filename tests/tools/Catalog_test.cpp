@@ -12,7 +12,7 @@ namespace {
 
 namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
 
-TEST(SettingsCatalog_Tables, EveryHidlKeyIsKnownWithItsModemKind) {
+TEST(SettingsCatalogTest, Tables_EveryHidlKeyIsKnownWithItsModemKind) {
     const auto& catalog = SettingsCatalog::instance();
     ASSERT_EQ(4u, catalog.groups().size());
     std::set<uint32_t> keys;
@@ -47,7 +47,7 @@ TEST(SettingsCatalog_Tables, EveryHidlKeyIsKnownWithItsModemKind) {
     EXPECT_EQ("PRESENCE_CONFIG", presence->name);
 }
 
-TEST(SettingsCatalog_Integers, DecimalHexSignAndOverflow) {
+TEST(SettingsCatalogTest, Integers_DecimalHexSignAndOverflow) {
     int64_t v = 0;
     EXPECT_TRUE(parseInteger("0x1F", &v));
     EXPECT_EQ(31, v);
@@ -60,7 +60,7 @@ TEST(SettingsCatalog_Integers, DecimalHexSignAndOverflow) {
     EXPECT_FALSE(parseInteger("-", &v));
 }
 
-TEST(Output_Settings, ReadableAndJsonListValuesInKeyOrderWithNames) {
+TEST(OutputTest, Settings_ReadableAndJsonListValuesInKeyOrderWithNames) {
     V2_0::SettingsData data;
     data.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
     data.settingsValues.stringData = std::vector<V2_0::KeyValuePairTypeString>{{111, "sip:p\"x\"@e.net"}};
@@ -78,7 +78,7 @@ TEST(Output_Settings, ReadableAndJsonListValuesInKeyOrderWithNames) {
     EXPECT_EQ("  (no values)\n", settingsText(V2_0::SettingsData{}));
 }
 
-TEST(Output_Json, ObjectsKeepMemberOrderAndKinds) {
+TEST(OutputTest, Json_ObjectsKeepMemberOrderAndKinds) {
     Json j;
     j.str("cmd", "get").num("n", -3).flag("ok", false).raw("v", "[1]");
     EXPECT_EQ("{\"cmd\":\"get\",\"n\":-3,\"ok\":false,\"v\":[1]}", j.text());
@@ -87,7 +87,7 @@ TEST(Output_Json, ObjectsKeepMemberOrderAndKinds) {
 // é (2 bytes), € (3), 😀 (4, a surrogate pair in JSON), control characters,
 // and bytes that are not UTF-8: a stray byte, a truncated sequence, an
 // overlong '/', an encoded surrogate. None is dropped.
-TEST(Output_Quote, Utf8IsTextOrCodePoints_OtherBytesAreEscapedNotDropped) {
+TEST(OutputTest, Quote_Utf8IsTextOrCodePoints_OtherBytesAreEscapedNotDropped) {
     const std::string valid = "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"\\\n\x01";
     EXPECT_EQ("\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\\\"\\\\\\n\\x01\"", textQuote(valid));
     EXPECT_EQ("\"\\u00e9\\u20ac\\ud83d\\ude00\\\"\\\\\\n\\u0001\"", jsonQuote(valid));

@@ -25,7 +25,7 @@ std::string errorOf(const std::string& line) {
     return error;
 }
 
-TEST(SplitWords_Quoting, QuotesEscapesAndComments) {
+TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments) {
     std::vector<std::string> words;
     std::string error;
     ASSERT_TRUE(splitWords("set-settings user-agent 'IMS_USER_AGENT=Kel Phone/1.0' # the UA", &words, &error));
@@ -38,7 +38,7 @@ TEST(SplitWords_Quoting, QuotesEscapesAndComments) {
     EXPECT_EQ((std::vector<std::string>{"echo", ""}), words);
 }
 
-TEST(SplitWords_Quoting, UnterminatedQuoteOrTrailingBackslashIsAnError) {
+TEST(SplitWordsTest, Quoting_UnterminatedQuoteOrTrailingBackslashIsAnError) {
     std::vector<std::string> words;
     std::string error;
     EXPECT_FALSE(splitWords("echo 'open", &words, &error));
@@ -47,7 +47,7 @@ TEST(SplitWords_Quoting, UnterminatedQuoteOrTrailingBackslashIsAnError) {
     EXPECT_FALSE(splitWords("echo x\\", &words, &error));
 }
 
-TEST(ParseCommand_SetSettings, NamesFieldNamesAndNumbersFillTheRightLists) {
+TEST(ParseCommandTest, SetSettings_NamesFieldNamesAndNumbersFillTheRightLists) {
     Command cmd;
     std::string error;
     ASSERT_TRUE(parse("set-settings presence PUBLISH_TIMER=1200 capabilites_cache_expiry=0x10 "
@@ -63,7 +63,7 @@ TEST(ParseCommand_SetSettings, NamesFieldNamesAndNumbersFillTheRightLists) {
     EXPECT_EQ(expected, cmd.settings) << V2_0::toString(cmd.settings);
 }
 
-TEST(ParseCommand_SetSettings, GroupsByFullNameAliasAndNumber) {
+TEST(ParseCommandTest, SetSettings_GroupsByFullNameAliasAndNumber) {
     Command cmd;
     std::string error;
     ASSERT_TRUE(parse("set-settings IMS_SERVICE_ENABLE_CONFIG VOLTE_ENABLED=1", &cmd, &error)) << error;
@@ -74,7 +74,7 @@ TEST(ParseCommand_SetSettings, GroupsByFullNameAliasAndNumber) {
     EXPECT_EQ(V2_0::SettingsId::USER_AGENT_STRING, cmd.groups[0]->id);
 }
 
-TEST(ParseCommand_SetSettings, ValuesMustFitTheModemField) {
+TEST(ParseCommandTest, SetSettings_ValuesMustFitTheModemField) {
     // Single-byte field, 32-bit field, bool, and the string capacities.
     EXPECT_NE(std::string::npos, errorOf("set-settings messaging DEFAULT_SMS_APP=256").find("outside 0..255"));
     EXPECT_NE(std::string::npos,
@@ -93,7 +93,7 @@ TEST(ParseCommand_SetSettings, ValuesMustFitTheModemField) {
     EXPECT_FALSE(parse("set-settings user-agent IMS_USER_AGENT=" + std::string(1025, 'u'), &cmd, &error));
 }
 
-TEST(ParseCommand_BadInput, UnknownGroupKeyOrCommandNamesTheCulprit) {
+TEST(ParseCommandTest, BadInput_UnknownGroupKeyOrCommandNamesTheCulprit) {
     EXPECT_EQ("unknown group 'presenc' (groups: presence, messaging, user-agent, ims-service)",
               errorOf("get-settings presenc"));
     EXPECT_EQ("unknown group '4' (groups: presence, messaging, user-agent, ims-service)",
@@ -109,7 +109,7 @@ TEST(ParseCommand_BadInput, UnknownGroupKeyOrCommandNamesTheCulprit) {
     EXPECT_EQ("dump: unknown part 'hep' (only 'heap')", errorOf("dump hep"));
 }
 
-TEST(ParseCommand_BadInput, BadSlotMaskTimeoutAndEnumerations) {
+TEST(ParseCommandTest, BadInput_BadSlotMaskTimeoutAndEnumerations) {
     EXPECT_EQ("bad slot '3': the slot is 1 or 2", errorOf("slot 3"));
     EXPECT_EQ("bad slot '0': the slot is 1 or 2", errorOf("slot 0"));
     EXPECT_EQ("bad mask 'x': a number from 0 to 0xffffffff", errorOf("platform-mask x"));
@@ -127,7 +127,7 @@ TEST(ParseCommand_BadInput, BadSlotMaskTimeoutAndEnumerations) {
               errorOf("modem reboot"));
 }
 
-TEST(ParseCommand_Accepted, TokenWaitModemAndWatchForms) {
+TEST(ParseCommandTest, Accepted_TokenWaitModemAndWatchForms) {
     Command cmd;
     std::string error;
     ASSERT_TRUE(parse("token-fetch-status last fcm_token network_error", &cmd, &error)) << error;
@@ -171,7 +171,7 @@ TEST(ParseCommand_Accepted, TokenWaitModemAndWatchForms) {
 namespace rcsctl {
 namespace {
 
-TEST(ReadLogicalLine_Continuation, BackslashJoinsLinesAndNumbersTheFirst) {
+TEST(ReadLogicalLineTest, Continuation_BackslashJoinsLinesAndNumbersTheFirst) {
     std::istringstream in("echo a \\\n  b \\\n  c\nslot 2\necho x\\\\\n");
     std::string line;
     int number = 0, first = 0;

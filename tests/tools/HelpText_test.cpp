@@ -19,7 +19,7 @@ Command parsed(const std::string& line) {
     return cmd;
 }
 
-TEST(HelpText, EveryExampleParsesAsItsOwnCommand_AndEveryCommandHasHelp) {
+TEST(HelpTextTest, EveryExampleParsesAsItsOwnCommand_AndEveryCommandHasHelp) {
     for (const CommandDoc& doc : commandDocs()) {
         Command cmd = parsed(doc.example);
         if (std::string(doc.name) != "help") {
@@ -37,7 +37,7 @@ TEST(HelpText, EveryExampleParsesAsItsOwnCommand_AndEveryCommandHasHelp) {
     EXPECT_FALSE(isCommandWord("restart"));
 }
 
-TEST(HelpText, CommandDashDashHelpIsHelpForThatCommand_TextCommandsKeepTheWord) {
+TEST(HelpTextTest, CommandDashDashHelpIsHelpForThatCommand_TextCommandsKeepTheWord) {
     EXPECT_EQ(Verb::Help, parsed("set-settings --help").verb);
     EXPECT_EQ(std::vector<std::string>{"set-settings"}, parsed("set-settings presence -h").helpTopic);
     EXPECT_EQ((std::vector<std::string>{"modem", "restart"}), parsed("modem restart --help").helpTopic);
@@ -52,7 +52,7 @@ TEST(HelpText, CommandDashDashHelpIsHelpForThatCommand_TextCommandsKeepTheWord) 
     EXPECT_EQ("no help for 'no-such-command' (try: help)", error);
 }
 
-TEST(HelpText, KeysListEveryKeyWithFieldTypeAndRange_ManPageCarriesThemAndTheOptions) {
+TEST(HelpTextTest, KeysListEveryKeyWithFieldTypeAndRange_ManPageCarriesThemAndTheOptions) {
     std::string all, one, error;
     ASSERT_TRUE(keysHelp("", &all, &error));
     for (const GroupInfo& group : SettingsCatalog::instance().groups()) {
@@ -73,7 +73,7 @@ TEST(HelpText, KeysListEveryKeyWithFieldTypeAndRange_ManPageCarriesThemAndTheOpt
     EXPECT_NE(man.find("CAPABILITY_DISCOVERY_ENABLED"), std::string::npos);
 }
 
-TEST(HelpText, CompletionOffersWhatMayComeNext) {
+TEST(HelpTextTest, CompletionOffersWhatMayComeNext) {
     using V = std::vector<std::string>;
     EXPECT_EQ((V{"set-config", "set-settings", "set-app-token"}), completeWord("", "set-"));
     EXPECT_EQ((V{"restart"}), completeWord("modem ", "re"));

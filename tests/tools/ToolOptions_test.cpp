@@ -13,7 +13,7 @@ bool parse(std::vector<std::string> args, ToolOptions* o, std::string* error) {
     return parseToolOptions(args, o, error);
 }
 
-TEST(ToolOptions_Parse, OptionsThenTheCommandWithItsOwnDashes) {
+TEST(ToolOptionsTest, Parse_OptionsThenTheCommandWithItsOwnDashes) {
     ToolOptions o;
     std::string error;
     ASSERT_TRUE(parse({"--slot", "2", "--json", "--factory", "1.0", "--timeout", "3", "--modem-socket",
@@ -30,7 +30,7 @@ TEST(ToolOptions_Parse, OptionsThenTheCommandWithItsOwnDashes) {
     EXPECT_TRUE(o.command.empty());
 }
 
-TEST(ToolOptions_Parse, ServiceTakesANameOnlyWhenTheNextWordIsNoCommand) {
+TEST(ToolOptionsTest, Parse_ServiceTakesANameOnlyWhenTheNextWordIsNoCommand) {
     struct Case {
         std::vector<std::string> args;
         std::string name;
@@ -60,7 +60,7 @@ TEST(ToolOptions_Parse, ServiceTakesANameOnlyWhenTheNextWordIsNoCommand) {
     EXPECT_FALSE(parse({"--service=", "dump"}, &o, &error));
 }
 
-TEST(ToolOptions_Parse, BadSlotFactoryTimeoutOrMissingCommandAreRefused) {
+TEST(ToolOptionsTest, Parse_BadSlotFactoryTimeoutOrMissingCommandAreRefused) {
     ToolOptions o;
     std::string error;
     EXPECT_FALSE(parse({"--slot", "3", "dump"}, &o, &error));
@@ -85,7 +85,7 @@ Notice notice(Notice::Kind kind, int slot) {
     return n;
 }
 
-TEST(NoticeQueue_WaitFor, TakesEverythingUpToTheMatchInOrder) {
+TEST(NoticeQueueTest, WaitFor_TakesEverythingUpToTheMatchInOrder) {
     NoticeQueue q;
     q.push(notice(Notice::Kind::Change, 1));
     q.push(notice(Notice::Kind::Reconfig, 2));
@@ -101,7 +101,7 @@ TEST(NoticeQueue_WaitFor, TakesEverythingUpToTheMatchInOrder) {
     EXPECT_EQ(1, rest[0].slot);
 }
 
-TEST(NoticeQueue_WaitFor, TimeoutLeavesTheQueueAndAnotherThreadWakesTheWaiter) {
+TEST(NoticeQueueTest, WaitFor_TimeoutLeavesTheQueueAndAnotherThreadWakesTheWaiter) {
     NoticeQueue q;
     q.push(notice(Notice::Kind::Change, 1));
     std::vector<Notice> taken;
@@ -114,7 +114,7 @@ TEST(NoticeQueue_WaitFor, TimeoutLeavesTheQueueAndAnotherThreadWakesTheWaiter) {
     EXPECT_EQ(2u, taken.size());
 }
 
-TEST(NoticeQueue_WaitFor, AStopOrAServiceDeathEndsAWaitWithoutAMatch) {
+TEST(NoticeQueueTest, WaitFor_AStopOrAServiceDeathEndsAWaitWithoutAMatch) {
     NoticeQueue q;
     std::thread stopper([&] { q.push(Notice{}); });
     std::vector<Notice> taken;
@@ -133,7 +133,7 @@ TEST(NoticeQueue_WaitFor, AStopOrAServiceDeathEndsAWaitWithoutAMatch) {
     EXPECT_FALSE(died.serviceDied());
 }
 
-TEST(Awaited_Wait, KeepsTheFirstAnswerAndAbandonEndsAWaitWithoutOne) {
+TEST(AwaitedTest, Wait_KeepsTheFirstAnswerAndAbandonEndsAWaitWithoutOne) {
     Awaited<int> a;
     int v = 0;
     EXPECT_FALSE(a.wait(std::chrono::milliseconds(1), &v));

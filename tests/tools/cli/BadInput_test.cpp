@@ -15,7 +15,7 @@ void expectBadInput(const std::vector<std::string>& args, const std::string& mes
     EXPECT_EQ("", r.out);
 }
 
-TEST(BadInput_SingleCommand, CommandOptionOrMissingCommandIsRefusedWithStatus2) {
+TEST(BadInputTest, SingleCommand_CommandOptionOrMissingCommandIsRefusedWithStatus2) {
     expectBadInput({"get-settings", "presense"},
                    "unknown group 'presense' (groups: presence, messaging, user-agent, ims-service)");
     expectBadInput({"--slot", "3", "dump"}, "bad slot '3': the slot is 1 or 2");
@@ -23,7 +23,7 @@ TEST(BadInput_SingleCommand, CommandOptionOrMissingCommandIsRefusedWithStatus2) 
     expectBadInput({}, "no command given (try: rcsconfigctl --help)");
 }
 
-TEST(BadInput_Script, AnyBadLineStopsTheScriptBeforeItRuns) {
+TEST(BadInputTest, Script_AnyBadLineStopsTheScriptBeforeItRuns) {
     TempDir dir;
     std::string script = dir.write("s.rcs", "echo first\n# fine\nset-settings presence \\\n  PUBLISH_TIMER=x\n");
     ToolResult r = runTool({"--script", script});
@@ -36,7 +36,7 @@ TEST(BadInput_Script, AnyBadLineStopsTheScriptBeforeItRuns) {
     expectBadInput({"--script", quote}, quote + ":1: unterminated ' quote");
 }
 
-TEST(BadInput_Stdin, ABadLineEndsTheSessionWithStatus2AfterEarlierLinesRan) {
+TEST(BadInputTest, Stdin_ABadLineEndsTheSessionWithStatus2AfterEarlierLinesRan) {
     ToolResult r = runTool({"--script", "-"}, "echo before\nget-settings nothing\necho after\n");
     EXPECT_EQ(2, r.exitCode);
     EXPECT_EQ("before\n", r.out);
@@ -45,7 +45,7 @@ TEST(BadInput_Stdin, ABadLineEndsTheSessionWithStatus2AfterEarlierLinesRan) {
               r.err);
 }
 
-TEST(BadInput_Files, UnreadableDocumentFailsTheCommandWithStatus1) {
+TEST(BadInputTest, Files_UnreadableDocumentFailsTheCommandWithStatus1) {
     TempDir dir;
     ToolResult r = runTool({"set-config", dir.path() + "/missing.xml", "--gzip"});
     EXPECT_EQ(1, r.exitCode);
@@ -65,7 +65,7 @@ std::string noise(size_t size) {
     return out;
 }
 
-TEST(BadInput_Files, DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
+TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
     TempDir dir;
     // 510000 bytes would announce 256 segments: the 8-bit count wraps to 0.
     std::string big = dir.write("big.xml", std::string(510000, 'x'));
@@ -84,7 +84,7 @@ TEST(BadInput_Files, DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
     EXPECT_FALSE(r.has("not reached"));
 }
 
-TEST(BadInput_Files, LengthThatIsAMultipleOf2000_IsSentWithAWarningAndAnsweredFail) {
+TEST(BadInputTest, Files_LengthThatIsAMultipleOf2000_IsSentWithAWarningAndAnsweredFail) {
     TempDir dir;
     std::string doc = dir.write("even.xml", std::string(4000, 'x'));
     ToolResult r = runTool({"set-config", doc});
@@ -95,13 +95,13 @@ TEST(BadInput_Files, LengthThatIsAMultipleOf2000_IsSentWithAWarningAndAnsweredFa
     EXPECT_TRUE(r.has("set-config " + doc + ": 4000 bytes, sent uncompressed -> FAIL")) << r.out;
 }
 
-TEST(BadInput_Json, ErrorsAlsoComeAsAJsonObjectOnStdout) {
+TEST(BadInputTest, Json_ErrorsAlsoComeAsAJsonObjectOnStdout) {
     ToolResult r = runTool({"--json", "get-settings", "7"});
     EXPECT_EQ(2, r.exitCode);
     EXPECT_EQ("{\"error\":\"unknown group '7' (groups: presence, messaging, user-agent, ims-service)\"}\n", r.out);
 }
 
-TEST(BadInput_Help, HelpListsOptionsAndCommandsWithStatus0) {
+TEST(BadInputTest, Help_HelpListsOptionsAndCommandsWithStatus0) {
     ToolResult r = runTool({"--help"});
     EXPECT_EQ(0, r.exitCode);
     EXPECT_EQ(0u, r.at("usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]"));
@@ -111,7 +111,7 @@ TEST(BadInput_Help, HelpListsOptionsAndCommandsWithStatus0) {
 
 // Help for one command answers at once, without starting a service; an
 // unknown topic is bad input.
-TEST(BadInput_Help, OneCommandsHelpAndVersionNeedNoService) {
+TEST(BadInputTest, Help_OneCommandsHelpAndVersionNeedNoService) {
     ToolResult r = runTool({"help", "set-settings"});
     EXPECT_EQ(0, r.exitCode) << r.err;
     EXPECT_EQ(0u, r.at("usage: set-settings GROUP KEY=VALUE ..."));

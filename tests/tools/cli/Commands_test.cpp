@@ -19,7 +19,7 @@ ToolResult runScript(const std::string& text, std::vector<std::string> options =
     return runTool(options, text);
 }
 
-TEST(Commands_Settings, SlotsKeepTheirOwnValues) {
+TEST(CommandsTest, Settings_SlotsKeepTheirOwnValues) {
     ToolResult r = runScript(
         "slot 1\nset-settings presence PUBLISH_TIMER=111\n"
         "slot 2\nset-settings presence PUBLISH_TIMER=222\nget-settings presence\n"
@@ -39,7 +39,7 @@ TEST(Commands_Settings, SlotsKeepTheirOwnValues) {
 
 // Multi-byte text is bytes end to end: readable UTF-8 in text, escaped by
 // code point in JSON, the same in a read and in a change notice.
-TEST(Commands_Settings, Utf8TextComesBackAsSentInReadsAndChangeNotices) {
+TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     const std::string script = "watch user-agent\nset-settings user-agent 'IMS_USER_AGENT=h\xc3\xa9llo w\xc3\xb6rld "
                                "\xe2\x82\xac\xf0\x9f\x98\x80'\nwait change user-agent\nget-settings user-agent\n";
     ToolResult text = runScript(script);
@@ -52,7 +52,7 @@ TEST(Commands_Settings, Utf8TextComesBackAsSentInReadsAndChangeNotices) {
             << json.out;
 }
 
-TEST(Commands_Settings, ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
+TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
     ToolResult r = runScript(
         "modem control fail imss 0x69 transport\n"
         "set-settings presence PUBLISH_TIMER=5\n"
@@ -69,7 +69,7 @@ TEST(Commands_Settings, ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
     EXPECT_TRUE(r.has("[slot 1] set-settings PRESENCE_CONFIG (1 value) -> OK"));
 }
 
-TEST(Commands_Config, GzipOnTheFlyPlainAndPrecompressedDocumentsReachTheModem) {
+TEST(CommandsTest, Config_GzipOnTheFlyPlainAndPrecompressedDocumentsReachTheModem) {
     TempDir dir;
     std::string xml = "<?xml version=\"1.0\"?>\n<wap-provisioningdoc version=\"1.1\">\n";
     for (int i = 0; i < 300; ++i) xml += "  <parm name=\"p" + std::to_string(i) + "\" value=\"" + std::to_string(i * 7) + "\"/>\n";
@@ -95,7 +95,7 @@ TEST(Commands_Config, GzipOnTheFlyPlainAndPrecompressedDocumentsReachTheModem) {
     EXPECT_EQ(2u, r.count("(arrived gzip-compressed)"));
 }
 
-TEST(Commands_Config, RefusedWithoutCarrierConfigurationSupport) {
+TEST(CommandsTest, Config_RefusedWithoutCarrierConfigurationSupport) {
     TempDir dir;
     std::string doc = dir.write("d.xml", "<wap-provisioningdoc/>");
     ToolResult r = runScript("modem control carrier-config off\nmodem restart\nwait reconfig\nset-config " + doc + "\n");
@@ -103,19 +103,19 @@ TEST(Commands_Config, RefusedWithoutCarrierConfigurationSupport) {
     EXPECT_TRUE(r.has("bytes, sent uncompressed -> FAIL"));
 }
 
-TEST(Commands_Watch, WaitingForAChangeThatNeverComesTimesOut) {
+TEST(CommandsTest, Watch_WaitingForAChangeThatNeverComesTimesOut) {
     ToolResult r = runScript("watch presence\nwait change presence --timeout 1\n");
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: stdin:2: wait change: no change of PRESENCE_CONFIG within 1 s\n", r.err);
 }
 
-TEST(Commands_Token, LastWithoutARequestIsAFailure) {
+TEST(CommandsTest, Token_LastWithoutARequestIsAFailure) {
     ToolResult r = runTool({"token-fetch-status", "last", "FCM_TOKEN", "FAILURE"});
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: token-fetch-status last: no token request has been received yet\n", r.err);
 }
 
-TEST(Commands_Uce, PlatformMaskCommandSetsTheMaskLaterQueriesUse) {
+TEST(CommandsTest, Uce_PlatformMaskCommandSetsTheMaskLaterQueriesUse) {
     ToolResult r = runScript("platform-mask 0x9\nuce-status\nuce-status --mask 0x1\n");
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_TRUE(r.has("platform RCS service mask set to 0x9"));
@@ -123,7 +123,7 @@ TEST(Commands_Uce, PlatformMaskCommandSetsTheMaskLaterQueriesUse) {
     EXPECT_TRUE(r.has("[slot 1] uce-status: presence not supported, options not supported (platform mask 0x1)"));
 }
 
-TEST(Commands_Modem, AfterARestartTheOldObjectHasNoModemConnection) {
+TEST(CommandsTest, Modem_AfterARestartTheOldObjectHasNoModemConnection) {
     // Only a creation subscribes a slot at the modem; the old object's
     // requests are dropped by the service, and the client reports the timeout.
     ToolResult r = runScript("modem restart\nwait reconfig\nget-settings presence\n", {"--timeout", "1"});
@@ -131,7 +131,7 @@ TEST(Commands_Modem, AfterARestartTheOldObjectHasNoModemConnection) {
     EXPECT_EQ("rcsconfigctl: stdin:3: get-settings: no answer from the service within 1 s\n", r.err);
 }
 
-TEST(Commands_Modem, ControlPassesThroughAndUnknownControlFails) {
+TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
     ToolResult r = runTool({"modem", "control", "ping"});
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_EQ("modem ping -> pong\n", r.out);
@@ -140,7 +140,7 @@ TEST(Commands_Modem, ControlPassesThroughAndUnknownControlFails) {
     EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode\n", r.err);
 }
 
-TEST(Commands_Dump, PrintsTheServiceStateAndExits0) {
+TEST(CommandsTest, Dump_PrintsTheServiceStateAndExits0) {
     ToolResult r = runTool({"--slot", "2", "dump"});
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_TRUE(r.has("Modem (embedded modem emulator)"));
@@ -148,7 +148,7 @@ TEST(Commands_Dump, PrintsTheServiceStateAndExits0) {
     EXPECT_TRUE(r.has("slot 2, IRcsConfigListener 2.1"));
 }
 
-TEST(Commands_Json, EveryResultAndNoticeIsOneJsonObjectPerLine) {
+TEST(CommandsTest, Json_EveryResultAndNoticeIsOneJsonObjectPerLine) {
     ToolResult r = runScript("watch presence\nset-settings presence PUBLISH_TIMER=42\nwait change presence\n"
                              "get-settings presence\nuce-status --mask 0xd\nunwatch presence\n", {"--json"});
     ASSERT_EQ(0, r.exitCode) << r.err;
@@ -169,7 +169,7 @@ TEST(Commands_Json, EveryResultAndNoticeIsOneJsonObjectPerLine) {
 // Several clients on one modem daemon: two watch (one until interrupted, one
 // for a count of changes), another writes, and the daemon keeps the modem's
 // state for the next client.
-TEST(Commands_Daemon, ClientsOnMcxModemdWatchEachOthersChangesAndShareItsState) {
+TEST(CommandsTest, Daemon_ClientsOnMcxModemdWatchEachOthersChangesAndShareItsState) {
     TempDir dir;
     const std::string socket = dir.path() + "/modem.sock";
     ModemDaemon daemon(socket);
@@ -196,7 +196,7 @@ TEST(Commands_Daemon, ClientsOnMcxModemdWatchEachOthersChangesAndShareItsState) 
     EXPECT_TRUE(r.has("PUBLISH_TIMER (100) = 77"));
 }
 
-TEST(Commands_Daemon, NoDaemonOnTheSocketIsAFailure) {
+TEST(CommandsTest, Daemon_NoDaemonOnTheSocketIsAFailure) {
     TempDir dir;
     ToolResult r = runTool({"--modem-socket", dir.path() + "/none.sock", "--timeout", "1", "dump"});
     EXPECT_EQ(1, r.exitCode) << r.out;
@@ -204,7 +204,7 @@ TEST(Commands_Daemon, NoDaemonOnTheSocketIsAFailure) {
     EXPECT_EQ("", r.out);
 }
 
-TEST(Commands_Factory, Version10ObjectsGetNoTokenRequests) {
+TEST(CommandsTest, Factory_Version10ObjectsGetNoTokenRequests) {
     ToolResult r = runScript("dump\nmodem token-request FCM_TOKEN TOKEN_INVALID 3\nwait token-request --timeout 1\n",
                              {"--factory", "1.0"});
     EXPECT_EQ(1, r.exitCode);
@@ -213,7 +213,7 @@ TEST(Commands_Factory, Version10ObjectsGetNoTokenRequests) {
     EXPECT_EQ("rcsconfigctl: stdin:3: wait token-request: no token request for slot 1 within 1 s\n", r.err);
 }
 
-TEST(Commands_Wait, ASignalEndsAWaitAsAFailureAndTheClientStopsInOrder) {
+TEST(CommandsTest, Wait_ASignalEndsAWaitAsAFailureAndTheClientStopsInOrder) {
     TempDir dir;
     std::string script = dir.write("s.rcs", "echo waiting\nwait reconfig --timeout 600\necho not reached\n");
     BackgroundTool tool({"--script", script});

@@ -36,7 +36,7 @@ std::string normalised(const std::string& out) {
 
 // The modem and the service, each in a process of its own, with sockets and
 // a registry folder nobody else uses.
-class ThreeProcesses : public ::testing::Test {
+class ThreeProcessesTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_FALSE(mDir.path().empty());
@@ -88,7 +88,7 @@ protected:
     std::string mLastDump;
 };
 
-TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
+TEST_F(ThreeProcessesTest, AWholeSessionPrintsWhatTheInProcessRunPrints) {
     const std::string script = mDir.write("session.rcs",
         "slot 2\nslot 1\n"
         "set-config " + kDocument + " --gzip\nset-config " + kDocument + "\nmodem show-config\n"
@@ -121,7 +121,7 @@ TEST_F(ThreeProcesses, AWholeSessionPrintsWhatTheInProcessRunPrints) {
     }
 }
 
-TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {
+TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {
     std::unique_ptr<BackgroundTool> survivor = interactiveClient({"--slot", "2"});
     survivor->send("watch presence");
     ASSERT_TRUE(survivor->waitFor("[slot 2] watch PRESENCE_CONFIG -> OK", kWaitMs)) << survivor->sofar().err;
@@ -158,7 +158,7 @@ TEST_F(ThreeProcesses, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAre
     EXPECT_TRUE(survivor->waitFor("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
 }
 
-TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
+TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
     modemControl("drop-ind imss 0x9d");
     client->send("set-config " + kDocument + " --gzip");
@@ -184,7 +184,7 @@ TEST_F(ThreeProcesses, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainW
     EXPECT_NE(std::string::npos, modemControl("configs 0").find("gzip=1 len=70925")) << modemControl("configs 0");
 }
 
-TEST_F(ThreeProcesses, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {
+TEST_F(ThreeProcessesTest, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going"});
     client->send("get-settings presence");
     ASSERT_TRUE(client->waitFor("[slot 1] get-settings PRESENCE_CONFIG -> OK", kWaitMs)) << client->sofar().err;
@@ -210,7 +210,7 @@ TEST_F(ThreeProcesses, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportE
     EXPECT_GE(r.count("get-settings PRESENCE_CONFIG -> OK"), 20u) << r.out << r.err;
 }
 
-TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjectsWork) {
+TEST_F(ThreeProcessesTest, AModemRestartUnderTheServiceReachesTheClientAndNewObjectsWork) {
     std::unique_ptr<BackgroundTool> client = interactiveClient();
     client->send("slot 2");
     ASSERT_TRUE(client->waitFor("[slot 2] RCS configuration object created", kWaitMs)) << client->sofar().err;
@@ -228,7 +228,7 @@ TEST_F(ThreeProcesses, AModemRestartUnderTheServiceReachesTheClientAndNewObjects
 
 // The service executable alone: it comes up on the embedded emulator or on an
 // mcx-modemd without carrier configuration, and stops cleanly on SIGINT and SIGTERM.
-TEST(ServiceProcess, ComesUpOnEitherModemAndStopsCleanlyOnASignal) {
+TEST(ServiceProcessTest, ComesUpOnEitherModemAndStopsCleanlyOnASignal) {
     TempDir dir;
     const std::string socket = dir.path() + "/modem.sock";
     BackgroundTool modem({"--socket", socket, "--no-carrier-config"}, MCX_MODEMD_PATH);

@@ -103,7 +103,7 @@ private:
     std::string mScreen;
 };
 
-TEST(Interactive_Terminal, CompletesNamesAndShowsNoticesAboveTheLineBeingTyped) {
+TEST(InteractiveTest, Terminal_CompletesNamesAndShowsNoticesAboveTheLineBeingTyped) {
     TempDir home;
     Terminal t(home.path());
     ASSERT_TRUE(t.waitFor("rcsconfigctl> ") && t.waitForLineEditor()) << t.screen();
@@ -123,7 +123,7 @@ TEST(Interactive_Terminal, CompletesNamesAndShowsNoticesAboveTheLineBeingTyped) 
     EXPECT_EQ(0, t.exitStatus()) << t.screen();
 }
 
-TEST(Interactive_Terminal, CtrlCEndsTheSessionWithStatus130) {
+TEST(InteractiveTest, Terminal_CtrlCEndsTheSessionWithStatus130) {
     TempDir home;
     Terminal t(home.path());
     ASSERT_TRUE(t.waitFor("rcsconfigctl> ") && t.waitForLineEditor()) << t.screen();

@@ -7,7 +7,7 @@
 namespace clitest {
 namespace {
 
-TEST(MainJob_Session, RunsToTheEndAndTellsTheWholeStory) {
+TEST(MainJobTest, Session_RunsToTheEndAndTellsTheWholeStory) {
     ToolResult r = runTool({"--script", SESSIONS_DIR "/main-job.rcs"});
     ASSERT_EQ(0, r.exitCode) << r.err << r.out;
     EXPECT_EQ("", r.err);

@@ -62,13 +62,13 @@ std::set<std::string> registeredVendorInterfaces() {
     return names;
 }
 
-TEST(ServiceManifest, RegisteredInterfaces_AreThoseOfTheInitScript) {
+TEST(ServiceManifestTest, RegisteredInterfaces_AreThoseOfTheInitScript) {
     std::set<std::string> declared = initInterfaces(readFile(SERVICE_DIR "/vendor.kel.ims.rcsconfig-service.rc"));
     ASSERT_FALSE(declared.empty());
     EXPECT_EQ(registeredVendorInterfaces(), declared);
 }
 
-TEST(ServiceManifest, VintfFragment_EveryHalIsRegistered) {
+TEST(ServiceManifestTest, VintfFragment_EveryHalIsRegistered) {
     std::set<std::string> promised = vintfInstances(readFile(SERVICE_DIR "/vendor.kel.ims.rcsconfig-service.xml"));
     ASSERT_FALSE(promised.empty());
     std::set<std::string> registered = registeredVendorInterfaces();

@@ -560,14 +560,38 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
         }
         return found;
     };
-    EXPECT_EQ((std::vector<std::string>{std::string(F10::IImsFactory::descriptor) + "/default",
-                                        std::string(F11::IImsFactory::descriptor) + "/default"}),
-              entriesOf(server.pid));
+    const std::vector<std::string> factoryEntries{std::string(F10::IImsFactory::descriptor) + "/default",
+                                                  std::string(F11::IImsFactory::descriptor) + "/default"};
+    EXPECT_EQ(factoryEntries, entriesOf(server.pid));
+
+    // A second process asking for the same name is refused, naming the
+    // holder, and the holder keeps it for its clients.
+    {
+        imstest::LogCapture log;
+        sp<FakeImsFactory> second = new FakeImsFactory();
+        EXPECT_EQ(::android::ALREADY_EXISTS, second->registerAsService("default"));
+        EXPECT_TRUE(log.contains("/default is served by process " + std::to_string(server.pid))) << log.dump();
+        EXPECT_EQ(factoryEntries, entriesOf(server.pid));
+        sp<F11::IImsFactory> found = remoteFactory();
+        ASSERT_NE(nullptr, found);
+        EXPECT_TRUE(found->ping().isOk());
+        EXPECT_NE(static_cast<F11::IImsFactory*>(second.get()), found.get());
+    }
     pid_t gone = server.pid;
     server.kill();
     EXPECT_TRUE(entriesOf(gone).empty());
     struct stat st{};
     EXPECT_NE(0, stat((registryDir() + "/proc-" + std::to_string(gone) + ".sock").c_str(), &st));
+
+    // Told to, a process takes the name over from a live one.
+    Peer other("serve");
+    ASSERT_NE(nullptr, remoteFactory());
+    host::setReplaceLiveServices(true);
+    sp<FakeImsFactory> replacing = new FakeImsFactory();
+    EXPECT_EQ(::android::OK, replacing->registerAsService("default"));
+    host::setReplaceLiveServices(false);
+    EXPECT_EQ(factoryEntries, entriesOf(getpid()));
+    EXPECT_TRUE(entriesOf(other.pid).empty());
 
     // A folder others may enter is refused.
     char loose[] = "/tmp/hidl-loose-XXXXXX";

@@ -51,6 +51,7 @@ struct TransportState {
     std::string dir GUARDED_BY(lock);
     std::chrono::milliseconds waitTimeout GUARDED_BY(lock){5000};
     bool listening GUARDED_BY(lock) = false;
+    bool replaceLive GUARDED_BY(lock) = false;
     std::map<pid_t, sp<details::RpcConnection>> connections GUARDED_BY(lock);  // ones this process opened
 };
 TransportState& state() {
@@ -263,6 +264,35 @@ private:
     int mFd = -1;
 };
 
+// Puts the entry written at `tmp` in place at `entry`. A free path is taken
+// with link(), which fails rather than overwrite, so two processes
+// registering at once cannot both believe they got it. An entry of this
+// process, or of one that is gone, is replaced; one of another live process
+// only when `replaceLive`, else ALREADY_EXISTS.
+status_t placeEntry(const std::string& dir, const std::string& tmp, const std::string& entry, bool replaceLive) {
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        if (link(tmp.c_str(), entry.c_str()) == 0) {
+            unlink(tmp.c_str());
+            return OK;
+        }
+        if (errno != EEXIST) return UNKNOWN_ERROR;
+        pid_t holder = readEntry(entry);
+        bool live = false;
+        if (holder != 0 && holder != getpid()) {
+            int fd = connectTo(socketPath(dir, holder));
+            live = fd >= 0;
+            if (fd >= 0) ::close(fd);
+        }
+        if (live && !replaceLive) return ALREADY_EXISTS;
+        if (holder == 0 || holder == getpid() || live) {
+            // Ours, unreadable, or taken over on request.
+            return rename(tmp.c_str(), entry.c_str()) == 0 ? OK : UNKNOWN_ERROR;
+        }
+        details::removeStaleEntry(dir, entry, holder);  // then try the free path again
+    }
+    return UNKNOWN_ERROR;
+}
+
 }  // namespace
 
 namespace details {
@@ -270,10 +300,12 @@ namespace details {
 status_t rpcPublishService(const std::vector<std::string>& chain, const std::string& name) {
     TransportState& s = state();
     std::string dir;
+    bool replaceLive = false;
     {
         hostsync::MutexLock guard(s.lock);
         if (s.dir.empty()) return OK;
         dir = s.dir;
+        replaceLive = s.replaceLive;
         if (!s.listening) {
             if (!startListening(dir)) return UNKNOWN_ERROR;
             s.listening = true;
@@ -295,9 +327,15 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
             }
         }
         chmod(tmp.c_str(), 0600);
-        if (rename(tmp.c_str(), entryPath(dir, descriptor, name).c_str()) != 0) {
+        status_t placed = placeEntry(dir, tmp, entryPath(dir, descriptor, name), replaceLive);
+        if (placed != OK) {
             unlink(tmp.c_str());
-            return UNKNOWN_ERROR;
+            if (placed == ALREADY_EXISTS) {
+                __android_log_print(ANDROID_LOG_ERROR, kTag,
+                                    "%s/%s is served by process %d; not taking it over", descriptor.c_str(),
+                                    name.c_str(), static_cast<int>(readEntry(entryPath(dir, descriptor, name))));
+            }
+            return placed;
         }
     }
     return OK;
@@ -370,6 +408,12 @@ void setServiceWaitTimeout(std::chrono::milliseconds timeout) {
     TransportState& s = state();
     hostsync::MutexLock guard(s.lock);
     s.waitTimeout = timeout;
+}
+
+void setReplaceLiveServices(bool replace) {
+    TransportState& s = state();
+    hostsync::MutexLock guard(s.lock);
+    s.replaceLive = replace;
 }
 
 std::vector<RegisteredService> listServices(const std::string& dir) {

@@ -104,6 +104,15 @@ status_t registerAsService(const sp<IBase>& service, const std::string& name) {
     if (published != OK) {
         __android_log_print(ANDROID_LOG_ERROR, "HidlServiceManagement",
                             "%s/%s not published for other processes", chain.front().c_str(), name.c_str());
+        if (published == ALREADY_EXISTS) {
+            // Another process keeps the name: this one does not serve it either.
+            Registry& r = registry();
+            hostsync::MutexLock guard(r.lock);
+            for (const auto& descriptor : chain) {
+                auto it = r.services.find(Key(descriptor, name));
+                if (it != r.services.end() && it->second == service) r.services.erase(it);
+            }
+        }
         return published;
     }
     // Outside the lock: a notified client may look the service up at once.

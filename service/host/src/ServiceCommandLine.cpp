@@ -18,6 +18,8 @@ bool parseServiceCommandLine(const std::vector<std::string>& args, ServiceComman
         const bool hasValue = i + 1 < args.size();
         if (a == "--help" || a == "-h") {
             out->help = true;
+        } else if (a == "--replace") {
+            out->replace = true;
         } else if (a == "--modem-socket" || a == "--registry") {
             if (!hasValue) {
                 *error = "option " + a + " needs a value";
@@ -44,12 +46,14 @@ bool parseServiceCommandLine(const std::vector<std::string>& args, ServiceComman
 }
 
 const char* serviceUsage() {
-    return "usage: vendor.kel.ims.rcsconfig-service [--modem-socket PATH] [--registry DIR]\n"
+    return "usage: vendor.kel.ims.rcsconfig-service [--modem-socket PATH] [--registry DIR] [--replace]\n"
            "Serves IImsFactory 1.0 and 1.1 \"default\" to clients of other processes until SIGTERM or SIGINT.\n"
            "  --modem-socket PATH  use the mcx-modemd daemon at PATH (also accepted as the only argument);\n"
            "                       default: the modem emulator inside this process\n"
            "  --registry DIR       the service registry folder (default: $IMSRCS_HIDL_REGISTRY,\n"
-           "                       else $XDG_RUNTIME_DIR/imsrcs-hidl, else /tmp/imsrcs-hidl-<uid>)\n";
+           "                       else $XDG_RUNTIME_DIR/imsrcs-hidl, else /tmp/imsrcs-hidl-<uid>)\n"
+           "  --replace            take \"default\" over from another running service of the registry\n"
+           "                       (without it, such a service is left alone and this one exits)\n";
 }
 
 }  // namespace rcsservice

@@ -2,7 +2,7 @@
  * ServiceCommandLine: the command line of the service executable on a
  * workstation.
  *
- *   vendor.kel.ims.rcsconfig-service [--modem-socket PATH] [--registry DIR]
+ *   vendor.kel.ims.rcsconfig-service [--modem-socket PATH] [--registry DIR] [--replace]
  *   vendor.kel.ims.rcsconfig-service PATH          (same as --modem-socket PATH)
  */
 #ifndef SERVICE_SERVICE_COMMAND_LINE_H
@@ -18,6 +18,7 @@ namespace rcsservice {
 struct ServiceCommandLine {
     HostModem modem;           // embedded unless a socket is given
     std::string registryDir;     // empty: the runtime's default folder
+    bool replace = false;      // take "default" over from another live service
     bool help = false;
 };
 

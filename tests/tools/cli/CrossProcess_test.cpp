@@ -158,6 +158,23 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
     EXPECT_TRUE(survivor->waitFor("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
 }
 
+TEST_F(ThreeProcessesTest, ASecondServiceOnTheRegistryIsRefusedAndTheFirstKeepsServing) {
+    std::unique_ptr<BackgroundTool> client = interactiveClient();
+    client->send("get-settings presence");
+    ASSERT_TRUE(client->waitFor("-> OK", kWaitMs)) << client->sofar().err;
+
+    ToolResult second = runProgram(RCS_SERVICE_PATH, {"--modem-socket", mModemSocket, "--registry", mRegistry});
+    EXPECT_NE(0, second.exitCode);
+    EXPECT_NE(std::string::npos, second.err.find("\"default\" is served by process " + std::to_string(mService->pid())))
+            << second.err;
+
+    // The first service still has its name and its client.
+    client->send("set-settings presence PUBLISH_TIMER=9");
+    EXPECT_TRUE(client->waitFor("[slot 1] set-settings PRESENCE_CONFIG (1 value) -> OK", kWaitMs)) << client->sofar().out;
+    ToolResult listed = runTool(attached({"list-services"}));
+    EXPECT_TRUE(listed.has(std::to_string(mService->pid()))) << listed.out;
+}
+
 TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
     modemControl("drop-ind imss 0x9d");

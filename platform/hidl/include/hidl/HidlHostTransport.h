@@ -20,7 +20,8 @@
  *     proxies in the other process (callbacks run in the process that made
  *     them); a peer of another user id is refused.
  * Entries of processes that are gone are ignored and removed by whoever meets
- * them.
+ * them; an entry of a live process is never taken over unless the process
+ * registering asks for it (setReplaceLiveServices).
  */
 #ifndef HIDL_HIDLHOSTTRANSPORT_H
 #define HIDL_HIDLHOSTTRANSPORT_H
@@ -52,6 +53,13 @@ std::string serviceRegistryDir();
 // How long getService() waits for a service to appear in the registry
 // (default 5 s; 0 = look once, do not wait). Any thread.
 void setServiceWaitTimeout(std::chrono::milliseconds timeout);
+
+// Whether registerAsService() may take over an instance that another live
+// process of the registry serves. Off by default: such a registration is
+// refused with ALREADY_EXISTS and one log line naming that process, and the
+// serving process keeps it. An entry of a process that is gone is always
+// taken over. Any thread.
+void setReplaceLiveServices(bool replace);
 
 // One live entry of the registry: lshal's list.
 struct RegisteredService {

@@ -55,13 +55,10 @@ private:
     std::vector<std::string> mWords;
 };
 
-bool fail(ModemEmulator& modem, const Command& c, std::string* reply) {
+bool fail(ModemEmulator& modem, const Command& c, std::string*) {
     uint32_t svc = 0;
     long msg = 0;
-    if (!parseService(c.word(1), &svc) || !c.number(2, &msg)) {
-        *reply = "usage: fail <imss|imsa> <msg> <kind> ...";
-        return false;
-    }
+    if (!parseService(c.word(1), &svc) || !c.number(2, &msg)) return false;
     MessageFault f;
     size_t countAt = 4;
     long a = 0, b = 0;
@@ -82,80 +79,193 @@ bool fail(ModemEmulator& modem, const Command& c, std::string* reply) {
         f.delayMs = static_cast<uint32_t>(a);
         countAt = 5;
     } else {
-        *reply = "unknown fault: " + kind;
         return false;
     }
     int count = 1;
-    if (!c.count(countAt, &count)) {
-        *reply = "bad count";
-        return false;
-    }
+    if (!c.count(countAt, &count)) return false;
     modem.failMessage(svc, static_cast<uint32_t>(msg), f, count);
     return true;
 }
 
+// Each handler answers false when its arguments do not parse; the caller
+// then replies with the command's usage.
+using Handler = bool (*)(ModemEmulator&, const Command&, std::string*);
+
+struct Control {
+    ControlCommand about;
+    Handler run;
+};
+
+bool onOff(const std::string& word) { return word == "on" || word == "off"; }
+
+const std::vector<Control>& controls() {
+    static const std::vector<Control> kControls = {
+        {{"ping", "", "answers \"pong\"", "ping"},
+         [](ModemEmulator&, const Command& c, std::string* reply) {
+             if (c.size() != 1) return false;
+             *reply = "pong";
+             return true;
+         }},
+        {{"service", "<imss|imsa> <up|down>", "brings one modem service up or down", "service imss down"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             uint32_t svc = 0;
+             if (c.size() != 3 || !parseService(c.word(1), &svc) || (c.word(2) != "up" && c.word(2) != "down")) {
+                 return false;
+             }
+             modem.setServiceUp(svc, c.word(2) == "up");
+             return true;
+         }},
+        {{"restart", "", "modem restart: both services down, then up", "restart"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             if (c.size() != 1) return false;
+             modem.restart();
+             return true;
+         }},
+        {{"reset", "", "forgets all state, faults and the request log", "reset"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             if (c.size() != 1) return false;
+             modem.reset();
+             return true;
+         }},
+        {{"carrier-config", "<on|off>", "whether the modem supports the carrier configuration message (0x9C)",
+          "carrier-config off"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             if (c.size() != 2 || !onOff(c.word(1))) return false;
+             modem.setCarrierConfigSupported(c.word(1) == "on");
+             return true;
+         }},
+        {{"fail",
+          "<svc> <msg> transport|result <result> <error>|seg-status <value>|delay <ms> [count]",
+          "the next [count] requests <msg> fail that way (count 0: until clear-faults)",
+          "fail imss 0x98 result 1 3 2"},
+         fail},
+        {{"drop-ind", "<svc> <msg> [count]", "drops the next [count] indications <msg>", "drop-ind imss 0x9d"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             uint32_t svc = 0;
+             long msg = 0;
+             int count = 1;
+             if (!parseService(c.word(1), &svc) || !c.number(2, &msg) || !c.count(3, &count)) return false;
+             modem.dropIndication(svc, static_cast<uint32_t>(msg), count);
+             return true;
+         }},
+        {{"ind-length", "<svc> <msg> <length> [count]",
+          "sends the next [count] indications <msg> with that length (0..65536)", "ind-length imss 0x9d 3"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             uint32_t svc = 0;
+             long msg = 0, length = 0;
+             int count = 1;
+             if (!parseService(c.word(1), &svc) || !c.number(2, &msg) || !c.number(3, &length) || length < 0 ||
+                 length > 65536 || !c.count(4, &count)) {
+                 return false;
+             }
+             modem.setIndicationLength(svc, static_cast<uint32_t>(msg), static_cast<uint32_t>(length), count);
+             return true;
+         }},
+        {{"clear-faults", "", "ends every fail, drop-ind and ind-length", "clear-faults"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             if (c.size() != 1) return false;
+             modem.clearFaults();
+             return true;
+         }},
+        {{"token-request", "<sub> <type> <reason> [request-id]",
+          "asks the clients of <sub> for an application token; answers \"sent <n>\"", "token-request 0 1 2 5"},
+         [](ModemEmulator& modem, const Command& c, std::string* reply) {
+             long sub = 0, type = 0, reason = 0, id = 0;
+             if ((c.size() != 4 && c.size() != 5) || !c.number(1, &sub) || !c.number(2, &type) ||
+                 !c.number(3, &reason) || (c.size() == 5 && !c.number(4, &id))) {
+                 return false;
+             }
+             int sent = modem.sendTokenRequest(static_cast<int32_t>(sub), static_cast<int32_t>(type),
+                                               static_cast<int32_t>(reason), c.size() == 5,
+                                               static_cast<int32_t>(id));
+             *reply = "sent " + std::to_string(sent);
+             return true;
+         }},
+        {{"count", "<svc> <msg>", "how many requests <msg> the modem received", "count imss 0x98"},
+         [](ModemEmulator& modem, const Command& c, std::string* reply) {
+             uint32_t svc = 0;
+             long msg = 0;
+             if (c.size() != 3 || !parseService(c.word(1), &svc) || !c.number(2, &msg)) return false;
+             *reply = std::to_string(modem.requestCount(svc, static_cast<uint32_t>(msg)));
+             return true;
+         }},
+        {{"connections", "<svc>", "how many clients the service has", "connections imss"},
+         [](ModemEmulator& modem, const Command& c, std::string* reply) {
+             uint32_t svc = 0;
+             if (c.size() != 2 || !parseService(c.word(1), &svc)) return false;
+             *reply = std::to_string(modem.connectionCount(svc));
+             return true;
+         }},
+        {{"configs", "<sub>",
+          "documents received so far, then \"token=<t> gzip=<0|1> len=<bytes>\" for each of the last few kept",
+          "configs 1"},
+         [](ModemEmulator& modem, const Command& c, std::string* reply) {
+             long sub = 0;
+             if (c.size() != 2 || !c.number(1, &sub)) return false;
+             std::ostringstream out;
+             out << modem.receivedConfigCount(static_cast<int32_t>(sub));
+             for (const auto& cfg : modem.receivedConfigs(static_cast<int32_t>(sub))) {
+                 out << "\ntoken=" << unsigned(cfg.token) << " gzip=" << (cfg.gzipped ? 1 : 0)
+                     << " len=" << cfg.document.size();
+             }
+             *reply = out.str();
+             return true;
+         }},
+        {{"token", "<sub>", "the application token the modem stores for <sub>", "token 1"},
+         [](ModemEmulator& modem, const Command& c, std::string* reply) {
+             long sub = 0;
+             if (c.size() != 2 || !c.number(1, &sub)) return false;
+             auto token = modem.acsToken(static_cast<int32_t>(sub));
+             reply->assign(token.begin(), token.end());
+             return true;
+         }},
+        {{"clear-requests", "", "forgets the request log that count reads", "clear-requests"},
+         [](ModemEmulator& modem, const Command& c, std::string*) {
+             if (c.size() != 1) return false;
+             modem.clearRequests();
+             return true;
+         }},
+    };
+    return kControls;
+}
+
+std::string usageOf(const ControlCommand& about) {
+    return std::string(about.verb) + (about.arguments[0] != '\0' ? " " : "") + about.arguments;
+}
+
+std::string helpText() {
+    std::string text = "modem controls (<svc> is imss or imsa; numbers are decimal or 0x-hex):";
+    for (const auto& control : controls()) {
+        text += "\n  " + usageOf(control.about) + "\n      " + control.about.what + "; e.g. " +
+                control.about.example;
+    }
+    return text;
+}
+
 }  // namespace
+
+std::vector<ControlCommand> controlCommands() {
+    std::vector<ControlCommand> about;
+    for (const auto& control : controls()) about.push_back(control.about);
+    return about;
+}
 
 bool runControlCommand(ModemEmulator& modem, const std::string& line, std::string* reply) {
     Command c(line);
     reply->clear();
     const std::string& verb = c.word(0);
-    uint32_t svc = 0;
-    long a = 0, b = 0, d = 0, e = 0;
-    int count = 1;
-    bool ok = true;
-    if (verb == "ping" && c.size() == 1) {
-        *reply = "pong";
-    } else if (verb == "service" && c.size() == 3 && parseService(c.word(1), &svc) &&
-               (c.word(2) == "up" || c.word(2) == "down")) {
-        modem.setServiceUp(svc, c.word(2) == "up");
-    } else if (verb == "restart" && c.size() == 1) {
-        modem.restart();
-    } else if (verb == "reset" && c.size() == 1) {
-        modem.reset();
-    } else if (verb == "carrier-config" && c.size() == 2 &&
-               (c.word(1) == "on" || c.word(1) == "off")) {
-        modem.setCarrierConfigSupported(c.word(1) == "on");
-    } else if (verb == "fail") {
-        ok = fail(modem, c, reply);
-    } else if (verb == "drop-ind" && parseService(c.word(1), &svc) && c.number(2, &a) &&
-               c.count(3, &count)) {
-        modem.dropIndication(svc, static_cast<uint32_t>(a), count);
-    } else if (verb == "ind-length" && parseService(c.word(1), &svc) && c.number(2, &a) &&
-               c.number(3, &b) && b >= 0 && b <= 65536 && c.count(4, &count)) {
-        modem.setIndicationLength(svc, static_cast<uint32_t>(a), static_cast<uint32_t>(b), count);
-    } else if (verb == "clear-faults" && c.size() == 1) {
-        modem.clearFaults();
-    } else if (verb == "token-request" && (c.size() == 4 || c.size() == 5) && c.number(1, &a) &&
-               c.number(2, &b) && c.number(3, &d) && (c.size() == 4 || c.number(4, &e))) {
-        int sent = modem.sendTokenRequest(static_cast<int32_t>(a), static_cast<int32_t>(b),
-                                          static_cast<int32_t>(d), c.size() == 5,
-                                          static_cast<int32_t>(e));
-        *reply = "sent " + std::to_string(sent);
-    } else if (verb == "count" && c.size() == 3 && parseService(c.word(1), &svc) &&
-               c.number(2, &a)) {
-        *reply = std::to_string(modem.requestCount(svc, static_cast<uint32_t>(a)));
-    } else if (verb == "connections" && c.size() == 2 && parseService(c.word(1), &svc)) {
-        *reply = std::to_string(modem.connectionCount(svc));
-    } else if (verb == "configs" && c.size() == 2 && c.number(1, &a)) {
-        auto configs = modem.receivedConfigs(static_cast<int32_t>(a));
-        std::ostringstream out;
-        out << modem.receivedConfigCount(static_cast<int32_t>(a));
-        for (const auto& cfg : configs) {
-            out << "\ntoken=" << unsigned(cfg.token) << " gzip=" << (cfg.gzipped ? 1 : 0)
-                << " len=" << cfg.document.size();
-        }
-        *reply = out.str();
-    } else if (verb == "token" && c.size() == 2 && c.number(1, &a)) {
-        auto token = modem.acsToken(static_cast<int32_t>(a));
-        reply->assign(token.begin(), token.end());
-    } else if (verb == "clear-requests" && c.size() == 1) {
-        modem.clearRequests();
-    } else {
-        *reply = "unknown command: " + line;
-        ok = false;
+    if (verb == "help" && c.size() == 1) {
+        *reply = helpText();
+        return true;
     }
-    return ok;
+    for (const auto& control : controls()) {
+        if (verb != control.about.verb) continue;
+        if (control.run(modem, c, reply)) return true;
+        *reply = "usage: " + usageOf(control.about);
+        return false;
+    }
+    *reply = "unknown command: " + line + " ('help' lists the controls)";
+    return false;
 }
 
 }  // namespace mcxemu

@@ -505,6 +505,20 @@ TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
                             "fail imss 0x98 transport 2 3", "service imss sideways", "count imss x",
                             "drop-ind imss", "ind-length imss 0x9d -1"}) {
         EXPECT_FALSE(mcxemu::runControlCommand(modem, bad, &reply)) << bad;
+        EXPECT_FALSE(reply.empty()) << bad;
+    }
+    EXPECT_FALSE(mcxemu::runControlCommand(modem, "ind-length imss", &reply));
+    EXPECT_EQ("usage: ind-length <svc> <msg> <length> [count]", reply);
+}
+
+TEST_F(ModemEmulatorTest, ControlHelp_ListsEveryControlWithAnExampleTheModemAccepts) {
+    std::string help;
+    ASSERT_TRUE(mcxemu::runControlCommand(modem, "help", &help));
+    for (const auto& control : mcxemu::controlCommands()) {
+        EXPECT_NE(std::string::npos, help.find(std::string("\n  ") + control.verb)) << control.verb;
+        EXPECT_NE(std::string::npos, help.find(std::string("e.g. ") + control.example)) << control.verb;
+        std::string reply;
+        EXPECT_TRUE(mcxemu::runControlCommand(modem, control.example, &reply)) << control.example << ": " << reply;
     }
 }
 

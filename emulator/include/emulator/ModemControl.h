@@ -2,6 +2,7 @@
  * Text commands that steer a ModemEmulator: the same language for the
  * in-process emulator (mcx_host_modem_control) and for the mcx-modemd daemon.
  *
+ *   help                                      -> every control with an example
  *   ping                                      -> "pong"
  *   service <imss|imsa> <up|down>
  *   restart                                   modem restart: both services down, then up
@@ -29,12 +30,26 @@
 #define EMULATOR_MODEM_CONTROL_H
 
 #include <string>
+#include <vector>
 
 #include "emulator/ModemEmulator.h"
 
 namespace mcxemu {
 
-// Runs one command; false (with the reason in *reply) if it is not understood.
+// One control, as `help` shows it.
+struct ControlCommand {
+    const char* verb;
+    const char* arguments;
+    const char* what;
+    const char* example;  // a complete command that a fresh emulator accepts
+};
+
+// Every control but `help`, in the order `help` lists them.
+std::vector<ControlCommand> controlCommands();
+
+// Runs one command; false (with the command's usage, or the reason, in
+// *reply) if it is not understood. `help` answers the list of controls.
+// Called on any thread that may use `modem`.
 bool runControlCommand(ModemEmulator& modem, const std::string& command, std::string* reply);
 
 }  // namespace mcxemu

@@ -137,7 +137,10 @@ TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
     EXPECT_EQ("modem ping -> pong\n", r.out);
     r = runTool({"modem", "control", "explode"});
     EXPECT_EQ(1, r.exitCode);
-    EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode\n", r.err);
+    EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode ('help' lists the controls)\n", r.err);
+    r = runTool({"modem", "control", "help"});
+    EXPECT_EQ(0, r.exitCode);
+    EXPECT_TRUE(r.has("  drop-ind <svc> <msg> [count]")) << r.out;
 }
 
 TEST(CommandsTest, Dump_PrintsTheServiceStateAndExits0) {

@@ -10,6 +10,7 @@ PACKAGES=(
   libedit-dev       # line editing of rcsconfigctl's interactive session
   clang libclang-rt-14-dev
   libtsan2   # gcc's ThreadSanitizer runtime (build-tsan/)
+  python3    # platform/hidl/hostgen: the HIDL host glue generator
 )
 
 missing=()

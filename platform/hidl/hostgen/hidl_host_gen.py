@@ -94,7 +94,7 @@ def generate(hidl_gen, roots, package, output_dir, glue_path):
     folder = os.path.join(output_dir, package_builder.package_directory(package))
     _tidy_headers(folder)
     hashes = _read_hashes(_hidl_gen(hidl_gen, "hash", roots, package))
-    pkg = package_builder.build(package, roots, output_dir, hashes)
+    pkg = package_builder.build(package, index, output_dir, hashes)
     # hostwire.h is rewritten only when it changes, so the glue that includes
     # it is not rebuilt for nothing.
     _write(os.path.join(folder, "hostwire.h"), writer.hostwire(pkg), only_if_changed=True)

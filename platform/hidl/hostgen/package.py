@@ -106,11 +106,10 @@ def _methods(header, index):
     return methods
 
 
-def build(package, roots, output_dir, hashes):
+def build(package, index, output_dir, hashes):
     """The Package record; hashes maps descriptors to hidl-gen's hashes."""
     name, version = split_package(package)
     directory = package_directory(package)
-    index = HalIndex(roots)
     index.load(package)
     out = os.path.join(output_dir, directory)
     headers = sorted(os.path.basename(p) for p in

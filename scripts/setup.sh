@@ -9,6 +9,7 @@ PACKAGES=(
   blueprint-tools   # bpfmt: the device build check reads the Android.bp files with it
   libedit-dev       # line editing of rcsconfigctl's interactive session
   clang libclang-rt-14-dev   # device compile check, fuzzing, build-tsan/ (lock annotations)
+  python3    # platform/hidl/hostgen: the HIDL host glue generator
 )
 
 missing=()

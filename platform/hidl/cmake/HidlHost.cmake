@@ -12,7 +12,12 @@
 # files) and <target>_INCLUDE_DIR in the caller's scope.
 
 find_program(HIDL_GEN_EXECUTABLE hidl-gen REQUIRED)
-set(HIDL_HOST_GEN_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/HidlHostGen.cmake CACHE INTERNAL "")
+# The generator (platform/hidl/hostgen) and every module it imports: a change to
+# any of them regenerates the glue.
+get_filename_component(_hostgen_dir ${CMAKE_CURRENT_LIST_DIR}/../hostgen ABSOLUTE)
+file(GLOB HIDL_HOST_GEN_FILES CONFIGURE_DEPENDS ${_hostgen_dir}/*.py)
+set(HIDL_HOST_GEN_FILES ${HIDL_HOST_GEN_FILES} CACHE INTERNAL "")
+set(HIDL_HOST_GEN_SCRIPT ${_hostgen_dir}/hidl_host_gen.py CACHE INTERNAL "")
 
 function(hidl_host_package_dir out package roots)
   string(REGEX MATCH "^([a-zA-Z0-9_.]+)@([0-9]+)\\.([0-9]+)$" _ok "${package}")
@@ -41,6 +46,9 @@ endfunction()
 
 function(hidl_host_generate target)
   cmake_parse_arguments(ARG "" "OUTPUT_DIR" "ROOTS;PACKAGES" ${ARGN})
+  # Here rather than at include time: Python3_EXECUTABLE is a directory-scoped
+  # variable, and callers live in other directories (interfaces/, tests/).
+  find_package(Python3 COMPONENTS Interpreter REQUIRED)
   set(_all_hal)
   foreach(_root IN LISTS ARG_ROOTS)
     string(REGEX MATCH "^([^:]+):(.+)$" _m "${_root}")
@@ -48,7 +56,10 @@ function(hidl_host_generate target)
     list(APPEND _all_hal ${_hal})
   endforeach()
 
-  string(REPLACE ";" "|" _roots_arg "${ARG_ROOTS}")
+  set(_root_args)
+  foreach(_root IN LISTS ARG_ROOTS)
+    list(APPEND _root_args --root ${_root})
+  endforeach()
   set(_sources)
   set(_headers)
   foreach(_package IN LISTS ARG_PACKAGES)
@@ -67,15 +78,13 @@ function(hidl_host_generate target)
     set(_glue ${ARG_OUTPUT_DIR}/glue/${_stem}.cpp)
     add_custom_command(
         OUTPUT ${_outputs} ${_glue}
-        COMMAND ${CMAKE_COMMAND}
-            -DHIDL_GEN=${HIDL_GEN_EXECUTABLE}
-            "-DROOTS=${_roots_arg}"
-            -DPACKAGE=${_package}
-            -DPACKAGE_DIR=${_dir_RELATIVE}
-            -DOUTPUT_DIR=${ARG_OUTPUT_DIR}
-            -DGLUE=${_glue}
-            -P ${HIDL_HOST_GEN_SCRIPT}
-        DEPENDS ${_all_hal} ${HIDL_HOST_GEN_SCRIPT}
+        COMMAND ${Python3_EXECUTABLE} ${HIDL_HOST_GEN_SCRIPT}
+            --hidl-gen ${HIDL_GEN_EXECUTABLE}
+            ${_root_args}
+            --package ${_package}
+            --output-dir ${ARG_OUTPUT_DIR}
+            --glue ${_glue}
+        DEPENDS ${_all_hal} ${HIDL_HOST_GEN_FILES}
         COMMENT "hidl-gen ${_package}"
         VERBATIM)
     list(APPEND _headers ${_outputs})

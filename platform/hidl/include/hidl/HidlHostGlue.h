@@ -1,5 +1,5 @@
 /*
- * Support for the glue that HidlHostGen.cmake writes per interface: what the
+ * Support for the glue that platform/hidl/hostgen writes per interface: what the
  * generated sources and libhidltransport do on a device, within one process.
  * (Calls between processes are in hidl/HidlHostRpc.h.) Product code does not
  * include this header; the generated glue and the test hooks

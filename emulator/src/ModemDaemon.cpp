@@ -14,13 +14,14 @@
 #include <thread>
 
 #include "emulator/ModemControl.h"
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
 #include "mcx_client.h"
 
 namespace mcxemu {
 
 namespace {
 
+namespace wire = mcx::wire;
 using wire::FrameType;
 
 bool fillAddress(const std::string& path, sockaddr_un* addr) {
@@ -33,7 +34,7 @@ bool fillAddress(const std::string& path, sockaddr_un* addr) {
 
 // One client process: its socket, its connections, and the sink that turns
 // emulator events into frames.
-class Session : public ModemSink {
+class Session : public ModemListener {
 public:
     Session(ModemEmulator& modem, int fd, pid_t peer) : mModem(modem), mFd(fd), mPeer(peer) {}
     ~Session() override { ::close(mFd); }

@@ -45,13 +45,13 @@ ModemEmulator::ModemEmulator()
 
 ModemEmulator::~ModemEmulator() = default;
 
-void ModemEmulator::attach(ModemSink* sink) {
+void ModemEmulator::attach(ModemListener* sink) {
     std::lock_guard<std::mutex> lock(mLock);
     mSinks.insert(sink);
     for (const auto& [id, up] : mServiceUp) sink->onServiceState(id, up);
 }
 
-void ModemEmulator::detach(ModemSink* sink) {
+void ModemEmulator::detach(ModemListener* sink) {
     std::lock_guard<std::mutex> lock(mLock);
     mSinks.erase(sink);
     for (auto it = mConnections.begin(); it != mConnections.end();) {
@@ -71,7 +71,7 @@ bool ModemEmulator::isServiceUp(uint32_t serviceId) const {
     return it != mServiceUp.end() && it->second;
 }
 
-uint64_t ModemEmulator::connect(uint32_t serviceId, ModemSink* sink) {
+uint64_t ModemEmulator::connect(uint32_t serviceId, ModemListener* sink) {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mServiceUp.find(serviceId);
     if (it == mServiceUp.end() || !it->second || sink == nullptr) return 0;
@@ -191,7 +191,7 @@ void ModemEmulator::setServiceUpLocked(uint32_t serviceId, bool up) {
     state->second = up;
     // Sinks hear of the service state before its lost connections, so that a
     // client told of a lost connection finds the service already down.
-    for (ModemSink* sink : mSinks) sink->onServiceState(serviceId, up);
+    for (ModemListener* sink : mSinks) sink->onServiceState(serviceId, up);
     if (!up) {
         for (auto it = mConnections.begin(); it != mConnections.end();) {
             if (it->second.serviceId != serviceId) {

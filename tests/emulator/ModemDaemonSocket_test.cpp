@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "emulator/ModemDaemon.h"
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
@@ -30,8 +30,8 @@
 namespace {
 
 using namespace std::chrono_literals;
-using mcxemu::wire::FrameType;
-using mcxemu::wire::Writer;
+using mcx::wire::FrameType;
+using mcx::wire::Writer;
 
 constexpr auto kWait = 10s;
 
@@ -211,11 +211,11 @@ TEST_F(DaemonSocketTest, MalformedFrames_CloseOnlyTheirConnectionWithOneLineEach
     std::vector<uint8_t> open = rawFrame(1, 8, Writer().u32(7).u32(IMSS_SERVICE_ID_V01).bytes());
     ASSERT_EQ(send(healthy, open.data(), open.size(), MSG_NOSIGNAL), static_cast<ssize_t>(open.size()));
     std::vector<uint8_t> frame;
-    mcxemu::wire::DaemonMessage reply;
+    mcx::wire::DaemonMessage reply;
     std::string why;
     do {
-        ASSERT_EQ(mcxemu::wire::readFrame(healthy, &frame), mcxemu::wire::ReadResult::Frame);
-        ASSERT_TRUE(mcxemu::wire::decodeDaemonFrame(frame.data(), frame.size(), &reply, &why)) << why;
+        ASSERT_EQ(mcx::wire::readFrame(healthy, &frame), mcx::wire::ReadResult::Frame);
+        ASSERT_TRUE(mcx::wire::decodeDaemonFrame(frame.data(), frame.size(), &reply, &why)) << why;
     } while (reply.type != FrameType::Reply);
     EXPECT_EQ(reply.reqId, 7u);
     EXPECT_EQ(reply.status, MCX_NO_ERR);
@@ -276,8 +276,8 @@ public:
         pollfd p{mListen, POLLIN, 0};
         if (poll(&p, 1, 10000) != 1) return -1;
         int fd = accept4(mListen, nullptr, nullptr, SOCK_CLOEXEC);
-        mcxemu::wire::sendFrame(fd, FrameType::ServiceState, Writer().u32(IMSS_SERVICE_ID_V01).u32(1).bytes());
-        mcxemu::wire::sendFrame(fd, FrameType::Ready, {});
+        mcx::wire::sendFrame(fd, FrameType::ServiceState, Writer().u32(IMSS_SERVICE_ID_V01).u32(1).bytes());
+        mcx::wire::sendFrame(fd, FrameType::Ready, {});
         return fd;
     }
     bool bound = false;

@@ -3,7 +3,7 @@
  * Application ("imsa") services, for hosts without a modem.
  *
  * A transport (the messaging library's embedded transport, or the mcx-modemd
- * daemon on behalf of its socket clients) attaches a ModemSink, opens
+ * daemon on behalf of its socket clients) attaches a ModemListener, opens
  * connections to a service and passes requests in; the emulator answers them
  * from the service's message table and its own state, and pushes indications,
  * lost connections and service up/down through the sinks.
@@ -45,13 +45,13 @@ public:
     // ---- transport side ----
 
     // Adds a sink; it is told the current state of every service at once.
-    void attach(ModemSink* sink);
+    void attach(ModemListener* sink);
     // Removes a sink and closes its connections without telling it.
-    void detach(ModemSink* sink);
+    void detach(ModemListener* sink);
     // True when the service (IMSS_SERVICE_ID_V01 / IMSA_SERVICE_ID_V01) is up.
     bool isServiceUp(uint32_t serviceId) const;
     // Opens a connection whose indications go to `sink`; 0 when the service is down or unknown.
-    uint64_t connect(uint32_t serviceId, ModemSink* sink);
+    uint64_t connect(uint32_t serviceId, ModemListener* sink);
     // Closes a connection; unknown ids are ignored.
     void disconnect(uint64_t connId);
     // Handles one request. Lengths are checked against the service's table
@@ -113,7 +113,7 @@ public:
 private:
     struct Connection {
         uint32_t serviceId;
-        ModemSink* sink;
+        ModemListener* sink;
     };
     struct Countdown {
         explicit Countdown(int count = 1);  // count <= 0: until cleared
@@ -139,7 +139,7 @@ private:
 
     mutable std::mutex mLock;
     mutable std::condition_variable mRequestCv;
-    std::set<ModemSink*> mSinks;                    // guarded by mLock
+    std::set<ModemListener*> mSinks;                    // guarded by mLock
     std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
     std::map<uint64_t, Connection> mConnections;    // guarded by mLock
     uint64_t mNextConnId = 1;                       // guarded by mLock

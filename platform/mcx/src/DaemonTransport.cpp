@@ -12,9 +12,9 @@
 
 namespace mcx {
 
-using mcxemu::wire::DaemonMessage;
-using mcxemu::wire::FrameType;
-using mcxemu::wire::Writer;
+using mcx::wire::DaemonMessage;
+using mcx::wire::FrameType;
+using mcx::wire::Writer;
 
 namespace {
 // How often a lost daemon is looked for again, and how long set-up calls wait.
@@ -22,7 +22,7 @@ constexpr auto kReconnectInterval = std::chrono::milliseconds(100);
 constexpr uint32_t kSetupTimeoutMs = 2000;
 }  // namespace
 
-DaemonTransport::DaemonTransport(std::string socketPath, TransportListener& listener)
+DaemonTransport::DaemonTransport(std::string socketPath, ModemListener& listener)
     : mPath(std::move(socketPath)), mListener(listener) {
     mReader = std::thread(&DaemonTransport::readerLoop, this);
     std::unique_lock<std::mutex> lock(mLock);
@@ -88,13 +88,13 @@ void DaemonTransport::readerLoop() {
 void DaemonTransport::serve(int fd) {
     std::vector<uint8_t> frame;
     for (;;) {
-        mcxemu::wire::ReadResult got = mcxemu::wire::readFrame(fd, &frame);
-        if (got == mcxemu::wire::ReadResult::Closed) return;
-        if (got == mcxemu::wire::ReadResult::TooLong) {
+        mcx::wire::ReadResult got = mcx::wire::readFrame(fd, &frame);
+        if (got == mcx::wire::ReadResult::Closed) return;
+        if (got == mcx::wire::ReadResult::TooLong) {
             __android_log_print(ANDROID_LOG_WARN, "mcx_client",
                                 "malformed frame from mcx-modemd (length field over %u bytes): "
                                 "taking the daemon as lost",
-                                mcxemu::wire::kMaxPayload);
+                                mcx::wire::kMaxPayload);
             return;
         }
         if (!handleFrame(frame)) return;
@@ -104,7 +104,7 @@ void DaemonTransport::serve(int fd) {
 bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
     DaemonMessage in;
     std::string why;
-    if (!mcxemu::wire::decodeDaemonFrame(bytes.data(), bytes.size(), &in, &why)) {
+    if (!mcx::wire::decodeDaemonFrame(bytes.data(), bytes.size(), &in, &why)) {
         __android_log_print(ANDROID_LOG_WARN, "mcx_client",
                             "malformed frame from mcx-modemd (%s): taking the daemon as lost",
                             why.c_str());
@@ -272,10 +272,10 @@ void DaemonTransport::sendOn(uint64_t session, int fd, FrameType type,
         std::lock_guard<std::mutex> lock(mLock);
         if (mSession != session || mFd < 0) return;  // that connection to the daemon is gone
     }
-    mcxemu::wire::sendFrame(fd, type, payload);
+    mcx::wire::sendFrame(fd, type, payload);
 }
 
-TransportReply DaemonTransport::request(uint64_t connId, uint32_t msgId, const void* req,
+ModemReply DaemonTransport::request(uint64_t connId, uint32_t msgId, const void* req,
                                         uint32_t reqLen, uint32_t timeoutMs) {
     return call(FrameType::Request, [&](Writer& w) {
         // A connection of an earlier daemon names nothing on this one.

@@ -22,7 +22,7 @@
 #include <thread>
 
 #include "McxTransport.h"
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
 
 namespace mcx {
 
@@ -30,13 +30,13 @@ class DaemonTransport : public McxTransport {
 public:
     // Starts the reader thread and waits (at most a second) for the first
     // connection attempt, so that the service states are known on return.
-    DaemonTransport(std::string socketPath, TransportListener& listener);
+    DaemonTransport(std::string socketPath, ModemListener& listener);
     // Stops the reader thread; no listener call happens after it returns.
     ~DaemonTransport() override;
 
     int open(uint32_t serviceId, uint64_t* connId) override;
     void close(uint64_t connId) override;
-    TransportReply request(uint64_t connId, uint32_t msgId, const void* req, uint32_t reqLen,
+    ModemReply request(uint64_t connId, uint32_t msgId, const void* req, uint32_t reqLen,
                            uint32_t timeoutMs) override;
     int control(const std::string& command, std::string* reply) override;
 
@@ -49,26 +49,26 @@ private:
     struct Pending {
         bool done = false;
         bool opening = false;  // an Open: its reply files the new connection
-        TransportReply reply;
+        ModemReply reply;
         uint64_t value = 0;
     };
     // Writes the body of a frame after its request id; false if the frame
     // cannot be sent (a connection of an earlier daemon). Called under mLock.
-    using BodyWriter = std::function<bool(mcxemu::wire::Writer&)>;
+    using BodyWriter = std::function<bool(mcx::wire::Writer&)>;
 
     void readerLoop();
     int connectSocket() const;
     void serve(int fd);
     void lostDaemon();
     // Writes a frame if `session` is still the daemon connection.
-    void sendOn(uint64_t session, int fd, mcxemu::wire::FrameType type,
+    void sendOn(uint64_t session, int fd, mcx::wire::FrameType type,
                 const std::vector<uint8_t>& payload);
     // Sends a frame carrying a new request id and waits for its reply.
-    Pending call(mcxemu::wire::FrameType type, const BodyWriter& body, uint32_t timeoutMs,
+    Pending call(mcx::wire::FrameType type, const BodyWriter& body, uint32_t timeoutMs,
                  bool opening = false);
 
     const std::string mPath;
-    TransportListener& mListener;
+    ModemListener& mListener;
     std::mutex mWriteLock;                   // one frame at a time on the socket; taken before mLock
     std::mutex mLock;
     std::condition_variable mCv;

@@ -5,7 +5,7 @@
 
 namespace mcx {
 
-EmbeddedTransport::EmbeddedTransport(mcxemu::ModemEmulator& modem, TransportListener& listener)
+EmbeddedTransport::EmbeddedTransport(mcxemu::ModemEmulator& modem, ModemListener& listener)
     : mModem(modem), mListener(listener) {
     mModem.attach(this);
 }
@@ -19,11 +19,11 @@ int EmbeddedTransport::open(uint32_t serviceId, uint64_t* connId) {
 
 void EmbeddedTransport::close(uint64_t connId) { mModem.disconnect(connId); }
 
-TransportReply EmbeddedTransport::request(uint64_t connId, uint32_t msgId, const void* req,
+ModemReply EmbeddedTransport::request(uint64_t connId, uint32_t msgId, const void* req,
                                           uint32_t reqLen, uint32_t timeoutMs) {
     (void)timeoutMs;  // the emulator answers at once; delays come back in the reply
     mcxemu::ModemReply r = mModem.request(connId, msgId, static_cast<const uint8_t*>(req), reqLen);
-    return TransportReply{r.status, std::move(r.response), r.delayMs};
+    return ModemReply{r.status, std::move(r.response), r.delayMs};
 }
 
 int EmbeddedTransport::control(const std::string& command, std::string* reply) {

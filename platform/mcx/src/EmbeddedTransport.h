@@ -11,15 +11,15 @@
 
 namespace mcx {
 
-class EmbeddedTransport : public McxTransport, public mcxemu::ModemSink {
+class EmbeddedTransport : public McxTransport, public mcx::ModemListener {
 public:
     // Attaches to the emulator; the listener hears the current service states at once.
-    EmbeddedTransport(mcxemu::ModemEmulator& modem, TransportListener& listener);
+    EmbeddedTransport(mcxemu::ModemEmulator& modem, ModemListener& listener);
     ~EmbeddedTransport() override;
 
     int open(uint32_t serviceId, uint64_t* connId) override;
     void close(uint64_t connId) override;
-    TransportReply request(uint64_t connId, uint32_t msgId, const void* req, uint32_t reqLen,
+    ModemReply request(uint64_t connId, uint32_t msgId, const void* req, uint32_t reqLen,
                            uint32_t timeoutMs) override;
     int control(const std::string& command, std::string* reply) override;
 
@@ -29,7 +29,7 @@ private:
     void onConnectionLost(uint64_t connId) override;
 
     mcxemu::ModemEmulator& mModem;
-    TransportListener& mListener;
+    ModemListener& mListener;
 };
 
 }  // namespace mcx

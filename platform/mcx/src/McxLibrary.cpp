@@ -191,7 +191,7 @@ int McxLibrary::sendSync(mcx_client_type h, unsigned int msgId, const void* req,
         connId = h->connId;
         ++h->inFlight;
     }
-    TransportReply reply = transport()->request(connId, msgId, req, reqLen, timeoutMs);
+    ModemReply reply = transport()->request(connId, msgId, req, reqLen, timeoutMs);
 
     std::unique_lock<std::mutex> lock(mLock);
     int rc = reply.status;

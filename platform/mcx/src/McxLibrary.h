@@ -41,7 +41,7 @@ struct mcx_client_struct {
 
 namespace mcx {
 
-class McxLibrary : public TransportListener {
+class McxLibrary : public ModemListener {
 public:
     // The one instance (created on first use, never destroyed: the callback
     // thread may still run while the process exits).

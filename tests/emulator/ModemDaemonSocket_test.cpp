@@ -20,11 +20,12 @@
 #include <string>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemDaemon.h"
-#include "mcx_wire/ModemWire.h"
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "mcx_wire/ModemWire.h"
 #include "support/ModemDaemonProcess.h"
 
 namespace {
@@ -306,7 +307,7 @@ void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_ev
 TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
     FakeDaemon fake(path);
     ASSERT_TRUE(fake.bound);
-    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
     Notices notices;
     mcx_client_type notifier = nullptr;
     ASSERT_EQ(mcx_client_notifier_init(imss_get_service_object_internal_v01(1, 0x67, 6), nullptr, &notifier),
@@ -339,7 +340,7 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
         seen += 2;
     }
     mcx_client_release(notifier);
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    mcxemu::useEmbeddedModem();
 }
 
 }  // namespace

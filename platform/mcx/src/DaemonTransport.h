@@ -21,7 +21,7 @@
 #include <string>
 #include <thread>
 
-#include "McxTransport.h"
+#include "mcx_host_transport.h"
 #include "mcx_wire/ModemWire.h"
 
 namespace mcx {

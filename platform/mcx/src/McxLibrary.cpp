@@ -6,14 +6,32 @@
 #include <chrono>
 #include <cstring>
 
-#include "DaemonTransport.h"
-#include "EmbeddedTransport.h"
-
 #define MCX_WARN(...) __android_log_print(ANDROID_LOG_WARN, "mcx_client", __VA_ARGS__)
 
 namespace mcx {
 
 using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// What the library talks to while the process has installed no modem: every
+// service is down, as on a device whose modem never came up.
+class NoModemTransport : public McxTransport {
+public:
+    int open(uint32_t, uint64_t*) override { return MCX_ERR_NO_SERVICE; }
+    void close(uint64_t) override {}
+    ModemReply request(uint64_t, uint32_t, const void*, uint32_t, uint32_t) override {
+        ModemReply reply;
+        reply.status = MCX_ERR_SERVICE_GONE;  // no connection can have been opened
+        return reply;
+    }
+    int control(const std::string&, std::string* reply) override {
+        *reply = "no modem installed";
+        return MCX_ERR_NO_SERVICE;
+    }
+};
+
+}  // namespace
 
 McxLibrary& McxLibrary::instance() {
     static McxLibrary* self = new McxLibrary();
@@ -29,35 +47,27 @@ McxLibrary::McxLibrary() {
 std::shared_ptr<McxTransport> McxLibrary::transport() {
     std::lock_guard<std::mutex> lock(mTransportLock);
     if (!mTransport) {
-        if (mTransportType == MCX_HOST_TRANSPORT_DAEMON) {
-            mTransport = std::make_shared<DaemonTransport>(mSocketPath, *this);
-        } else {
-            mTransport = std::make_shared<EmbeddedTransport>(mcx_host_embedded_modem(), *this);
+        if (mFactory) mTransport = mFactory(*this);
+        if (!mTransport) {
+            MCX_WARN("no modem transport installed: every service is down");
+            mTransport = std::make_shared<NoModemTransport>();
         }
     }
     return mTransport;
 }
 
-int McxLibrary::selectTransport(mcx_host_transport_type type, const char* socketPath) {
-    if (type != MCX_HOST_TRANSPORT_EMBEDDED && type != MCX_HOST_TRANSPORT_DAEMON) {
-        return MCX_ERR_INVALID_ARG;
-    }
-    if (type == MCX_HOST_TRANSPORT_DAEMON && (socketPath == nullptr || socketPath[0] == '\0')) {
-        MCX_WARN("mcx_host_select_transport: the daemon needs a socket path");
-        return MCX_ERR_INVALID_ARG;
-    }
+int McxLibrary::setTransport(TransportFactory factory) {
     std::shared_ptr<McxTransport> old;
     std::lock_guard<std::mutex> transportLock(mTransportLock);
     {
         std::lock_guard<std::mutex> lock(mLock);
         if (!mHandles.empty()) {
-            MCX_WARN("mcx_host_select_transport: %zu handles still open", mHandles.size());
+            MCX_WARN("mcx_host_set_transport: %zu handles still open", mHandles.size());
             return MCX_ERR_INVALID_ARG;
         }
     }
     old.swap(mTransport);
-    mTransportType = type;
-    mSocketPath = socketPath != nullptr ? socketPath : "";
+    mFactory = std::move(factory);
     old.reset();  // stops its threads: no event of it arrives after this
     std::lock_guard<std::mutex> lock(mLock);
     mServiceUp.clear();

@@ -17,9 +17,9 @@
 #include <thread>
 #include <vector>
 
-#include "McxTransport.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "mcx_host_transport.h"
 
 // A notifier or client handle. Only the library core touches its fields.
 struct mcx_client_struct {
@@ -60,7 +60,7 @@ public:
                const void* buf, unsigned int bufLen, void* dst, unsigned int dstLen);
     // Not from one of the handle's own callbacks (it would not wait for itself).
     int release(mcx_client_type h);
-    int selectTransport(mcx_host_transport_type type, const char* socketPath);
+    int setTransport(TransportFactory factory);
     int control(const char* command, char* reply, size_t replyLen);
 
 private:
@@ -87,9 +87,8 @@ private:
 
     // mTransportLock is taken before mLock, never after it.
     std::mutex mTransportLock;
-    std::shared_ptr<McxTransport> mTransport;       // guarded by mTransportLock
-    mcx_host_transport_type mTransportType = MCX_HOST_TRANSPORT_EMBEDDED;  // guarded by mTransportLock
-    std::string mSocketPath;                        // guarded by mTransportLock
+    std::shared_ptr<McxTransport> mTransport;       // guarded by mTransportLock: made on first use
+    TransportFactory mFactory;                      // guarded by mTransportLock: empty for no modem
 
     std::mutex mLock;
     std::condition_variable mCv;                    // queue, callback end, lost connections

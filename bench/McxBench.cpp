@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
@@ -45,7 +46,7 @@ void bindLoop(benchmark::State& state) {
 }
 
 void BM_SendSync_Embedded(benchmark::State& state) {
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    mcxemu::useEmbeddedModem();
     bindLoop(state);
 }
 BENCHMARK(BM_SendSync_Embedded);
@@ -65,9 +66,9 @@ void BM_SendSync_Daemon(benchmark::State& state) {
     while (read(fds[0], &c, 1) == 1 && c != '\n') {
     }
     close(fds[0]);
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str());
+    mcx_host_use_daemon(path.c_str());
     bindLoop(state);
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    mcxemu::useEmbeddedModem();
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
     unlink(path.c_str());
@@ -76,7 +77,7 @@ BENCHMARK(BM_SendSync_Daemon);
 
 // A 100 kB document in 2000-byte segments, as the settings client sends it.
 void BM_Upload100k_Embedded(benchmark::State& state) {
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    mcxemu::useEmbeddedModem();
     mcx_client_type h = openClient();
     std::vector<uint8_t> doc(100000, 'x');
     ims_settings_set_new_carrier_config_req_msg_v01 seg{};

@@ -24,7 +24,7 @@
 namespace {
 
 // Collects the modem's configuration status indications.
-class StatusSink : public mcxemu::ModemSink {
+class StatusSink : public mcx::ModemListener {
 public:
     void onServiceState(uint32_t, bool) override {}
     void onIndication(uint64_t, uint32_t msgId, std::vector<uint8_t> data) override {

@@ -34,6 +34,7 @@
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -199,7 +200,7 @@ Harness* setUp() {
     if (!h->runUntil([h] { return h->uploads->answers.get() == 1; })) {
         fail("the upload was not answered");
     }
-    std::vector<mcxemu::ReceivedConfig> received = mcx_host_embedded_modem().receivedConfigs(0);
+    std::vector<mcxemu::ReceivedConfig> received = mcxemu::embeddedModem().receivedConfigs(0);
     if (received.empty()) fail("the modem kept no document");
     h->uploadToken = received.back().token;
 
@@ -247,6 +248,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // Lines are still formatted (their arguments are part of what is fuzzed)
     // but not printed: the output would swamp the run.
     __android_log_set_logger(discardLog);
+    // The clients under test reach the emulator inside this process.
+    mcxemu::useEmbeddedModem();
     gHarness = setUp();
     return 0;
 }

@@ -31,14 +31,14 @@
 #include "DaemonTransport.h"
 #include "emulator/ModemDaemon.h"
 #include "emulator/ModemEmulator.h"
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
 
 namespace {
 
-using mcxemu::wire::ReadResult;
+using mcx::wire::ReadResult;
 
 // The library side's listener: what the transport passes on is dropped.
-class NullListener : public mcx::TransportListener {
+class NullListener : public mcx::ModemListener {
 public:
     void onServiceState(uint32_t, bool) override {}
     void onIndication(uint64_t, uint32_t, std::vector<uint8_t>) override {}
@@ -96,10 +96,10 @@ void daemonSide(Harness& h, const uint8_t* bytes, size_t len) {
     // refused a frame; whatever it sent until then must be well-formed.
     std::vector<uint8_t> frame;
     ReadResult got;
-    while ((got = mcxemu::wire::readFrame(fd, &frame)) == ReadResult::Frame) {
-        mcxemu::wire::DaemonMessage message;
+    while ((got = mcx::wire::readFrame(fd, &frame)) == ReadResult::Frame) {
+        mcx::wire::DaemonMessage message;
         std::string why;
-        if (!mcxemu::wire::decodeDaemonFrame(frame.data(), frame.size(), &message, &why)) {
+        if (!mcx::wire::decodeDaemonFrame(frame.data(), frame.size(), &message, &why)) {
             fprintf(stderr, "daemon sent a malformed frame: %s\n", why.c_str());
             fail("malformed daemon frame");
         }
@@ -114,7 +114,7 @@ void clientSide(Harness& h, const uint8_t* bytes, size_t len) {
     int fd = -1;
     if (!streamOf(bytes, len, &fd)) fail("no socket pair");
     std::vector<uint8_t> frame;
-    while (mcxemu::wire::readFrame(fd, &frame) == ReadResult::Frame) {
+    while (mcx::wire::readFrame(fd, &frame) == ReadResult::Frame) {
         if (!h.transport->handleFrame(frame)) break;
     }
     close(fd);

@@ -9,18 +9,19 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <thread>
 
 #include "emulator/ModemControl.h"
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
+#include "hostsync/Mutex.h"
 #include "mcx_client.h"
 
 namespace mcxemu {
 
 namespace {
 
+namespace wire = mcx::wire;
 using wire::FrameType;
 
 bool fillAddress(const std::string& path, sockaddr_un* addr) {
@@ -33,7 +34,7 @@ bool fillAddress(const std::string& path, sockaddr_un* addr) {
 
 // One client process: its socket, its connections, and the sink that turns
 // emulator events into frames.
-class Session : public ModemSink {
+class Session : public ModemListener {
 public:
     Session(ModemEmulator& modem, int fd, pid_t peer) : mModem(modem), mFd(fd), mPeer(peer) {}
     ~Session() override { ::close(mFd); }
@@ -68,7 +69,7 @@ public:
     }
     void onConnectionLost(uint64_t connId) override {
         {
-            std::lock_guard<std::mutex> lock(mConnLock);
+            hostsync::MutexLock lock(mConnLock);
             mConnections.erase(connId);
         }
         send(FrameType::ConnectionLost, wire::Writer().u64(connId).bytes());
@@ -80,7 +81,7 @@ private:
             case FrameType::Open: {
                 uint64_t connId = mModem.connect(in.serviceId, this);
                 if (connId != 0) {
-                    std::lock_guard<std::mutex> lock(mConnLock);
+                    hostsync::MutexLock lock(mConnLock);
                     mConnections.insert(connId);
                 }
                 reply(in.reqId, connId == 0 ? MCX_ERR_NO_SERVICE : MCX_NO_ERR, 0, connId, {});
@@ -111,7 +112,7 @@ private:
     }
 
     bool owns(uint64_t connId, bool forget) {
-        std::lock_guard<std::mutex> lock(mConnLock);
+        hostsync::MutexLock lock(mConnLock);
         bool found = mConnections.count(connId) != 0;
         if (found && forget) mConnections.erase(connId);
         return found;
@@ -124,7 +125,7 @@ private:
     }
 
     void send(FrameType type, const std::vector<uint8_t>& payload) {
-        std::lock_guard<std::mutex> lock(mWriteLock);
+        hostsync::MutexLock lock(mWriteLock);
         // A failed write shows up as end of stream in serve(), which ends the session.
         wire::sendFrame(mFd, type, payload);
     }
@@ -132,9 +133,9 @@ private:
     ModemEmulator& mModem;
     const int mFd;
     const pid_t mPeer;
-    std::mutex mWriteLock;               // one frame at a time on the socket
-    std::mutex mConnLock;
-    std::set<uint64_t> mConnections;     // guarded by mConnLock
+    hostsync::Mutex mWriteLock;  // one frame at a time on the socket
+    hostsync::Mutex mConnLock;
+    std::set<uint64_t> mConnections GUARDED_BY(mConnLock);
 };
 
 // What is at `path` before the daemon binds there.

@@ -45,14 +45,14 @@ ModemEmulator::ModemEmulator()
 
 ModemEmulator::~ModemEmulator() = default;
 
-void ModemEmulator::attach(ModemSink* sink) {
-    std::lock_guard<std::mutex> lock(mLock);
+void ModemEmulator::attach(ModemListener* sink) {
+    hostsync::MutexLock lock(mLock);
     mSinks.insert(sink);
     for (const auto& [id, up] : mServiceUp) sink->onServiceState(id, up);
 }
 
-void ModemEmulator::detach(ModemSink* sink) {
-    std::lock_guard<std::mutex> lock(mLock);
+void ModemEmulator::detach(ModemListener* sink) {
+    hostsync::MutexLock lock(mLock);
     mSinks.erase(sink);
     for (auto it = mConnections.begin(); it != mConnections.end();) {
         if (it->second.sink == sink) {
@@ -66,13 +66,13 @@ void ModemEmulator::detach(ModemSink* sink) {
 }
 
 bool ModemEmulator::isServiceUp(uint32_t serviceId) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     auto it = mServiceUp.find(serviceId);
     return it != mServiceUp.end() && it->second;
 }
 
-uint64_t ModemEmulator::connect(uint32_t serviceId, ModemSink* sink) {
-    std::lock_guard<std::mutex> lock(mLock);
+uint64_t ModemEmulator::connect(uint32_t serviceId, ModemListener* sink) {
+    hostsync::MutexLock lock(mLock);
     auto it = mServiceUp.find(serviceId);
     if (it == mServiceUp.end() || !it->second || sink == nullptr) return 0;
     uint64_t id = mNextConnId++;
@@ -83,7 +83,7 @@ uint64_t ModemEmulator::connect(uint32_t serviceId, ModemSink* sink) {
 }
 
 void ModemEmulator::disconnect(uint64_t connId) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (mConnections.erase(connId) == 0) return;
     mSettings->disconnect(connId);
     mApplication->disconnect(connId);
@@ -96,7 +96,7 @@ int32_t ModemEmulator::subscriptionOfLocked(const Connection& c, uint64_t connId
 
 ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t* data,
                                   size_t len) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     ModemReply reply;
     auto conn = mConnections.find(connId);
     if (conn == mConnections.end()) {
@@ -117,7 +117,7 @@ ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t
     // Counted apart from the window only for the services' own messages, so
     // that a peer sending made-up ids cannot grow the counts.
     if (desc != nullptr) ++mRequestCounts[Key(c.serviceId, msgId)];
-    mRequestCv.notify_all();
+    mRequestCv.notifyAll();
     if (desc == nullptr || desc->req_len == MCX_MSG_LEN_NONE) {
         reply.status = MCX_ERR_INVALID_ARG;
         return reply;
@@ -165,6 +165,7 @@ ModemReply ModemEmulator::request(uint64_t connId, uint32_t msgId, const uint8_t
 }
 
 void ModemEmulator::emit(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) {
+    mLock.assertHeld();  // a service sends while the emulator runs it
     auto conn = mConnections.find(connId);
     if (conn == mConnections.end()) return;
     Key key{conn->second.serviceId, msgId};
@@ -178,6 +179,7 @@ void ModemEmulator::emit(uint64_t connId, uint32_t msgId, std::vector<uint8_t> d
 }
 
 std::vector<uint64_t> ModemEmulator::connectionsOf(uint32_t serviceId) const {
+    mLock.assertHeld();  // asked by a service the emulator runs, or by connectionCount()
     std::vector<uint64_t> ids;
     for (const auto& [id, c] : mConnections) {
         if (c.serviceId == serviceId) ids.push_back(id);
@@ -191,7 +193,7 @@ void ModemEmulator::setServiceUpLocked(uint32_t serviceId, bool up) {
     state->second = up;
     // Sinks hear of the service state before its lost connections, so that a
     // client told of a lost connection finds the service already down.
-    for (ModemSink* sink : mSinks) sink->onServiceState(serviceId, up);
+    for (ModemListener* sink : mSinks) sink->onServiceState(serviceId, up);
     if (!up) {
         for (auto it = mConnections.begin(); it != mConnections.end();) {
             if (it->second.serviceId != serviceId) {
@@ -208,18 +210,18 @@ void ModemEmulator::setServiceUpLocked(uint32_t serviceId, bool up) {
 }
 
 void ModemEmulator::setServiceUp(uint32_t serviceId, bool up) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     setServiceUpLocked(serviceId, up);
 }
 
 void ModemEmulator::restart() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     for (uint32_t id : kServices) setServiceUpLocked(id, false);
     for (uint32_t id : kServices) setServiceUpLocked(id, true);
 }
 
 void ModemEmulator::reset() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     for (uint32_t id : kServices) setServiceUpLocked(id, false);
     mFaults.clear();
     mDroppedIndications.clear();
@@ -232,36 +234,36 @@ void ModemEmulator::reset() {
 }
 
 void ModemEmulator::setCarrierConfigSupported(bool supported) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mSettings->setCarrierConfigSupported(supported);
 }
 
 void ModemEmulator::failMessage(uint32_t serviceId, uint32_t msgId, const MessageFault& fault,
                                 int count) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mFaults[{serviceId, msgId}] = PendingFault{fault, Countdown{count}};
 }
 
 void ModemEmulator::dropIndication(uint32_t serviceId, uint32_t msgId, int count) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mDroppedIndications[{serviceId, msgId}] = Countdown{count};
 }
 
 void ModemEmulator::setIndicationLength(uint32_t serviceId, uint32_t msgId, uint32_t length,
                                         int count) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mIndicationLengths[{serviceId, msgId}] = LengthFault{length, Countdown{count}};
 }
 
 void ModemEmulator::clearFaults() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mFaults.clear();
     mDroppedIndications.clear();
     mIndicationLengths.clear();
 }
 
 std::vector<RequestRecord> ModemEmulator::requests() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return std::vector<RequestRecord>(mRequests.begin(), mRequests.end());
 }
 
@@ -274,56 +276,57 @@ size_t ModemEmulator::requestCountLocked(uint32_t serviceId, uint32_t msgId) con
 }
 
 size_t ModemEmulator::requestCount(uint32_t serviceId, uint32_t msgId) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return requestCountLocked(serviceId, msgId);
 }
 
 bool ModemEmulator::waitForRequests(uint32_t serviceId, uint32_t msgId, size_t count,
                                     std::chrono::milliseconds timeout) const {
-    std::unique_lock<std::mutex> lock(mLock);
-    return mRequestCv.wait_for(lock, timeout,
-                               [&] { return requestCountLocked(serviceId, msgId) >= count; });
+    hostsync::MutexLock lock(mLock);
+    return mRequestCv.waitFor(mLock, timeout, [&]() REQUIRES(mLock) {
+        return requestCountLocked(serviceId, msgId) >= count;
+    });
 }
 
 void ModemEmulator::clearRequests() {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mRequests.clear();
     mRequestCounts.clear();
 }
 
 size_t ModemEmulator::connectionCount(uint32_t serviceId) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return connectionsOf(serviceId).size();
 }
 
 std::vector<uint8_t> ModemEmulator::storedSettings(int32_t subscription, uint32_t group) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mSettings->storedSettings(subscription, group);
 }
 
 std::vector<ReceivedConfig> ModemEmulator::receivedConfigs(int32_t subscription) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mSettings->receivedConfigs(subscription);
 }
 
 std::vector<uint8_t> ModemEmulator::acsToken(int32_t subscription) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mSettings->acsToken(subscription);
 }
 
 uint64_t ModemEmulator::receivedConfigCount(int32_t subscription) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mSettings->receivedConfigCount(subscription);
 }
 
 std::vector<TokenStatus> ModemEmulator::tokenStatuses(int32_t subscription) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mSettings->tokenStatuses(subscription);
 }
 
 int ModemEmulator::sendTokenRequest(int32_t subscription, int32_t tokenType, int32_t requestReason,
                                     bool hasRequestId, int32_t requestId) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mApplication->sendTokenRequest(subscription, tokenType, requestReason, hasRequestId,
                                           requestId);
 }

@@ -20,18 +20,19 @@
 #include <string>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemDaemon.h"
-#include "emulator/ModemWire.h"
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "mcx_wire/ModemWire.h"
 #include "support/ModemDaemonProcess.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using mcxemu::wire::FrameType;
-using mcxemu::wire::Writer;
+using mcx::wire::FrameType;
+using mcx::wire::Writer;
 
 constexpr auto kWait = 10s;
 
@@ -211,11 +212,11 @@ TEST_F(DaemonSocketTest, MalformedFrames_CloseOnlyTheirConnectionWithOneLineEach
     std::vector<uint8_t> open = rawFrame(1, 8, Writer().u32(7).u32(IMSS_SERVICE_ID_V01).bytes());
     ASSERT_EQ(send(healthy, open.data(), open.size(), MSG_NOSIGNAL), static_cast<ssize_t>(open.size()));
     std::vector<uint8_t> frame;
-    mcxemu::wire::DaemonMessage reply;
+    mcx::wire::DaemonMessage reply;
     std::string why;
     do {
-        ASSERT_EQ(mcxemu::wire::readFrame(healthy, &frame), mcxemu::wire::ReadResult::Frame);
-        ASSERT_TRUE(mcxemu::wire::decodeDaemonFrame(frame.data(), frame.size(), &reply, &why)) << why;
+        ASSERT_EQ(mcx::wire::readFrame(healthy, &frame), mcx::wire::ReadResult::Frame);
+        ASSERT_TRUE(mcx::wire::decodeDaemonFrame(frame.data(), frame.size(), &reply, &why)) << why;
     } while (reply.type != FrameType::Reply);
     EXPECT_EQ(reply.reqId, 7u);
     EXPECT_EQ(reply.status, MCX_NO_ERR);
@@ -276,8 +277,8 @@ public:
         pollfd p{mListen, POLLIN, 0};
         if (poll(&p, 1, 10000) != 1) return -1;
         int fd = accept4(mListen, nullptr, nullptr, SOCK_CLOEXEC);
-        mcxemu::wire::sendFrame(fd, FrameType::ServiceState, Writer().u32(IMSS_SERVICE_ID_V01).u32(1).bytes());
-        mcxemu::wire::sendFrame(fd, FrameType::Ready, {});
+        mcx::wire::sendFrame(fd, FrameType::ServiceState, Writer().u32(IMSS_SERVICE_ID_V01).u32(1).bytes());
+        mcx::wire::sendFrame(fd, FrameType::Ready, {});
         return fd;
     }
     bool bound = false;
@@ -306,7 +307,7 @@ void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_ev
 TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
     FakeDaemon fake(path);
     ASSERT_TRUE(fake.bound);
-    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
     Notices notices;
     mcx_client_type notifier = nullptr;
     ASSERT_EQ(mcx_client_notifier_init(imss_get_service_object_internal_v01(1, 0x67, 6), nullptr, &notifier),
@@ -339,7 +340,7 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
         seen += 2;
     }
     mcx_client_release(notifier);
-    mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+    mcxemu::useEmbeddedModem();
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemDaemon.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -63,10 +64,10 @@ class ModemDaemonTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(daemon.start());
-        ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+        ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
     }
     void TearDown() override {
-        mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+        mcxemu::useEmbeddedModem();
         daemon.kill();
         unlink(path.c_str());
     }
@@ -203,9 +204,9 @@ TEST_F(ModemDaemonTest, DaemonKeepsItsStateAcrossClientRestarts) {
               MCX_NO_ERR);
     mcx_client_release(h);
 
-    // The client goes away and comes back on a fresh socket connection.
-    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr), MCX_NO_ERR);
-    ASSERT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, path.c_str()), MCX_NO_ERR);
+    // The client goes away and comes back on a fresh socket connection: the
+    // new transport replaces the old one, whose socket closes.
+    ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
     EXPECT_EQ(control("token 1"), "t0k3");
     EXPECT_EQ(control("configs 1"), "1\ntoken=6 gzip=1 len=3000");
     std::string direct;

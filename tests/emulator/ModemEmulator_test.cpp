@@ -26,7 +26,7 @@ struct Pushed {
     std::vector<uint8_t> data;
 };
 
-class RecordingSink : public mcxemu::ModemSink {
+class RecordingSink : public mcx::ModemListener {
 public:
     void onServiceState(uint32_t serviceId, bool up) override {
         events.push_back({Pushed::State, 0, serviceId, up, {}});

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -101,7 +102,7 @@ protected:
     }
 
     LogCapture log;
-    mcxemu::ModemEmulator& modem = mcx_host_embedded_modem();
+    mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
     LoopThread loop;
     std::vector<std::unique_ptr<TestSvc>> watchers;
 };

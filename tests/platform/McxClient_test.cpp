@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -66,7 +67,7 @@ void indCb(mcx_client_type, unsigned int msgId, void* buf, unsigned int len, voi
 
 class McxClientTest : public ::testing::Test {
 protected:
-    mcxemu::ModemEmulator& modem = mcx_host_embedded_modem();
+    mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
 
     mcx_client_type open(mcx_idl_service_object_type svc, Observed* o = nullptr) {
         mcx_service_info info;
@@ -323,12 +324,12 @@ TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndSto
     mcx_client_release(writer);
 }
 
-TEST_F(McxClientTest, SelectTransport_WhileHandlesOpen_IsRefused) {
+TEST_F(McxClientTest, UseDaemon_WhileHandlesOpenOrWithoutPath_IsRefused) {
     mcx_client_type h = open(imsa());
-    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, "/tmp/x"), MCX_ERR_INVALID_ARG);
+    EXPECT_EQ(mcx_host_use_daemon("/tmp/x"), MCX_ERR_INVALID_ARG);
     mcx_client_release(h);
-    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, nullptr), MCX_ERR_INVALID_ARG);
-    EXPECT_EQ(mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr), MCX_NO_ERR);
+    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG);
+    EXPECT_EQ(mcxemu::useEmbeddedModem(), MCX_NO_ERR);
     char reply[32];
     EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_NO_ERR);
     EXPECT_STREQ(reply, "pong");

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <vector>
 
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "mcx_host.h"
@@ -62,7 +63,7 @@ protected:
     size_t requests(uint32_t msgId) { return modem.requestCount(IMSA_SERVICE_ID_V01, msgId); }
 
     LogCapture log;
-    mcxemu::ModemEmulator& modem = mcx_host_embedded_modem();
+    mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
     LoopThread loop;
     std::unique_ptr<ImsMcxApplication> app;
     std::mutex lock;

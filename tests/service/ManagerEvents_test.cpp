@@ -9,6 +9,7 @@
 
 #include "FakeClients.h"
 #include "ImsFactory.h"
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -27,8 +28,8 @@ using ::android::sp;
 class ManagerEventsTest : public ::testing::Test {
 protected:
     ManagerEventsTest() {
-        mcx_host_embedded_modem().setServiceUp(IMSS_SERVICE_ID_V01, false);
-        mcx_host_embedded_modem().setServiceUp(IMSA_SERVICE_ID_V01, false);
+        mcxemu::embeddedModem().setServiceUp(IMSS_SERVICE_ID_V01, false);
+        mcxemu::embeddedModem().setServiceUp(IMSA_SERVICE_ID_V01, false);
         settings = std::make_unique<ImsMcxSettings>(com, timer);
         application = std::make_unique<ImsMcxApplication>(com, timer);
         auto* created = new RcsConfigManager(com, timer, *settings, *application);

@@ -18,6 +18,7 @@
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 
 #include "FakeClients.h"
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
@@ -41,7 +42,7 @@ protected:
         if (host) host->stop();
     }
 
-    mcxemu::ModemEmulator& modem() { return mcx_host_embedded_modem(); }
+    mcxemu::ModemEmulator& modem() { return mcxemu::embeddedModem(); }
 
     // Starts the service and waits until both modem services are up in it.
     void startService(bool carrierConfig = true,

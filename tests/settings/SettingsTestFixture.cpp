@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "emulator/EmbeddedModem.h"
 #include "mcx_host.h"
 
 namespace settingstest {
@@ -72,7 +73,7 @@ std::vector<uint8_t> documentBytes(size_t n, uint32_t seed) {
     return out;
 }
 
-mcxemu::ModemEmulator& SettingsTest::modem() { return mcx_host_embedded_modem(); }
+mcxemu::ModemEmulator& SettingsTest::modem() { return mcxemu::embeddedModem(); }
 
 void SettingsTest::SetUp() {
     modem().reset();

@@ -3,32 +3,31 @@
  * Application ("imsa") services, for hosts without a modem.
  *
  * A transport (the messaging library's embedded transport, or the mcx-modemd
- * daemon on behalf of its socket clients) attaches a ModemSink, opens
+ * daemon on behalf of its socket clients) attaches a ModemListener, opens
  * connections to a service and passes requests in; the emulator answers them
  * from the service's message table and its own state, and pushes indications,
- * lost connections and service up/down through the sinks.
+ * lost connections and service up/down through the listeners.
  *
  * The control half (service up/down, faults, the request log, inspection of
  * the stored state) is for tests and for the daemon's control commands.
  *
- * Thread safety: every method may be called from any thread. Sinks are called
- * with the emulator's lock held, so a sink must not call back into the
- * emulator; it should only queue what it receives.
+ * Thread safety: every method may be called from any thread. Listeners are
+ * called with the emulator's lock held, so a listener must not call back into
+ * the emulator; it should only queue what it receives.
  */
 #ifndef EMULATOR_MODEM_EMULATOR_H
 #define EMULATOR_MODEM_EMULATOR_H
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <vector>
 
 #include "emulator/ModemTypes.h"
+#include "hostsync/Mutex.h"
 
 namespace mcxemu {
 
@@ -45,13 +44,13 @@ public:
     // ---- transport side ----
 
     // Adds a sink; it is told the current state of every service at once.
-    void attach(ModemSink* sink);
+    void attach(ModemListener* sink);
     // Removes a sink and closes its connections without telling it.
-    void detach(ModemSink* sink);
+    void detach(ModemListener* sink);
     // True when the service (IMSS_SERVICE_ID_V01 / IMSA_SERVICE_ID_V01) is up.
     bool isServiceUp(uint32_t serviceId) const;
     // Opens a connection whose indications go to `sink`; 0 when the service is down or unknown.
-    uint64_t connect(uint32_t serviceId, ModemSink* sink);
+    uint64_t connect(uint32_t serviceId, ModemListener* sink);
     // Closes a connection; unknown ids are ignored.
     void disconnect(uint64_t connId);
     // Handles one request. Lengths are checked against the service's table
@@ -113,7 +112,7 @@ public:
 private:
     struct Connection {
         uint32_t serviceId;
-        ModemSink* sink;
+        ModemListener* sink;
     };
     struct Countdown {
         explicit Countdown(int count = 1);  // count <= 0: until cleared
@@ -131,25 +130,27 @@ private:
     };
     using Key = std::pair<uint32_t, uint32_t>;  // (service, message)
 
+    // The services call these back while the emulator runs them, that is
+    // with mLock held; the overrides tell the analysis so.
     void emit(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override;
     std::vector<uint64_t> connectionsOf(uint32_t serviceId) const override;
-    void setServiceUpLocked(uint32_t serviceId, bool up);
-    int32_t subscriptionOfLocked(const Connection& c, uint64_t connId) const;
-    size_t requestCountLocked(uint32_t serviceId, uint32_t msgId) const;
+    void setServiceUpLocked(uint32_t serviceId, bool up) REQUIRES(mLock);
+    int32_t subscriptionOfLocked(const Connection& c, uint64_t connId) const REQUIRES(mLock);
+    size_t requestCountLocked(uint32_t serviceId, uint32_t msgId) const REQUIRES(mLock);
 
-    mutable std::mutex mLock;
-    mutable std::condition_variable mRequestCv;
-    std::set<ModemSink*> mSinks;                    // guarded by mLock
-    std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
-    std::map<uint64_t, Connection> mConnections;    // guarded by mLock
-    uint64_t mNextConnId = 1;                       // guarded by mLock
-    std::map<Key, PendingFault> mFaults;            // guarded by mLock
-    std::map<Key, Countdown> mDroppedIndications;   // guarded by mLock
-    std::map<Key, LengthFault> mIndicationLengths;  // guarded by mLock
-    std::deque<RequestRecord> mRequests;            // guarded by mLock
-    std::map<Key, size_t> mRequestCounts;           // guarded by mLock: known messages only
-    std::unique_ptr<SettingsService> mSettings;     // guarded by mLock
-    std::unique_ptr<ApplicationService> mApplication;  // guarded by mLock
+    mutable hostsync::Mutex mLock;
+    mutable hostsync::CondVar mRequestCv;
+    std::set<ModemListener*> mSinks GUARDED_BY(mLock);
+    std::map<uint32_t, bool> mServiceUp GUARDED_BY(mLock);
+    std::map<uint64_t, Connection> mConnections GUARDED_BY(mLock);
+    uint64_t mNextConnId GUARDED_BY(mLock) = 1;
+    std::map<Key, PendingFault> mFaults GUARDED_BY(mLock);
+    std::map<Key, Countdown> mDroppedIndications GUARDED_BY(mLock);
+    std::map<Key, LengthFault> mIndicationLengths GUARDED_BY(mLock);
+    std::deque<RequestRecord> mRequests GUARDED_BY(mLock);
+    std::map<Key, size_t> mRequestCounts GUARDED_BY(mLock);  // known messages only
+    std::unique_ptr<SettingsService> mSettings GUARDED_BY(mLock);
+    std::unique_ptr<ApplicationService> mApplication GUARDED_BY(mLock);
 };
 
 }  // namespace mcxemu

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "mcx_wire/ModemLink.h"
+
 namespace mcxemu {
 
 // Response-header values of a request the modem refuses.
@@ -35,23 +37,11 @@ enum SegmentStatus : uint32_t {
     kSegmentBadCount = 2,  // seg_count 0
 };
 
-// What a request gets back. `status` is 0 or a negative MCX_ERR_* code of
-// mcx_client.h; `delayMs` asks the transport to hold the response back.
-struct ModemReply {
-    int status = 0;
-    std::vector<uint8_t> response;
-    uint32_t delayMs = 0;
-};
-
-// Receives what the emulator pushes to a transport. Called with the
-// emulator's lock held: queue, never call back into the emulator.
-class ModemSink {
-public:
-    virtual ~ModemSink() = default;
-    virtual void onServiceState(uint32_t serviceId, bool up) = 0;
-    virtual void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) = 0;
-    virtual void onConnectionLost(uint64_t connId) = 0;
-};
+// A request's answer and the events pushed to a transport are the messaging
+// library's own types: the emulator is one more modem behind it. Its
+// listeners are called with the emulator's lock held.
+using mcx::ModemListener;
+using mcx::ModemReply;
 
 // How a service sends indications (implemented by the emulator, which applies
 // the indication faults).

@@ -1,7 +1,8 @@
 /*
  * Host-only controls of the modem messaging library; a device build has no
- * such header. They choose how the library reaches the modem and give tests
- * and tools a handle on the modem behind it.
+ * such header. The process chooses the modem the library talks to (the
+ * library itself knows only the transport interface and its own client of
+ * the mcx-modemd socket) and can steer that modem with text commands.
  */
 #ifndef MCX_HOST_H
 #define MCX_HOST_H
@@ -14,32 +15,28 @@
 extern "C" {
 #endif
 
-typedef enum {
-    MCX_HOST_TRANSPORT_EMBEDDED = 0, /* the modem emulator inside this process (default) */
-    MCX_HOST_TRANSPORT_DAEMON = 1    /* the mcx-modemd daemon on a Unix socket */
-} mcx_host_transport_type;
+/* Makes the library talk to the mcx-modemd daemon on socket_path from the
+ * next handle on. Only allowed while no handle is open: MCX_ERR_INVALID_ARG
+ * otherwise, or without a path. */
+mcx_client_error_type mcx_host_use_daemon(const char* socket_path);
 
-/* Chooses the transport. socket_path names the daemon's socket (ignored for
- * the embedded emulator). Only allowed while no handle is open:
- * MCX_ERR_INVALID_ARG otherwise, or for a daemon transport without a path. */
-mcx_client_error_type mcx_host_select_transport(mcx_host_transport_type type,
-                                                const char* socket_path);
-
-/* Sends one control command (see emulator/ModemControl.h) to the modem behind
- * the current transport and copies its textual answer into reply. Returns 0 if
- * the command was understood and carried out. */
+/* Sends one control command to the modem behind the current transport and
+ * copies its textual answer into reply. Returns 0 if the command was
+ * understood and carried out; MCX_ERR_NO_SERVICE when no modem is installed. */
 mcx_client_error_type mcx_host_modem_control(const char* command, char* reply, size_t reply_len);
 
 #ifdef __cplusplus
 }
 
-namespace mcxemu {
-class ModemEmulator;
-}
+#include "mcx_host_transport.h"
 
-/* The emulator that the embedded transport talks to (created on first use,
- * lives for the whole process). */
-mcxemu::ModemEmulator& mcx_host_embedded_modem();
+/* Installs the transport the library uses from the next handle on. The
+ * factory runs when the library first needs a modem, with the library core
+ * as the listener for the modem's events. An empty factory (or one that
+ * makes nothing) leaves the library without a modem, every service down,
+ * which is also where a process that installs nothing stands. Only allowed
+ * while no handle is open: MCX_ERR_INVALID_ARG otherwise. */
+mcx_client_error_type mcx_host_set_transport(mcx::TransportFactory factory);
 #endif
 
 #endif /* MCX_HOST_H */

@@ -12,9 +12,9 @@
 
 namespace mcx {
 
-using mcxemu::wire::DaemonMessage;
-using mcxemu::wire::FrameType;
-using mcxemu::wire::Writer;
+using mcx::wire::DaemonMessage;
+using mcx::wire::FrameType;
+using mcx::wire::Writer;
 
 namespace {
 // How often a lost daemon is looked for again, and how long set-up calls wait.
@@ -22,19 +22,19 @@ constexpr auto kReconnectInterval = std::chrono::milliseconds(100);
 constexpr uint32_t kSetupTimeoutMs = 2000;
 }  // namespace
 
-DaemonTransport::DaemonTransport(std::string socketPath, TransportListener& listener)
+DaemonTransport::DaemonTransport(std::string socketPath, ModemListener& listener)
     : mPath(std::move(socketPath)), mListener(listener) {
     mReader = std::thread(&DaemonTransport::readerLoop, this);
-    std::unique_lock<std::mutex> lock(mLock);
-    mCv.wait_for(lock, std::chrono::seconds(1), [this] { return mFirstAttemptDone; });
+    hostsync::MutexLock lock(mLock);
+    mCv.waitFor(mLock, std::chrono::seconds(1), [this]() REQUIRES(mLock) { return mFirstAttemptDone; });
 }
 
 DaemonTransport::~DaemonTransport() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         mStop = true;
         if (mFd >= 0) ::shutdown(mFd, SHUT_RDWR);
-        mCv.notify_all();
+        mCv.notifyAll();
     }
     mReader.join();
 }
@@ -57,15 +57,15 @@ void DaemonTransport::readerLoop() {
     for (;;) {
         int fd = connectSocket();
         {
-            std::unique_lock<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             if (mStop) {
                 if (fd >= 0) ::close(fd);
                 return;
             }
             if (fd < 0) {
                 mFirstAttemptDone = true;
-                mCv.notify_all();
-                mCv.wait_for(lock, kReconnectInterval, [this] { return mStop; });
+                mCv.notifyAll();
+                mCv.waitFor(mLock, kReconnectInterval, [this]() REQUIRES(mLock) { return mStop; });
                 continue;
             }
             mFd = fd;
@@ -76,25 +76,25 @@ void DaemonTransport::readerLoop() {
         {
             // Closed under the write lock, after mFd was cleared, so that no
             // writer can use the number once the kernel hands it out again.
-            std::lock_guard<std::mutex> writeLock(mWriteLock);
+            hostsync::MutexLock writeLock(mWriteLock);
             ::close(fd);
         }
         // A daemon that keeps sending nonsense is not hammered.
-        std::unique_lock<std::mutex> lock(mLock);
-        mCv.wait_for(lock, kReconnectInterval, [this] { return mStop; });
+        hostsync::MutexLock lock(mLock);
+        mCv.waitFor(mLock, kReconnectInterval, [this]() REQUIRES(mLock) { return mStop; });
     }
 }
 
 void DaemonTransport::serve(int fd) {
     std::vector<uint8_t> frame;
     for (;;) {
-        mcxemu::wire::ReadResult got = mcxemu::wire::readFrame(fd, &frame);
-        if (got == mcxemu::wire::ReadResult::Closed) return;
-        if (got == mcxemu::wire::ReadResult::TooLong) {
+        mcx::wire::ReadResult got = mcx::wire::readFrame(fd, &frame);
+        if (got == mcx::wire::ReadResult::Closed) return;
+        if (got == mcx::wire::ReadResult::TooLong) {
             __android_log_print(ANDROID_LOG_WARN, "mcx_client",
                                 "malformed frame from mcx-modemd (length field over %u bytes): "
                                 "taking the daemon as lost",
-                                mcxemu::wire::kMaxPayload);
+                                mcx::wire::kMaxPayload);
             return;
         }
         if (!handleFrame(frame)) return;
@@ -104,7 +104,7 @@ void DaemonTransport::serve(int fd) {
 bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
     DaemonMessage in;
     std::string why;
-    if (!mcxemu::wire::decodeDaemonFrame(bytes.data(), bytes.size(), &in, &why)) {
+    if (!mcx::wire::decodeDaemonFrame(bytes.data(), bytes.size(), &in, &why)) {
         __android_log_print(ANDROID_LOG_WARN, "mcx_client",
                             "malformed frame from mcx-modemd (%s): taking the daemon as lost",
                             why.c_str());
@@ -112,7 +112,7 @@ bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
     }
     switch (in.type) {
         case FrameType::Reply: {
-            std::lock_guard<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             auto it = mPending.find(in.reqId);
             if (it == mPending.end()) break;  // its caller timed out
             Pending& pending = it->second;
@@ -132,13 +132,13 @@ bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
                     mDaemonConns[in.value] = pending.value;
                 }
             }
-            mCv.notify_all();
+            mCv.notifyAll();
             break;
         }
         case FrameType::Indication: {
             uint64_t connId = 0;
             {
-                std::lock_guard<std::mutex> lock(mLock);
+                hostsync::MutexLock lock(mLock);
                 auto it = mDaemonConns.find(in.connId);
                 if (it == mDaemonConns.end()) break;  // closed by us meanwhile
                 connId = it->second;
@@ -149,7 +149,7 @@ bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
         case FrameType::ConnectionLost: {
             uint64_t connId = 0;
             {
-                std::lock_guard<std::mutex> lock(mLock);
+                hostsync::MutexLock lock(mLock);
                 auto it = mDaemonConns.find(in.connId);
                 if (it == mDaemonConns.end()) break;
                 connId = it->second;
@@ -161,7 +161,7 @@ bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
         }
         case FrameType::ServiceState: {
             {
-                std::lock_guard<std::mutex> lock(mLock);
+                hostsync::MutexLock lock(mLock);
                 if (in.up) mUpServices.insert(in.serviceId);
                 else mUpServices.erase(in.serviceId);
             }
@@ -169,9 +169,9 @@ bool DaemonTransport::handleFrame(const std::vector<uint8_t>& bytes) {
             break;
         }
         case FrameType::Ready: {
-            std::lock_guard<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             mFirstAttemptDone = true;
-            mCv.notify_all();
+            mCv.notifyAll();
             break;
         }
         default:
@@ -185,7 +185,7 @@ void DaemonTransport::lostDaemon() {
     std::set<uint32_t> services;
     bool stopping = false;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         stopping = mStop;
         mFd = -1;
         for (auto& [id, pending] : mPending) {
@@ -196,7 +196,7 @@ void DaemonTransport::lostDaemon() {
         mOpenConns.clear();
         mDaemonConns.clear();
         services.swap(mUpServices);
-        mCv.notify_all();
+        mCv.notifyAll();
     }
     if (!stopping) {
         __android_log_print(ANDROID_LOG_WARN, "mcx_client", "lost mcx-modemd on %s", mPath.c_str());
@@ -216,7 +216,7 @@ DaemonTransport::Pending DaemonTransport::call(FrameType type, const BodyWriter&
     uint64_t session = 0;
     Writer frame;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (mFd < 0) return gone;
         reqId = mNextReqId++;
         frame.u32(reqId);
@@ -228,8 +228,9 @@ DaemonTransport::Pending DaemonTransport::call(FrameType type, const BodyWriter&
         mPending[reqId] = waiting;
     }
     sendOn(session, fd, type, frame.bytes());  // a failure ends in lostDaemon()
-    std::unique_lock<std::mutex> lock(mLock);
-    mCv.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return mPending[reqId].done; });
+    hostsync::MutexLock lock(mLock);
+    mCv.waitFor(mLock, std::chrono::milliseconds(timeoutMs),
+                [&]() REQUIRES(mLock) { return mPending[reqId].done; });
     Pending result = std::move(mPending[reqId]);
     mPending.erase(reqId);
     if (!result.done) result.reply.status = MCX_ERR_TIMEOUT;
@@ -252,7 +253,7 @@ void DaemonTransport::close(uint64_t connId) {
     uint64_t session = 0;
     uint64_t daemonId = 0;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         auto it = mOpenConns.find(connId);
         if (it == mOpenConns.end()) return;
         daemonId = it->second;
@@ -267,17 +268,18 @@ void DaemonTransport::close(uint64_t connId) {
 
 void DaemonTransport::sendOn(uint64_t session, int fd, FrameType type,
                              const std::vector<uint8_t>& payload) {
-    std::lock_guard<std::mutex> writeLock(mWriteLock);
+    hostsync::MutexLock writeLock(mWriteLock);
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (mSession != session || mFd < 0) return;  // that connection to the daemon is gone
     }
-    mcxemu::wire::sendFrame(fd, type, payload);
+    mcx::wire::sendFrame(fd, type, payload);
 }
 
-TransportReply DaemonTransport::request(uint64_t connId, uint32_t msgId, const void* req,
+ModemReply DaemonTransport::request(uint64_t connId, uint32_t msgId, const void* req,
                                         uint32_t reqLen, uint32_t timeoutMs) {
     return call(FrameType::Request, [&](Writer& w) {
+        mLock.assertHeld();  // call() runs the writer under mLock
         // A connection of an earlier daemon names nothing on this one.
         auto it = mOpenConns.find(connId);
         if (it == mOpenConns.end()) return false;

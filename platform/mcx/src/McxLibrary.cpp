@@ -6,14 +6,32 @@
 #include <chrono>
 #include <cstring>
 
-#include "DaemonTransport.h"
-#include "EmbeddedTransport.h"
-
 #define MCX_WARN(...) __android_log_print(ANDROID_LOG_WARN, "mcx_client", __VA_ARGS__)
 
 namespace mcx {
 
 using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// What the library talks to while the process has installed no modem: every
+// service is down, as on a device whose modem never came up.
+class NoModemTransport : public McxTransport {
+public:
+    int open(uint32_t, uint64_t*) override { return MCX_ERR_NO_SERVICE; }
+    void close(uint64_t) override {}
+    ModemReply request(uint64_t, uint32_t, const void*, uint32_t, uint32_t) override {
+        ModemReply reply;
+        reply.status = MCX_ERR_SERVICE_GONE;  // no connection can have been opened
+        return reply;
+    }
+    int control(const std::string&, std::string* reply) override {
+        *reply = "no modem installed";
+        return MCX_ERR_NO_SERVICE;
+    }
+};
+
+}  // namespace
 
 McxLibrary& McxLibrary::instance() {
     static McxLibrary* self = new McxLibrary();
@@ -27,39 +45,31 @@ McxLibrary::McxLibrary() {
 }
 
 std::shared_ptr<McxTransport> McxLibrary::transport() {
-    std::lock_guard<std::mutex> lock(mTransportLock);
+    hostsync::MutexLock lock(mTransportLock);
     if (!mTransport) {
-        if (mTransportType == MCX_HOST_TRANSPORT_DAEMON) {
-            mTransport = std::make_shared<DaemonTransport>(mSocketPath, *this);
-        } else {
-            mTransport = std::make_shared<EmbeddedTransport>(mcx_host_embedded_modem(), *this);
+        if (mFactory) mTransport = mFactory(*this);
+        if (!mTransport) {
+            MCX_WARN("no modem transport installed: every service is down");
+            mTransport = std::make_shared<NoModemTransport>();
         }
     }
     return mTransport;
 }
 
-int McxLibrary::selectTransport(mcx_host_transport_type type, const char* socketPath) {
-    if (type != MCX_HOST_TRANSPORT_EMBEDDED && type != MCX_HOST_TRANSPORT_DAEMON) {
-        return MCX_ERR_INVALID_ARG;
-    }
-    if (type == MCX_HOST_TRANSPORT_DAEMON && (socketPath == nullptr || socketPath[0] == '\0')) {
-        MCX_WARN("mcx_host_select_transport: the daemon needs a socket path");
-        return MCX_ERR_INVALID_ARG;
-    }
+int McxLibrary::setTransport(TransportFactory factory) {
     std::shared_ptr<McxTransport> old;
-    std::lock_guard<std::mutex> transportLock(mTransportLock);
+    hostsync::MutexLock transportLock(mTransportLock);
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (!mHandles.empty()) {
-            MCX_WARN("mcx_host_select_transport: %zu handles still open", mHandles.size());
+            MCX_WARN("mcx_host_set_transport: %zu handles still open", mHandles.size());
             return MCX_ERR_INVALID_ARG;
         }
     }
     old.swap(mTransport);
-    mTransportType = type;
-    mSocketPath = socketPath != nullptr ? socketPath : "";
+    mFactory = std::move(factory);
     old.reset();  // stops its threads: no event of it arrives after this
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mServiceUp.clear();
     mLostEarly.clear();
     return MCX_NO_ERR;
@@ -83,14 +93,14 @@ int McxLibrary::notifierInit(mcx_idl_service_object_type svc, mcx_client_type* o
     auto* h = new mcx_client_struct;
     h->kind = mcx_client_struct::Kind::Notifier;
     h->svc = svc;
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mHandles.insert(h);
     *out = h;
     return MCX_NO_ERR;
 }
 
 int McxLibrary::registerNotifyCb(mcx_client_type h, mcx_client_notify_cb cb, void* data) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (!liveLocked(h) || h->kind != mcx_client_struct::Kind::Notifier) {
         return MCX_ERR_INVALID_HANDLE;
     }
@@ -106,7 +116,7 @@ int McxLibrary::registerNotifyCb(mcx_client_type h, mcx_client_notify_cb cb, voi
 int McxLibrary::getAnyService(mcx_idl_service_object_type svc, mcx_service_info* info) {
     if (svc == nullptr || info == nullptr) return MCX_ERR_INVALID_ARG;
     transport();
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (!mServiceUp[svc->service_id]) return MCX_ERR_NO_SERVICE;
     std::memset(info, 0, sizeof(*info));
     info->service_id = svc->service_id;
@@ -123,13 +133,13 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
         return MCX_ERR_INVALID_ARG;
     }
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         ++mOpening;
     }
     uint64_t connId = 0;
     int rc = transport()->open(svc->service_id, &connId);
     if (rc != MCX_NO_ERR) {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         openDoneLocked();
         return rc;
     }
@@ -138,7 +148,7 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
     h->connId = connId;
     h->indCb = cb;
     h->indData = data;
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mHandles.insert(h);
     mConnections[connId] = h;
     if (mLostEarly.erase(connId) != 0) markLostLocked(h);
@@ -148,7 +158,7 @@ int McxLibrary::clientInit(mcx_service_info* info, mcx_idl_service_object_type s
 }
 
 int McxLibrary::registerErrorCb(mcx_client_type h, mcx_client_error_cb cb, void* data) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     if (!liveLocked(h) || h->kind != mcx_client_struct::Kind::Client) return MCX_ERR_INVALID_HANDLE;
     if (cb == nullptr) return MCX_ERR_INVALID_ARG;
     h->errCb = cb;
@@ -166,7 +176,7 @@ int McxLibrary::sendSync(mcx_client_type h, unsigned int msgId, const void* req,
     const auto start = Clock::now();
     uint64_t connId = 0;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (!liveLocked(h) || h->kind != mcx_client_struct::Kind::Client || h->released) {
             return MCX_ERR_INVALID_HANDLE;
         }
@@ -191,9 +201,9 @@ int McxLibrary::sendSync(mcx_client_type h, unsigned int msgId, const void* req,
         connId = h->connId;
         ++h->inFlight;
     }
-    TransportReply reply = transport()->request(connId, msgId, req, reqLen, timeoutMs);
+    ModemReply reply = transport()->request(connId, msgId, req, reqLen, timeoutMs);
 
-    std::unique_lock<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     int rc = reply.status;
     if (rc == MCX_NO_ERR && reply.response.size() != respLen) {
         MCX_WARN("send_msg_sync: modem answered 0x%x with %zu bytes, expected %u", msgId,
@@ -205,14 +215,14 @@ int McxLibrary::sendSync(mcx_client_type h, unsigned int msgId, const void* req,
         // connection's end, whichever comes first.
         const auto answerAt = start + std::chrono::milliseconds(reply.delayMs);
         const auto giveUpAt = start + std::chrono::milliseconds(timeoutMs);
-        mCv.wait_until(lock, std::min(answerAt, giveUpAt), [&] { return h->lost || h->released; });
+        mCv.waitUntil(mLock, std::min(answerAt, giveUpAt), [&] { return h->lost || h->released; });
         if (h->lost || h->released) rc = MCX_ERR_SERVICE_GONE;
         else if (reply.delayMs >= timeoutMs) rc = MCX_ERR_TIMEOUT;
     }
     if (rc == MCX_NO_ERR && h->lost) rc = MCX_ERR_SERVICE_GONE;
     if (rc == MCX_NO_ERR) std::memcpy(resp, reply.response.data(), respLen);
     --h->inFlight;
-    mCv.notify_all();
+    mCv.notifyAll();
     return rc;
 }
 
@@ -220,7 +230,7 @@ int McxLibrary::decode(mcx_client_type h, mcx_idl_type_of_message_type kind, uns
                        const void* buf, unsigned int bufLen, void* dst, unsigned int dstLen) {
     const mcx_idl_service_object* svc = nullptr;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (!liveLocked(h)) return MCX_ERR_INVALID_HANDLE;
         svc = h->svc;
     }
@@ -249,15 +259,17 @@ int McxLibrary::release(mcx_client_type h) {
     uint64_t connId = 0;
     bool closeConnection = false;
     {
-        std::unique_lock<std::mutex> lock(mLock);
+        hostsync::MutexLock lock(mLock);
         if (!liveLocked(h) || h->released) return MCX_ERR_INVALID_HANDLE;
         h->released = true;
         mQueue.erase(std::remove_if(mQueue.begin(), mQueue.end(),
                                     [h](const Callback& c) { return c.handle == h; }),
                      mQueue.end());
-        mCv.notify_all();  // wakes a send waiting out a delayed answer
+        mCv.notifyAll();  // wakes a send waiting out a delayed answer
         const bool onCallbackThread = std::this_thread::get_id() == mCallbackThreadId;
-        mCv.wait(lock, [&] { return h->inFlight == 0 && (onCallbackThread || mRunning != h); });
+        mCv.wait(mLock, [&]() REQUIRES(mLock) {
+            return h->inFlight == 0 && (onCallbackThread || mRunning != h);
+        });
         mHandles.erase(h);
         if (h->kind == mcx_client_struct::Kind::Client) {
             auto it = mConnections.find(h->connId);
@@ -282,18 +294,18 @@ void McxLibrary::markLostLocked(mcx_client_type h) {
         h->errorReported = true;
         queueLocked(Callback{Callback::Kind::Error, h, static_cast<uint32_t>(MCX_ERR_SERVICE_GONE), {}});
     }
-    mCv.notify_all();
+    mCv.notifyAll();
 }
 
 void McxLibrary::queueLocked(Callback cb) {
     mQueue.push_back(std::move(cb));
-    mCv.notify_all();
+    mCv.notifyAll();
 }
 
 void McxLibrary::callbackLoop() {
-    std::unique_lock<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     for (;;) {
-        mCv.wait(lock, [this] { return !mQueue.empty(); });
+        mCv.wait(mLock, [this]() REQUIRES(mLock) { return !mQueue.empty(); });
         Callback cb = std::move(mQueue.front());
         mQueue.pop_front();
         mcx_client_type h = cb.handle;
@@ -323,12 +335,12 @@ void McxLibrary::callbackLoop() {
         }
         lock.lock();
         mRunning = nullptr;
-        mCv.notify_all();
+        mCv.notifyAll();
     }
 }
 
 void McxLibrary::onServiceState(uint32_t serviceId, bool up) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     bool& known = mServiceUp[serviceId];
     if (known == up) return;
     known = up;
@@ -342,14 +354,14 @@ void McxLibrary::onServiceState(uint32_t serviceId, bool up) {
 }
 
 void McxLibrary::onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     auto it = mConnections.find(connId);
     if (it == mConnections.end() || it->second->indCb == nullptr) return;
     queueLocked(Callback{Callback::Kind::Indication, it->second, msgId, std::move(data)});
 }
 
 void McxLibrary::onConnectionLost(uint64_t connId) {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     auto it = mConnections.find(connId);
     if (it == mConnections.end()) {
         // Either a connection being opened, whose handle is not filed yet, or

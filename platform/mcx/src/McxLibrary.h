@@ -7,21 +7,21 @@
 #ifndef MCX_LIBRARY_H
 #define MCX_LIBRARY_H
 
-#include <condition_variable>
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "McxTransport.h"
+#include "hostsync/Mutex.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "mcx_host_transport.h"
 
-// A notifier or client handle. Only the library core touches its fields.
+// A notifier or client handle. Only the library core touches its fields, and
+// only under its mLock (a lock the analysis cannot name from here).
 struct mcx_client_struct {
     enum class Kind { Notifier, Client };
     Kind kind = Kind::Client;
@@ -41,7 +41,7 @@ struct mcx_client_struct {
 
 namespace mcx {
 
-class McxLibrary : public TransportListener {
+class McxLibrary : public ModemListener {
 public:
     // The one instance (created on first use, never destroyed: the callback
     // thread may still run while the process exits).
@@ -60,7 +60,7 @@ public:
                const void* buf, unsigned int bufLen, void* dst, unsigned int dstLen);
     // Not from one of the handle's own callbacks (it would not wait for itself).
     int release(mcx_client_type h);
-    int selectTransport(mcx_host_transport_type type, const char* socketPath);
+    int setTransport(TransportFactory factory);
     int control(const char* command, char* reply, size_t replyLen);
 
 private:
@@ -73,34 +73,36 @@ private:
     };
 
     McxLibrary();
-    std::shared_ptr<McxTransport> transport();
-    bool liveLocked(mcx_client_type h) const { return mHandles.count(h) != 0; }
-    void markLostLocked(mcx_client_type h);
+    // Makes the transport on first use. Never under mLock: a new transport
+    // reports the service states to the core at once.
+    std::shared_ptr<McxTransport> transport() EXCLUDES(mLock, mTransportLock);
+    bool liveLocked(mcx_client_type h) const REQUIRES(mLock) { return mHandles.count(h) != 0; }
+    void markLostLocked(mcx_client_type h) REQUIRES(mLock);
     // Ends one clientInit's open; the last one forgets every early loss left.
-    void openDoneLocked();
-    void queueLocked(Callback cb);
-    void callbackLoop();
+    void openDoneLocked() REQUIRES(mLock);
+    void queueLocked(Callback cb) REQUIRES(mLock);
+    void callbackLoop() EXCLUDES(mLock);
 
-    void onServiceState(uint32_t serviceId, bool up) override;
-    void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override;
-    void onConnectionLost(uint64_t connId) override;
+    void onServiceState(uint32_t serviceId, bool up) override EXCLUDES(mLock);
+    void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override
+            EXCLUDES(mLock);
+    void onConnectionLost(uint64_t connId) override EXCLUDES(mLock);
 
     // mTransportLock is taken before mLock, never after it.
-    std::mutex mTransportLock;
-    std::shared_ptr<McxTransport> mTransport;       // guarded by mTransportLock
-    mcx_host_transport_type mTransportType = MCX_HOST_TRANSPORT_EMBEDDED;  // guarded by mTransportLock
-    std::string mSocketPath;                        // guarded by mTransportLock
+    hostsync::Mutex mTransportLock;
+    std::shared_ptr<McxTransport> mTransport GUARDED_BY(mTransportLock);  // made on first use
+    TransportFactory mFactory GUARDED_BY(mTransportLock);                 // empty: no modem
 
-    std::mutex mLock;
-    std::condition_variable mCv;                    // queue, callback end, lost connections
-    std::set<mcx_client_type> mHandles;             // guarded by mLock
-    std::map<uint64_t, mcx_client_type> mConnections;  // guarded by mLock
-    std::set<uint64_t> mLostEarly;                  // guarded by mLock: lost before registration
-    int mOpening = 0;                               // guarded by mLock: clientInit calls in progress
-    std::map<uint32_t, bool> mServiceUp;            // guarded by mLock
-    std::deque<Callback> mQueue;                    // guarded by mLock
-    mcx_client_type mRunning = nullptr;             // guarded by mLock: handle in a callback
-    std::thread::id mCallbackThreadId;
+    hostsync::Mutex mLock ACQUIRED_AFTER(mTransportLock);
+    hostsync::CondVar mCv;  // queue, callback end, lost connections
+    std::set<mcx_client_type> mHandles GUARDED_BY(mLock);
+    std::map<uint64_t, mcx_client_type> mConnections GUARDED_BY(mLock);
+    std::set<uint64_t> mLostEarly GUARDED_BY(mLock);  // lost before their handle was filed
+    int mOpening GUARDED_BY(mLock) = 0;               // clientInit calls in progress
+    std::map<uint32_t, bool> mServiceUp GUARDED_BY(mLock);
+    std::deque<Callback> mQueue GUARDED_BY(mLock);
+    mcx_client_type mRunning GUARDED_BY(mLock) = nullptr;  // handle in a callback
+    std::thread::id mCallbackThreadId;  // set once, before any other thread sees the core
 };
 
 }  // namespace mcx

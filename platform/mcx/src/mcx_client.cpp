@@ -1,6 +1,10 @@
 // The C entry points of mcx_client.h and mcx_host.h; the work is McxLibrary's.
+#include <android/log.h>
+
+#include <string>
+
+#include "DaemonTransport.h"
 #include "McxLibrary.h"
-#include "emulator/ModemEmulator.h"
 
 using mcx::McxLibrary;
 
@@ -71,9 +75,16 @@ mcx_client_error_type mcx_client_release(mcx_client_type handle) {
     return McxLibrary::instance().release(handle);
 }
 
-mcx_client_error_type mcx_host_select_transport(mcx_host_transport_type type,
-                                                const char* socket_path) {
-    return McxLibrary::instance().selectTransport(type, socket_path);
+mcx_client_error_type mcx_host_use_daemon(const char* socket_path) {
+    if (socket_path == nullptr || socket_path[0] == '\0') {
+        __android_log_print(ANDROID_LOG_WARN, "mcx_client",
+                            "mcx_host_use_daemon: the daemon needs a socket path");
+        return MCX_ERR_INVALID_ARG;
+    }
+    std::string path(socket_path);
+    return McxLibrary::instance().setTransport([path](mcx::ModemListener& core) {
+        return std::make_unique<mcx::DaemonTransport>(path, core);
+    });
 }
 
 mcx_client_error_type mcx_host_modem_control(const char* command, char* reply, size_t reply_len) {
@@ -82,8 +93,6 @@ mcx_client_error_type mcx_host_modem_control(const char* command, char* reply, s
 
 }  // extern "C"
 
-mcxemu::ModemEmulator& mcx_host_embedded_modem() {
-    // Never destroyed: the library's callback thread may outlive static destructors.
-    static auto* modem = new mcxemu::ModemEmulator();
-    return *modem;
+mcx_client_error_type mcx_host_set_transport(mcx::TransportFactory factory) {
+    return McxLibrary::instance().setTransport(std::move(factory));
 }

@@ -1,5 +1,6 @@
 #include "service/HostModem.h"
 
+#include "emulator/EmbeddedModem.h"
 #include "imsservice/ImsLog.h"
 #include "mcx_host.h"
 
@@ -13,8 +14,7 @@ RcsServiceHostOptions hostServiceOptions(const HostModem& modem) {
         // Chosen anew at every start: an earlier service of the same process
         // may have left the library on the other transport.
         mcx_client_error_type rc =
-                daemon ? mcx_host_select_transport(MCX_HOST_TRANSPORT_DAEMON, socket.c_str())
-                       : mcx_host_select_transport(MCX_HOST_TRANSPORT_EMBEDDED, nullptr);
+                daemon ? mcx_host_use_daemon(socket.c_str()) : mcxemu::useEmbeddedModem();
         if (rc != MCX_NO_ERR) {
             IMS_LOG("RcsServiceHost: cannot choose the modem transport (%s), error %d", name.c_str(),
                     static_cast<int>(rc));

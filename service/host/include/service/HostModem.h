@@ -1,9 +1,10 @@
 /*
  * HostModem: the modem a workstation's service talks to. A device's
- * messaging library reaches its one modem; a workstation has none, so the
- * process hosting the service picks one of the two the host messaging
- * library offers before the service starts: the modem emulator inside the
- * process, or the mcx-modemd daemon on a Unix socket.
+ * messaging library reaches its one modem; a workstation has none, and the
+ * host messaging library talks to no modem until the process installs one.
+ * The process hosting the service installs one of two before the service
+ * starts: the modem emulator inside the process (the default), or the
+ * mcx-modemd daemon on a Unix socket.
  */
 #ifndef SERVICE_HOST_MODEM_H
 #define SERVICE_HOST_MODEM_H

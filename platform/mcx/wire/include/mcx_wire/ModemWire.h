@@ -1,5 +1,8 @@
 /*
  * Framing between the messaging library's daemon transport and mcx-modemd.
+ * It lives with the library, the lower of the two ends, so that the daemon
+ * builds on it and not the other way round.
+ *
  * A frame is a 32-bit type, a 32-bit payload length and the payload; all
  * integers in host byte order (both ends run on the same machine).
  *
@@ -17,15 +20,15 @@
  * differs from the bytes given, or whose payload is shorter or longer than
  * its type allows is malformed: the receiver drops the peer.
  */
-#ifndef EMULATOR_MODEM_WIRE_H
-#define EMULATOR_MODEM_WIRE_H
+#ifndef MCX_WIRE_MODEM_WIRE_H
+#define MCX_WIRE_MODEM_WIRE_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace mcxemu::wire {
+namespace mcx::wire {
 
 enum class FrameType : uint32_t {
     Open = 1,
@@ -97,6 +100,6 @@ enum class ReadResult {
 // Reads one frame from a stream socket.
 ReadResult readFrame(int fd, std::vector<uint8_t>* frame);
 
-}  // namespace mcxemu::wire
+}  // namespace mcx::wire
 
-#endif  // EMULATOR_MODEM_WIRE_H
+#endif  // MCX_WIRE_MODEM_WIRE_H

@@ -1,4 +1,4 @@
-#include "emulator/ModemWire.h"
+#include "mcx_wire/ModemWire.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace mcxemu::wire {
+namespace mcx::wire {
 
 namespace {
 
@@ -209,4 +209,4 @@ ReadResult readFrame(int fd, std::vector<uint8_t>* frame) {
     return ReadResult::Frame;
 }
 
-}  // namespace mcxemu::wire
+}  // namespace mcx::wire

@@ -1,0 +1,177 @@
+// The library and the transport a process installs (mcx_host_set_transport):
+// the library makes it only when it first needs a modem, drives it, and hears
+// the modem through it; with none installed there is no modem at all.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "ims_settings_service_v01.h"
+#include "mcx_client.h"
+#include "mcx_host.h"
+#include "mcx_host_transport.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+
+// What the fake transports of one test did, and the core they report to.
+struct Modem {
+    std::mutex lock;
+    std::condition_variable cv;
+    int made = 0;
+    int destroyed = 0;
+    mcx::ModemListener* core = nullptr;
+    std::vector<uint32_t> opened;
+    std::vector<uint64_t> closed;
+    std::vector<uint32_t> requests;
+    std::vector<int> errors;
+    std::vector<std::vector<uint8_t>> indications;
+
+    template <typename Pred>
+    bool waitUntil(Pred pred) {
+        std::unique_lock<std::mutex> l(lock);
+        return cv.wait_for(l, 5s, pred);
+    }
+};
+
+// A modem whose imss service is up, whose connections are numbered from 40,
+// and which answers every request with `fill` bytes of the expected length.
+class FakeTransport : public mcx::McxTransport {
+public:
+    FakeTransport(Modem& modem, mcx::ModemListener& core) : mModem(modem) {
+        {
+            std::lock_guard<std::mutex> l(mModem.lock);
+            ++mModem.made;
+            mModem.core = &core;
+        }
+        core.onServiceState(IMSS_SERVICE_ID_V01, true);
+    }
+    ~FakeTransport() override {
+        std::lock_guard<std::mutex> l(mModem.lock);
+        ++mModem.destroyed;
+    }
+    int open(uint32_t serviceId, uint64_t* connId) override {
+        std::lock_guard<std::mutex> l(mModem.lock);
+        mModem.opened.push_back(serviceId);
+        *connId = 40 + mModem.opened.size();
+        return MCX_NO_ERR;
+    }
+    void close(uint64_t connId) override {
+        std::lock_guard<std::mutex> l(mModem.lock);
+        mModem.closed.push_back(connId);
+    }
+    mcx::ModemReply request(uint64_t, uint32_t msgId, const void*, uint32_t, uint32_t) override {
+        std::lock_guard<std::mutex> l(mModem.lock);
+        mModem.requests.push_back(msgId);
+        mcx::ModemReply reply;
+        reply.response.assign(sizeof(ims_settings_bind_subscription_resp_msg_v01), 0x5A);
+        return reply;
+    }
+    int control(const std::string& command, std::string* reply) override {
+        *reply = "fake:" + command;
+        return MCX_NO_ERR;
+    }
+
+private:
+    Modem& mModem;
+};
+
+mcx::TransportFactory fakeFactory(Modem& modem) {
+    return [&modem](mcx::ModemListener& core) { return std::make_unique<FakeTransport>(modem, core); };
+}
+
+void onError(mcx_client_type, int err, void* data) {
+    auto* modem = static_cast<Modem*>(data);
+    std::lock_guard<std::mutex> l(modem->lock);
+    modem->errors.push_back(err);
+    modem->cv.notify_all();
+}
+
+void onIndication(mcx_client_type, unsigned int, void* buf, unsigned int len, void* data) {
+    auto* modem = static_cast<Modem*>(data);
+    auto* bytes = static_cast<uint8_t*>(buf);
+    std::lock_guard<std::mutex> l(modem->lock);
+    modem->indications.emplace_back(bytes, bytes + len);
+    modem->cv.notify_all();
+}
+
+TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoModem) {
+    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
+    mcx_service_info info{};
+    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    info.service_id = IMSS_SERVICE_ID_V01;
+    mcx_client_os_params os{};
+    mcx_client_type h = nullptr;
+    EXPECT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
+    char reply[32];
+    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
+
+    // A factory that makes nothing is the same as none.
+    ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+}
+
+TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsAndEvents) {
+    Modem modem;
+    ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
+    EXPECT_EQ(modem.made, 0) << "made before the library needed a modem";
+
+    mcx_service_info info{};
+    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    mcx_client_os_params os{};
+    mcx_client_type h = nullptr;
+    ASSERT_EQ(mcx_client_init(&info, imss(), onIndication, &modem, &os, &h), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_error_cb(h, onError, &modem), MCX_NO_ERR);
+    ims_settings_bind_subscription_req_msg_v01 req{0};
+    ims_settings_bind_subscription_resp_msg_v01 resp{};
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, sizeof(req), &resp,
+                                       sizeof(resp), 1000),
+              MCX_NO_ERR);
+    EXPECT_EQ(reinterpret_cast<const uint8_t*>(&resp)[0], 0x5A)
+        << "the transport's answer reaches the caller";
+    char reply[32];
+    ASSERT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_NO_ERR);
+    EXPECT_STREQ(reply, "fake:ping");
+    EXPECT_EQ(modem.made, 1);
+    EXPECT_EQ(modem.opened, std::vector<uint32_t>{IMSS_SERVICE_ID_V01});
+    EXPECT_EQ(modem.requests, std::vector<uint32_t>{IMSS_BIND_SUBSCRIPTION_V01});
+
+    // Events the transport reports land on the handle of their connection.
+    modem.core->onIndication(41, IMSS_CARRIER_CONFIG_STATUS_IND_V01, {1, 2, 3});
+    ASSERT_TRUE(modem.waitUntil([&] { return modem.indications.size() == 1; }));
+    EXPECT_EQ(modem.indications[0], (std::vector<uint8_t>{1, 2, 3}));
+    modem.core->onConnectionLost(41);
+    ASSERT_TRUE(modem.waitUntil([&] { return modem.errors.size() == 1; }));
+    EXPECT_EQ(modem.errors[0], MCX_ERR_SERVICE_GONE);
+
+    // Not replaced under an open handle; once it is released, the old
+    // transport is gone before the call returns.
+    EXPECT_EQ(mcx_host_set_transport(nullptr), MCX_ERR_INVALID_ARG);
+    ASSERT_EQ(mcx_client_release(h), MCX_NO_ERR);
+    EXPECT_TRUE(modem.closed.empty()) << "a lost connection is not closed again";
+    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
+    EXPECT_EQ(modem.destroyed, 1);
+    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE)
+        << "the service state of the old transport is forgotten";
+}
+
+TEST(McxTransportHookTest, ReleasedHandle_ClosesItsConnectionOnTheTransport) {
+    Modem modem;
+    ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
+    mcx_service_info info{};
+    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    mcx_client_os_params os{};
+    mcx_client_type h = nullptr;
+    ASSERT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, &os, &h), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_release(h), MCX_NO_ERR);
+    EXPECT_EQ(modem.closed, std::vector<uint64_t>{41});
+    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
+}
+
+}  // namespace

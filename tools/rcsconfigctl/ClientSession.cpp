@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -12,11 +11,7 @@
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
-#include "mcx_host.h"
-#include "service/HostModem.h"
-#include "service/RcsServiceHost.h"
-#include "service/ServiceLog.h"
-#include "xvDplHost.h"
+#include "service/WorkstationService.h"
 
 namespace rcsctl {
 
@@ -116,19 +111,20 @@ bool ClientSession::start(std::string* error) {
             return false;
         }
         android::hardware::host::setServiceWaitTimeout(mOptions.timeout);
-        if (!connect(error)) return false;
-        mStarted = true;
-        return true;
+    } else {
+        // A service of our own, reached from here on exactly as a service
+        // in another process is: through the factory and its debug().
+        rcsservice::HostModem modem;
+        if (!mOptions.modemSocket.empty()) modem = rcsservice::HostModem::daemon(mOptions.modemSocket);
+        mLocal = std::make_unique<rcsservice::WorkstationService>(modem, mLog);
+        if (!mLocal->start()) {
+            *error = mOptions.modemSocket.empty()
+                             ? std::string("the service did not start")
+                             : "the service did not start on the modem daemon at " + mOptions.modemSocket;
+            return false;
+        }
     }
-    rcsservice::HostModem modem;
-    if (!mOptions.modemSocket.empty()) modem = rcsservice::HostModem::daemon(mOptions.modemSocket);
-    mHost = std::make_unique<rcsservice::RcsServiceHost>(rcsservice::hostServiceOptions(modem));
-    if (!mHost->start()) {
-        *error = mOptions.modemSocket.empty()
-                         ? std::string("the service did not start")
-                         : "the service did not start on the modem daemon at " + mOptions.modemSocket;
-        return false;
-    }
+    if (!connect(error)) return false;
     mStarted = true;
     return true;
 }
@@ -146,11 +142,13 @@ bool ClientSession::connect(std::string* error) {
                  std::to_string(mOptions.timeout.count() / 1000) + " s";
         return false;
     }
-    mRecipient = new DeathRecipient(*this, mGeneration.fetch_add(1) + 1);
-    Return<bool> linked = factory->linkToDeath(mRecipient, 0);
-    if (!linked.isOk() || !static_cast<bool>(linked)) {
-        *error = "the factory service died while we attached to it";
-        return false;
+    if (mOptions.attach) {
+        mRecipient = new DeathRecipient(*this, mGeneration.fetch_add(1) + 1);
+        Return<bool> linked = factory->linkToDeath(mRecipient, 0);
+        if (!linked.isOk() || !static_cast<bool>(linked)) {
+            *error = "the factory service died while we attached to it";
+            return false;
+        }
     }
     mFactory = factory;
     return true;
@@ -224,22 +222,16 @@ void ClientSession::stop() {
     mListeners.clear();
     if (mFactory != nullptr && mRecipient != nullptr) mFactory->unlinkToDeath(mRecipient);
     mFactory = nullptr;
-    if (mHost && mStarted) mHost->stop();
+    if (mLocal) mLocal->stop();
     mStarted = false;
 }
 
 bool ClientSession::waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error) {
     // The manager refuses to subscribe an object created while the modem is
     // down, and never retries; so the first object waits for the modem.
-    bool up = false;
-    if (mOptions.attach) {
-        std::string answer;
-        if (!hostCommand({"wait-ready", std::to_string(timeout.count())}, &answer, error)) return false;
-        up = answer == "ready\n";
-    } else {
-        up = mLog.waitForModemUp(timeout);
-    }
-    if (!up) {
+    std::string answer;
+    if (!hostCommand({"wait-ready", std::to_string(timeout.count())}, &answer, error)) return false;
+    if (answer != "ready\n") {
         *error = "the modem's IMS services did not come up within " + std::to_string(timeout.count() / 1000) +
                  " s";
         return false;
@@ -280,8 +272,7 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
     F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
     Return<void> ret = Void();
     if (mOptions.factory_1_0) {
-        sp<F1_0::IImsFactory> factory = mOptions.attach ? F1_0::IImsFactory::castFrom(mFactory).withDefault(nullptr)
-                                                        : F1_0::IImsFactory::getService();
+        sp<F1_0::IImsFactory> factory = F1_0::IImsFactory::castFrom(mFactory).withDefault(nullptr);
         if (factory == nullptr) {
             *error = "no IImsFactory 1.0 \"" + mOptions.serviceName + "\" service is registered";
             return nullptr;
@@ -292,8 +283,7 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
                                            config = c;
                                        });
     } else {
-        sp<F1_1::IImsFactory> factory = mOptions.attach ? F1_1::IImsFactory::castFrom(mFactory).withDefault(nullptr)
-                                                        : F1_1::IImsFactory::getService();
+        sp<F1_1::IImsFactory> factory = F1_1::IImsFactory::castFrom(mFactory).withDefault(nullptr);
         if (factory == nullptr) {
             *error = "no IImsFactory 1.1 \"" + mOptions.serviceName + "\" service is registered";
             return nullptr;
@@ -386,29 +376,16 @@ bool ClientSession::hostCommand(const std::vector<std::string>& words, std::stri
 }
 
 void ClientSession::waitUntilIdle() {
-    if (!mOptions.attach) {
-        if (mHost) mHost->waitUntilIdle();
-        return;
-    }
     std::string text, error;
     hostCommand({"wait-idle"}, &text, &error);
 }
 
 bool ClientSession::dump(std::string* text, std::string* error) {
-    if (!mOptions.attach) {
-        mHost->waitUntilIdle();
-        *text = mHost->dump();
-        return true;
-    }
+    waitUntilIdle();  // what was asked before is in the dump
     return debugCall({}, text, error);
 }
 
 bool ClientSession::heapInUse(unsigned long long* bytes, std::string* error) {
-    if (!mOptions.attach) {
-        struct mallinfo2 info = mallinfo2();
-        *bytes = info.uordblks + info.hblkhd;
-        return true;
-    }
     std::string text;
     if (!hostCommand({"heap"}, &text, error)) return false;
     char* end = nullptr;
@@ -421,14 +398,12 @@ bool ClientSession::heapInUse(unsigned long long* bytes, std::string* error) {
 }
 
 unsigned long ClientSession::registrationsSent() {
-    if (!mOptions.attach) return mLog.registrationsSent();
     std::string text, error;
     if (!hostCommand({"registrations"}, &text, &error)) return 0;
     return std::strtoul(text.c_str(), nullptr, 10);
 }
 
 bool ClientSession::waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout) {
-    if (!mOptions.attach) return mLog.waitForRegistrations(target, timeout);
     std::string text, error;
     return hostCommand({"wait-registrations", std::to_string(target), std::to_string(timeout.count())}, &text,
                        &error) &&
@@ -436,42 +411,30 @@ bool ClientSession::waitForRegistrations(unsigned long target, std::chrono::mill
 }
 
 bool ClientSession::setPlatformMask(uint32_t mask, std::string* error) {
-    if (!mOptions.attach) {
-        xvDplHostSetSupportedRcsServiceMask(mask);
-        return true;
-    }
     std::string text;
     return hostCommand({"platform-mask", std::to_string(mask)}, &text, error);
 }
 
 uint32_t ClientSession::platformMask() {
-    if (!mOptions.attach) return xvDplHostGetSupportedRcsServiceMask();
     std::string text, error;
     if (!hostCommand({"platform-mask"}, &text, &error)) return 0;
     return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 16));
 }
 
 bool ClientSession::modemControl(const std::string& text, std::string* reply, std::string* error) {
-    int rc = 0;
-    if (!mOptions.attach) {
-        char buf[8192] = {0};
-        rc = mcx_host_modem_control(text.c_str(), buf, sizeof(buf));
-        reply->assign(buf, strnlen(buf, sizeof(buf)));
-    } else {
-        std::vector<std::string> words{"modem"};
-        size_t from = 0;
-        while (from < text.size()) {
-            size_t to = text.find(' ', from);
-            if (to == std::string::npos) to = text.size();
-            if (to > from) words.push_back(text.substr(from, to - from));
-            from = to + 1;
-        }
-        std::string answer;
-        if (!hostCommand(words, &answer, error)) return false;
-        size_t eol = answer.find('\n');
-        rc = std::atoi(answer.substr(0, eol).c_str());
-        *reply = eol == std::string::npos ? std::string() : answer.substr(eol + 1);
+    std::vector<std::string> words{"modem"};
+    size_t from = 0;
+    while (from < text.size()) {
+        size_t to = text.find(' ', from);
+        if (to == std::string::npos) to = text.size();
+        if (to > from) words.push_back(text.substr(from, to - from));
+        from = to + 1;
     }
+    std::string answer;
+    if (!hostCommand(words, &answer, error)) return false;
+    size_t eol = answer.find('\n');
+    int rc = std::atoi(answer.substr(0, eol).c_str());
+    *reply = eol == std::string::npos ? std::string() : answer.substr(eol + 1);
     if (rc != 0) {
         *error = "modem " + text + ": " + (reply->empty() ? "error " + std::to_string(rc) : *reply);
         return false;

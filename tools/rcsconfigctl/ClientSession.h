@@ -1,20 +1,21 @@
 /*
- * ClientSession: the client's side of the HAL. By default it runs the
- * service inside this process (RcsServiceHost) on the embedded modem
- * emulator or on an mcx-modemd daemon; attached, it reaches a service
- * process through the host service registry instead. Either way it finds the
- * factory as any client does and creates one RCS configuration object per
- * slot on first use, each with a listener of its own whose notices go to the
- * NoticeQueue.
+ * ClientSession: the client's side of the HAL, and nothing else: it reaches
+ * the service only through HIDL and the factory's debug(). By default the
+ * service runs inside this process (a WorkstationService on the embedded
+ * modem emulator or on an mcx-modemd daemon); attached, it is a service
+ * process found through the host service registry. Either way the session
+ * finds the factory as any client does and creates one RCS configuration
+ * object per slot on first use, each with a listener of its own whose
+ * notices go to the NoticeQueue.
  *
  * Attached, it links a death recipient on the factory and on each object:
  * when the service process dies one ServiceDied notice is queued, every
  * answer still awaited is abandoned, and reconnect() waits for the service
  * to be registered again and makes new objects for the slots it had.
  *
- * What a client cannot see of a service in another process (its loop, its
- * log, the modem emulator inside it, the platform stand-in) is asked for
- * through the factory's debug() with the service's host commands.
+ * What a client cannot see of the service (its loop, its log, the modem
+ * behind it, the platform stand-in) is asked for through debug() with the
+ * workstation's host commands, the same words wherever the service runs.
  *
  * All methods are for the main thread unless stated otherwise; the HIDL
  * callbacks run on runtime threads and only fill Awaited results or the
@@ -41,8 +42,8 @@
 #include "NoticeQueue.h"
 
 namespace rcsservice {
-class RcsServiceHost;
 class ServiceLog;
+class WorkstationService;
 }  // namespace rcsservice
 
 namespace rcsctl {
@@ -144,10 +145,10 @@ private:
     SessionOptions mOptions;
     NoticeQueue& mNotices;
     rcsservice::ServiceLog& mLog;
-    std::unique_ptr<rcsservice::RcsServiceHost> mHost;
+    std::unique_ptr<rcsservice::WorkstationService> mLocal;  // not attached: the service run here
     bool mStarted = false;
     std::string mRegistryDir;  // attached
-    android::sp<::android::hidl::base::V1_0::IBase> mFactory;  // attached: the factory we use
+    android::sp<::android::hidl::base::V1_0::IBase> mFactory;  // the factory we use
     android::sp<DeathRecipient> mRecipient;
     std::map<int, android::sp<V2_0::IRcsConfig>> mConfigs;
     std::map<int, android::sp<V2_1::IRcsConfigListener>> mListeners;

@@ -5,11 +5,10 @@
 #include <hidl/HidlHostTransport.h>
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
 
-#include "HostDebugCommands.h"
 #include "StopSignal.h"
 #include "imsservice/ImsLog.h"
-#include "service/HostModem.h"
 #include "service/ServiceLog.h"
+#include "service/WorkstationService.h"
 
 namespace rcsservice {
 namespace {
@@ -48,22 +47,13 @@ int runServiceProcess(const ServiceCommandLine& commandLine) {
                 static_cast<int>(holder), registry.c_str());
         return 1;
     }
-    RcsServiceHostOptions options = hostServiceOptions(commandLine.modem);
-    RcsServiceHost* hostOfCommands = nullptr;
-    // The host exists before the first debug() call can arrive: the factories
-    // are published by start().
-    options.debugCommands = [&hostOfCommands, &log](const std::vector<std::string>& words, std::string* text) {
-        return hostOfCommands != nullptr && HostDebugCommands(*hostOfCommands, log).run(words, text);
-    };
-    options.extraDump = [registry] {
+    WorkstationService service(commandLine.modem, log, [registry] {
         return "Workstation\n  process " + std::to_string(getpid()) + ", service registry " + registry + "\n";
-    };
-    RcsServiceHost host(options);
-    hostOfCommands = &host;
-    if (!host.start()) return 1;
+    });
+    if (!service.start()) return 1;
     IMS_LOG("rcsconfig-service: serving in registry %s", registry.c_str());
     stopSignal.wait();
-    host.stop();
+    service.stop();
     return 0;
 }
 

@@ -1,0 +1,28 @@
+#include "service/WorkstationService.h"
+
+#include "HostDebugCommands.h"
+#include "service/RcsServiceHost.h"
+#include "service/ServiceLog.h"
+
+namespace rcsservice {
+
+WorkstationService::WorkstationService(const HostModem& modem, ServiceLog& log,
+                                       std::function<std::string()> extraDump)
+    : mLog(log) {
+    RcsServiceHostOptions options = hostServiceOptions(modem);
+    // The commands run on threads serving debug(), which only arrive once
+    // start() has published the factories, so the host exists by then.
+    options.debugCommands = [this](const std::vector<std::string>& words, std::string* text) {
+        return HostDebugCommands(*mHost, mLog).run(words, text);
+    };
+    options.extraDump = std::move(extraDump);
+    mHost = std::make_unique<RcsServiceHost>(std::move(options));
+}
+
+WorkstationService::~WorkstationService() { stop(); }
+
+bool WorkstationService::start() { return mHost->start(); }
+
+void WorkstationService::stop() { mHost->stop(); }
+
+}  // namespace rcsservice

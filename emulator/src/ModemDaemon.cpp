@@ -1,5 +1,6 @@
 #include "emulator/ModemDaemon.h"
 
+#include <android/log.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -22,6 +23,8 @@ namespace mcxemu {
 namespace {
 
 namespace wire = mcx::wire;
+
+constexpr const char* kTag = "mcx-modemd";
 using wire::FrameType;
 
 bool fillAddress(const std::string& path, sockaddr_un* addr) {
@@ -54,8 +57,8 @@ public:
                 handle(message);
                 continue;
             }
-            std::fprintf(stderr, "mcx-modemd: closing the connection of pid %d: malformed frame: %s\n",
-                         static_cast<int>(mPeer), why.c_str());
+            __android_log_print(ANDROID_LOG_WARN, kTag, "closing the connection of pid %d: malformed frame: %s",
+                                static_cast<int>(mPeer), why.c_str());
             break;
         }
         mModem.detach(this);  // closes this client's connections
@@ -224,15 +227,15 @@ void ModemDaemon::run() {
         socklen_t peerLen = sizeof(peer);
         if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &peerLen) != 0 ||
             peer.uid != ::geteuid()) {
-            std::fprintf(stderr, "mcx-modemd: refusing pid %d of uid %d: only uid %d is served\n",
-                         static_cast<int>(peer.pid), static_cast<int>(peer.uid),
-                         static_cast<int>(::geteuid()));
+            __android_log_print(ANDROID_LOG_WARN, kTag, "refusing pid %d of uid %d: only uid %d is served",
+                                static_cast<int>(peer.pid), static_cast<int>(peer.uid),
+                                static_cast<int>(::geteuid()));
             ::close(fd);
             continue;
         }
         if (mSessions.load() >= mMaxSessions) {
-            std::fprintf(stderr, "mcx-modemd: refusing pid %d: %d connections open already\n",
-                         static_cast<int>(peer.pid), mMaxSessions);
+            __android_log_print(ANDROID_LOG_WARN, kTag, "refusing pid %d: %d connections open already",
+                                static_cast<int>(peer.pid), mMaxSessions);
             ::close(fd);
             continue;
         }

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string>
 
+#include <hostlog/StderrLogger.h>
+
 #include "emulator/ModemDaemon.h"
 #include "emulator/ModemEmulator.h"
 
@@ -40,6 +42,7 @@ int main(int argc, char** argv) {
         std::printf("%s\n", reply.c_str());
         return ok ? 0 : 1;
     }
+    hostlog::installStderrLogger();  // the daemon's lines, as logcat prints them
     std::signal(SIGPIPE, SIG_IGN);
     static mcxemu::ModemEmulator modem;  // lives as long as the process
     modem.setCarrierConfigSupported(carrierConfig);

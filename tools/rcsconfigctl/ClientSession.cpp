@@ -385,6 +385,26 @@ bool ClientSession::dump(std::string* text, std::string* error) {
     return debugCall({}, text, error);
 }
 
+bool ClientSession::logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines,
+                             std::string* error) {
+    std::string text;
+    if (!hostCommand({"logcat", std::to_string(after)}, &text, error)) return false;
+    size_t eol = text.find('\n');
+    char* end = nullptr;
+    *next = std::strtoull(text.c_str(), &end, 10);
+    if (eol == std::string::npos || end != text.c_str() + eol) {
+        *error = "the service's log answer does not start with a line number";
+        return false;
+    }
+    for (size_t from = eol + 1; from < text.size();) {
+        size_t to = text.find('\n', from);
+        to = to == std::string::npos ? text.size() : to + 1;
+        lines->push_back(text.substr(from, to - from));
+        from = to;
+    }
+    return true;
+}
+
 bool ClientSession::heapInUse(unsigned long long* bytes, std::string* error) {
     std::string text;
     if (!hostCommand({"heap"}, &text, error)) return false;

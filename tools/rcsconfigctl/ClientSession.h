@@ -118,6 +118,9 @@ public:
     void waitUntilIdle();
     // The service's state dump, as `lshal debug` prints it.
     bool dump(std::string* text, std::string* error);
+    // The service's kept log lines after line number `after` (0: all), in
+    // logcat's threadtime layout; *next is where the next call goes on.
+    bool logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines, std::string* error);
     // Heap bytes in use in the service's process (this one when the service
     // runs here); 0 under a sanitizer, whose allocator does not count them.
     bool heapInUse(unsigned long long* bytes, std::string* error);

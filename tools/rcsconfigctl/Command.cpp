@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <hostlog/TagFilter.h>
 #include <vendor/kel/ims/rcsconfig/2.1/types.h>
 
 #include "HelpText.h"
@@ -336,6 +337,26 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
             return false;
         }
         if (n == 2) out->text = words[1];
+        return true;
+    }
+    if (verb == "logcat") {
+        out->verb = Verb::Logcat;
+        for (size_t i = 1; i < n; ++i) {
+            if (words[i] == "-f" || words[i] == "--follow") {
+                out->follow = true;
+            } else if (!words[i].empty() && words[i][0] == '-') {
+                *error = "logcat: unknown option '" + words[i] + "' (only -f, --follow)";
+                return false;
+            } else {
+                out->filters.push_back(words[i]);
+            }
+        }
+        hostlog::TagFilter unused;
+        std::string why;
+        if (!hostlog::TagFilter::parse(out->filters, &unused, &why)) {
+            *error = "logcat: " + why;
+            return false;
+        }
         return true;
     }
     if (verb == "list-services") {

@@ -30,6 +30,7 @@ enum class Verb {
     UceStatus,
     PlatformMask,
     Dump,
+    Logcat,
     ModemRestart,
     ModemTokenRequest,
     ModemShowConfig,
@@ -63,6 +64,8 @@ struct Command {
     int count = 0;                     // watch --count
     int timeoutMs = -1;                // wait --timeout; -1: the session's default
     std::vector<std::string> helpTopic;  // help: the command or "keys [GROUP]" asked about
+    bool follow = false;               // logcat -f
+    std::vector<std::string> filters;  // logcat TAG:P ...
 };
 
 // Parses one command from its words; false with a one-line reason in *error.

@@ -43,6 +43,7 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::UceStatus: return uceStatus(c, error);
         case Verb::PlatformMask: return platformMask(c, error);
         case Verb::Dump: return c.text == "heap" ? heap(error) : dump(error);
+        case Verb::Logcat: return logcat(c, error);
         case Verb::ModemRestart: return modemRestart(error);
         case Verb::ModemTokenRequest: return modemTokenRequest(c, error);
         case Verb::ModemShowConfig: return modemShowConfig(error);

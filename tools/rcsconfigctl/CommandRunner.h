@@ -120,6 +120,7 @@ private:
     // The modem emulator and the service's own state (ModemCommands.cpp).
     bool dump(std::string* error);
     bool heap(std::string* error);
+    bool logcat(const Command& c, std::string* error);
     bool modemRestart(std::string* error);
     bool modemTokenRequest(const Command& c, std::string* error);
     bool modemShowConfig(std::string* error);

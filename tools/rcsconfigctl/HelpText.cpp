@@ -44,6 +44,10 @@ const std::vector<CommandDoc>& commandDocs() {
              "Attached (--service), what `lshal debug` prints for the factory.\n"
              "heap  only the heap bytes in use in the service's process\n",
              "dump"},
+            {"logcat", "[-f|--follow] [TAG:P ...]", "the service's recent log lines, as logcat prints them",
+             "-f, --follow  keep printing new lines until Ctrl-C\n"
+             "TAG:P         show TAG from priority P (V D I W E F, S: silent); *:P for the other tags\n",
+             "logcat -f HidlTransport:W"},
             {"list-services", "", "the services of the registry and their processes", "", "list-services"},
             {"modem restart", "", "restart the emulated modem", "", "modem restart"},
             {"modem token-request", "TYPE REASON [ID]", "let the modem ask for a token",

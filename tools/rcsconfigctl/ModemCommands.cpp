@@ -1,8 +1,12 @@
 // The service's own state and the modem emulator behind it: dump, dump
-// heap, modem restart, modem token-request, modem show-config, modem control.
+// heap, logcat, modem restart, modem token-request, modem show-config,
+// modem control.
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+
+#include <hostlog/LogLine.h>
+#include <hostlog/TagFilter.h>
 
 #include "CommandRunner.h"
 
@@ -21,6 +25,31 @@ bool CommandRunner::heap(std::string* error) {
     mOut.report("heap bytes in use: " + std::to_string(bytes),
                 Json().str("cmd", "dump heap").num("heapBytes", static_cast<int64_t>(bytes)));
     return true;
+}
+
+bool CommandRunner::logcat(const Command& c, std::string* error) {
+    hostlog::TagFilter filter;
+    if (!hostlog::TagFilter::parse(c.filters, &filter, error)) return false;
+    // How often a follow asks the service for new lines.
+    constexpr std::chrono::milliseconds kFollowPoll(250);
+    uint64_t after = 0;
+    for (;;) {
+        std::vector<std::string> lines;
+        if (!mSession.logLines(after, &after, &lines, error)) return false;
+        for (std::string& line : lines) {
+            int priority = 0;
+            std::string tag;
+            if (hostlog::parseThreadTime(line, &priority, &tag) && !filter.passes(tag, priority)) continue;
+            if (!line.empty() && line.back() == '\n') line.pop_back();
+            mOut.report(line, Json().str("cmd", "logcat").str("line", line));
+        }
+        if (!c.follow) return true;
+        // A pause that Ctrl-C (or the service's death) ends at once; the
+        // follow then ends as asked, with no error of its own.
+        std::vector<Notice> none;
+        mNotices.waitFor([](const Notice&) { return false; }, kFollowPoll, &none);
+        if (mNotices.stopped()) return true;
+    }
 }
 
 bool CommandRunner::modemRestart(std::string* error) {

@@ -46,10 +46,13 @@ public:
                 int sig = 0;
                 if (sigwait(&set, &sig) != 0) continue;
                 if (mEnding) return;
+                mSignal = sig;
                 notices.push(Notice{});
             }
         });
     }
+    // The signal that asked the client to end; 0 before one came. Any thread.
+    int signal() const { return mSignal.load(); }
     ~SignalWatcher() {
         mEnding = true;
         pthread_kill(mThread.native_handle(), SIGUSR2);
@@ -66,6 +69,7 @@ private:
         return set;
     }
     std::atomic<bool> mEnding{false};
+    std::atomic<int> mSignal{0};
     std::thread mThread;
 };
 
@@ -243,6 +247,9 @@ int main(int argc, char** argv) {
                     out.error("", error);
                     status = failureStatus(runner);
                 }
+                // Ended by Ctrl-C or SIGTERM (a follow, a wait): the status a
+                // shell reports for a program the signal ended.
+                if (notices.stopped() && signalWatcher.signal() != 0) status = 128 + signalWatcher.signal();
             } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
                 status = InteractiveShell(runner, out, notices).run();
             } else if (options.script == "-") {

@@ -72,8 +72,14 @@ bool HostDebugCommands::run(const std::vector<std::string>& options, std::string
         // keeps by design from a leak: RSS alone mixes in the allocator.
         struct mallinfo2 info = mallinfo2();
         *text = std::to_string(info.uordblks + info.hblkhd) + "\n";
+    } else if (verb == "logcat" && args == 1 && number(options[1], ~0UL, &a)) {
+        uint64_t next = 0;
+        std::vector<std::string> lines = mLog.linesAfter(a, &next);
+        *text = std::to_string(next) + "\n";
+        for (const auto& line : lines) *text += line;
     } else if (verb == "wait-idle" || verb == "wait-ready" || verb == "registrations" ||
-               verb == "wait-registrations" || verb == "platform-mask" || verb == "modem" || verb == "heap") {
+               verb == "wait-registrations" || verb == "platform-mask" || verb == "modem" || verb == "heap" ||
+               verb == "logcat") {
         *text = "error: bad arguments for '" + verb + "'\n";
     } else {
         return false;

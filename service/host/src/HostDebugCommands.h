@@ -11,6 +11,8 @@
  *   platform-mask [HEX]          sets (or reads) the platform's RCS service mask     -> "0x<mask>"
  *   modem WORDS...               a modem control command (emulator or mcx-modemd)   -> "<rc>" line, then the reply
  *   heap                         heap bytes the process has in use (0 under a sanitizer) -> "<n>"
+ *   logcat AFTER                 the kept log lines after line number AFTER (0: all)  -> "<last>" line,
+ *                                then the lines in logcat's threadtime layout
  *
  * Every answer ends with a newline. Unknown words are not a command (the
  * caller writes the dump instead); bad arguments answer "error: ...".

@@ -1,6 +1,7 @@
 #include "service/ServiceLog.h"
 
 #include <android/log.h>
+#include <errno.h>
 
 #include <cstring>
 
@@ -19,11 +20,15 @@ hostsync::Mutex gInstanceLock;
 ServiceLog* gInstance GUARDED_BY(gInstanceLock) = nullptr;
 }  // namespace
 
-ServiceLog::ServiceLog(FILE* file, bool echo) : mFile(file), mEcho(echo) {
+ServiceLog::ServiceLog(FILE* file, bool echo)
+    : mFile(file), mEcho(echo), mLayout(hostlog::layoutFromEnvironment()),
+      mFilter(hostlog::TagFilter::fromEnvironment()) {
     {
         hostsync::MutexLock lock(gInstanceLock);
         gInstance = this;
     }
+    // liblog drops lines below INFO before any logger sees them.
+    if (mFilter.lowestShown() < ANDROID_LOG_INFO) __android_log_set_minimum_priority(mFilter.lowestShown());
     __android_log_set_logger(&ServiceLog::write);
 }
 
@@ -33,20 +38,29 @@ ServiceLog::~ServiceLog() {
     gInstance = nullptr;
 }
 
-void ServiceLog::write(const struct __android_logger_data*, const char* message) {
+void ServiceLog::write(const struct __android_logger_data* data, const char* message) {
+    const char* tag = data != nullptr && data->tag != nullptr ? data->tag : program_invocation_short_name;
+    const int priority = data != nullptr ? data->priority : ANDROID_LOG_INFO;
     hostsync::MutexLock lock(gInstanceLock);
-    if (gInstance != nullptr && message != nullptr) gInstance->record(message);
+    if (gInstance != nullptr && message != nullptr) gInstance->record(priority, tag, message);
 }
 
-void ServiceLog::record(const char* message) {
+void ServiceLog::record(int priority, const char* tag, const char* message) {
+    const hostlog::Entry entry = hostlog::entryNow(priority, tag, message);
+    const bool shown = mFilter.passes(entry.tag, priority) && (mFile != nullptr || mEcho);
+    const std::string line = shown ? hostlog::format(entry, mLayout) : std::string();
+    std::string kept = hostlog::format(entry, hostlog::Layout::ThreadTime);
     bool changed = false;
     {
         hostsync::MutexLock lock(mLock);
-        if (mFile != nullptr) {
-            std::fprintf(mFile, "%s\n", message);
+        if (shown && mFile != nullptr) {
+            std::fwrite(line.data(), 1, line.size(), mFile);
             std::fflush(mFile);
         }
-        if (mEcho) std::fprintf(stderr, "%s\n", message);
+        if (shown && mEcho) std::fwrite(line.data(), 1, line.size(), stderr);
+        mKept.push_back(std::move(kept));
+        if (mKept.size() > kKeptLines) mKept.pop_front();
+        ++mWritten;
         if (std::strstr(message, kSettingsAvailable) != nullptr ||
             std::strstr(message, kSettingsModemUp) != nullptr) {
             changed = !mSettingsUp;
@@ -78,6 +92,17 @@ unsigned long ServiceLog::registrationsSent() {
 bool ServiceLog::waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout) {
     hostsync::MutexLock lock(mLock);
     return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mRegistrations >= target; });
+}
+
+std::vector<std::string> ServiceLog::linesAfter(uint64_t after, uint64_t* next) {
+    hostsync::MutexLock lock(mLock);
+    const uint64_t first = mWritten - mKept.size() + 1;  // number of mKept.front()
+    std::vector<std::string> lines;
+    for (uint64_t n = after + 1 < first ? first : after + 1; n <= mWritten; ++n) {
+        lines.push_back(mKept[static_cast<size_t>(n - first)]);
+    }
+    *next = mWritten;
+    return lines;
 }
 
 }  // namespace rcsservice

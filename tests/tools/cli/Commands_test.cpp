@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "ToolProcess.h"
+#include "hostlog/LogLine.h"
 
 namespace clitest {
 namespace {
@@ -17,6 +18,44 @@ ToolResult runScript(const std::string& text, std::vector<std::string> options =
     options.push_back("--script");
     options.push_back("-");
     return runTool(options, text);
+}
+
+// Sets an environment variable for one scope.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value) : mName(name) { setenv(name, value, 1); }
+    ~ScopedEnv() { unsetenv(mName); }
+
+private:
+    const char* mName;
+};
+
+TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
+    const std::vector<std::string> verbose{"--verbose", "get-settings", "presence"};
+    ToolResult r = runTool(verbose);
+    ASSERT_EQ(0, r.exitCode) << r.err;
+    std::istringstream lines(r.err);
+    std::string line;
+    size_t count = 0;
+    while (std::getline(lines, line)) {
+        int priority = 0;
+        std::string tag;
+        ASSERT_TRUE(hostlog::parseThreadTime(line, &priority, &tag)) << line;
+        EXPECT_EQ("rcsconfigctl", tag) << line;
+        ++count;
+    }
+    EXPECT_GT(count, 10u);
+    {
+        ScopedEnv tags("ANDROID_LOG_TAGS", "*:S");
+        r = runTool(verbose);
+        EXPECT_EQ(0, r.exitCode);
+        EXPECT_EQ("", r.err);
+    }
+    {
+        ScopedEnv layout("ANDROID_PRINTF_LOG", "brief");
+        r = runTool(verbose);
+        EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
+    }
 }
 
 TEST(CommandsTest, Settings_SlotsKeepTheirOwnValues) {
@@ -188,7 +227,7 @@ TEST(CommandsTest, Daemon_ClientsOnMcxModemdWatchEachOthersChangesAndShareItsSta
     EXPECT_TRUE(writer.has("modem ping -> pong"));
     ASSERT_TRUE(watcher.waitFor("IMS_USER_AGENT (200) = \"from B\"", 20000));
     ToolResult r = watcher.stop(SIGINT);
-    EXPECT_EQ(0, r.exitCode) << r.err;
+    EXPECT_EQ(130, r.exitCode) << r.err;  // ended by Ctrl-C, as a shell reports it
     EXPECT_TRUE(r.has("[slot 1] change of USER_AGENT_STRING:"));
     r = counter.stop(0);  // signal 0: only collect; the watch ends by itself
     EXPECT_EQ(0, r.exitCode) << r.err;

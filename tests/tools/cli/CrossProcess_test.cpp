@@ -175,6 +175,21 @@ TEST_F(ThreeProcessesTest, ASecondServiceOnTheRegistryIsRefusedAndTheFirstKeepsS
     EXPECT_TRUE(listed.has(std::to_string(mService->pid()))) << listed.out;
 }
 
+TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThemUntilCtrlC) {
+    const std::string pid = " " + std::to_string(mService->pid()) + " ";
+    ToolResult all = runTool(attached({"logcat"}));
+    ASSERT_EQ(0, all.exitCode) << all.err;
+    EXPECT_EQ(1u, all.count("rcsconfig-service: serving in registry")) << all.out;
+    EXPECT_NE(std::string::npos, all.out.find(pid)) << "no line of the service's pid\n" << all.out;
+    EXPECT_EQ("", runTool(attached({"logcat", "*:S"})).out);
+
+    std::unique_ptr<BackgroundTool> follow = std::make_unique<BackgroundTool>(attached({"logcat", "--follow"}));
+    ASSERT_TRUE(follow->waitFor("rcsconfig-service: serving in registry", kWaitMs));
+    EXPECT_EQ(0, runTool(attached({"get-settings", "presence"})).exitCode);
+    EXPECT_TRUE(follow->waitFor("RcsConfig got getSettingsValue request", kWaitMs)) << follow->sofar().out;
+    EXPECT_EQ(130, follow->stop(SIGINT).exitCode);
+}
+
 TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
     modemControl("drop-ind imss 0x9d");

@@ -7,15 +7,25 @@
  * when the service runs inside it; the service executable keeps one so that
  * an attached client can ask for the same facts through debug().
  *
+ * Lines are written as logcat prints them (ANDROID_PRINTF_LOG's layout,
+ * threadtime by default) and filtered by ANDROID_LOG_TAGS; the readiness
+ * facts are read from every line, shown or not. The last lines are kept, in
+ * threadtime, for a client's `logcat`.
+ *
  * Installs itself as liblog's logger; one instance per process.
  */
 #ifndef SERVICE_SERVICE_LOG_H
 #define SERVICE_SERVICE_LOG_H
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <string>
+#include <vector>
 
+#include <hostlog/LogLine.h>
+#include <hostlog/TagFilter.h>
 #include <hostsync/Mutex.h>
 
 struct __android_logger_data;
@@ -43,14 +53,26 @@ public:
     // Waits until registrationsSent() reaches `target`. Main thread.
     bool waitForRegistrations(unsigned long target, std::chrono::milliseconds timeout);
 
+    // The kept lines after line number `after` (threadtime, each ending in a
+    // newline), and in *next the number to ask after next time. Lines that
+    // fell out of the buffer are skipped. Any thread.
+    std::vector<std::string> linesAfter(uint64_t after, uint64_t* next);
+
+    // How many recent lines are kept for linesAfter().
+    static constexpr size_t kKeptLines = 2000;
+
 private:
     static void write(const struct __android_logger_data* data, const char* message);
-    void record(const char* message);
+    void record(int priority, const char* tag, const char* message);
 
     hostsync::Mutex mLock;
     hostsync::CondVar mChanged;
     FILE* const mFile;
     const bool mEcho;
+    const hostlog::Layout mLayout;
+    const hostlog::TagFilter mFilter;
+    std::deque<std::string> mKept GUARDED_BY(mLock);  // threadtime, oldest first
+    uint64_t mWritten GUARDED_BY(mLock) = 0;           // number of the last line kept
     bool mSettingsUp GUARDED_BY(mLock) = false;
     bool mApplicationUp GUARDED_BY(mLock) = false;
     unsigned long mRegistrations GUARDED_BY(mLock) = 0;

@@ -2,8 +2,6 @@
 // tokens and client-thread load, and the figures printed at the end.
 #include <android/log.h>
 #include <malloc.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -24,6 +22,7 @@
 #include "ProcessFigures.h"
 #include "RetainedGrowth.h"
 #include "SoakClients.h"
+#include "SoakModem.h"
 #include "SoakRun.h"
 #include "mcx_host.h"
 #include "service/HostModem.h"
@@ -115,36 +114,14 @@ struct Snapshot {
     uint64_t requests;
 };
 
-// The documents the embedded modem emulator holds for both subscriptions
-// (its "configs" command lists one "len=<bytes>" line per document).
-void emulatorDocuments(int64_t* count, int64_t* bytes) {
-    *count = 0;
-    *bytes = 0;
-    std::vector<char> reply(4 << 20);
-    for (int sub = 0; sub < 2; ++sub) {
-        std::string command = "configs " + std::to_string(sub);
-        if (mcx_host_modem_control(command.c_str(), reply.data(), reply.size()) != 0) continue;
-        const char* p = reply.data();
-        while ((p = strstr(p, "len=")) != nullptr) {
-            p += 4;
-            *bytes += strtoll(p, nullptr, 10);
-            ++*count;
-        }
-    }
-}
-
 
 class Soak {
 public:
-    explicit Soak(const Options& o) : mOpt(o), mRecords(settingsRecords()) {}
+    explicit Soak(const Options& o) : mOpt(o), mRecords(settingsRecords()), mModem(o) {}
 
     int run();
 
 private:
-    bool startModem();
-    void killModem();
-    void checkDaemon();
-    bool waitModem(bool up, int timeoutMs);
     bool createObjects();
     void restartCycle();
     void workCycle(long cycle);
@@ -154,6 +131,7 @@ private:
 
     Options mOpt;
     std::vector<V2_0::SettingsData> mRecords;
+    SoakModem mModem;
     std::unique_ptr<rcsservice::RcsServiceHost> mHost;
     sp<Listener> mListeners[2];
     sp<V2_1::IRcsConfig> mConfigs[2];
@@ -165,7 +143,6 @@ private:
     sp<GetCb> mNoConnectionCb = new GetCb();
     sp<ChangeCb> mChangeCb = new ChangeCb();
     rcsctl::ConfigDocument mPlain, mGzip;
-    pid_t mDaemon = -1;
     Tally mTally;
     uint64_t mLoadRequests = 0;
     uint64_t mWarmUpRequests = 0;
@@ -298,55 +275,6 @@ void Soak::print(const std::vector<Snapshot>& snaps, double seconds, bool timedO
     if (snaps.size() == 3) mNonRequired = growth(snaps[1], snaps[2]);
 }
 
-bool Soak::startModem() {
-    if (mOpt.modemd.empty()) return true;
-    int fds[2];
-    if (pipe(fds) != 0) return false;
-    mDaemon = fork();
-    if (mDaemon == 0) {
-        dup2(fds[1], STDOUT_FILENO);
-        close(fds[0]);
-        close(fds[1]);
-        execl(mOpt.modemd.c_str(), "mcx-modemd", "--socket", mOpt.socket.c_str(),
-              static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    close(fds[1]);
-    std::string line;
-    char c;
-    while (read(fds[0], &c, 1) == 1 && c != '\n') line += c;
-    close(fds[0]);
-    return line.find("ready") != std::string::npos;
-}
-
-void Soak::killModem() {
-    if (mDaemon <= 0) return;
-    kill(mDaemon, SIGKILL);
-    waitpid(mDaemon, nullptr, 0);
-    mDaemon = -1;
-}
-
-// A daemon that exited on its own is a crash of the modem side.
-void Soak::checkDaemon() {
-    if (mDaemon <= 0) return;
-    int status;
-    if (waitpid(mDaemon, &status, WNOHANG) == mDaemon) {
-        ++mTally.daemonCrashes;
-        mDaemon = -1;
-        startModem();
-    }
-}
-
-bool Soak::waitModem(bool up, int timeoutMs) {
-    const char* want = up ? "modem up: yes, carrier configuration accepted: yes" : "modem up: no";
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < deadline) {
-        mHost->waitUntilIdle();
-        if (mHost->dump().find(want) != std::string::npos) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return false;
-}
 
 bool Soak::createObjects() {
     sp<F1_1::IImsFactory> factory = F1_1::IImsFactory::getService();
@@ -368,15 +296,9 @@ bool Soak::createObjects() {
 // Modem down, refusals, modem up, reconfiguration notices, new objects.
 void Soak::restartCycle() {
     uint64_t reconfigs[2] = {mListeners[0]->reconfigs.total(), mListeners[1]->reconfigs.total()};
-    char reply[256];
-    if (mOpt.modemd.empty()) {
-        mcx_host_modem_control("service imss down", reply, sizeof(reply));
-        mcx_host_modem_control("service imsa down", reply, sizeof(reply));
-    } else {
-        killModem();
-    }
+    mModem.down();
     ++mTally.restarts;
-    if (waitModem(false, 10000)) {
+    if (waitModem(*mHost, false, 10000)) {
         // The old objects, used as a client does before it hears of the restart.
         for (int s = 0; s < 2; ++s) {
             sp<V2_1::IRcsConfig> c = mConfigs[s];
@@ -400,10 +322,7 @@ void Soak::restartCycle() {
     } else {
         ++mTally.restartsNotSeen;
     }
-    if (mOpt.modemd.empty()) {
-        mcx_host_modem_control("service imss up", reply, sizeof(reply));
-        mcx_host_modem_control("service imsa up", reply, sizeof(reply));
-    } else if (!startModem()) {
+    if (!mModem.up()) {
         fprintf(stderr, "rcs-soak: mcx-modemd did not start again\n");
     }
     for (int s = 0; s < 2; ++s) {
@@ -411,7 +330,7 @@ void Soak::restartCycle() {
             ++mTally.reconfigsMissing;
         }
     }
-    waitModem(true, 15000);
+    waitModem(*mHost, true, 15000);
     // The modem is back but this slot has no connection until a new object
     // subscribes it: a read on the old object gets no answer, by design.
     mConfigs[1]->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, mNoConnectionCb);
@@ -529,7 +448,7 @@ Snapshot Soak::snapshot(const char* name) {
     s.name = name;
     s.figures = ProcessFigures::settled();
     s.retained = retainedFrom(mHost->dump());
-    if (mOpt.modemd.empty()) emulatorDocuments(&s.emulatorDocuments, &s.emulatorDocumentBytes);
+    if (mModem.embedded()) emulatorDocuments(&s.emulatorDocuments, &s.emulatorDocumentBytes);
     s.restarts = mTally.restarts;
     s.requests = mTally.sent.load();
     return s;
@@ -544,9 +463,9 @@ int Soak::run() {
     }
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     rcsservice::HostModem modem;
-    if (!mOpt.modemd.empty()) {
+    if (!mModem.embedded()) {
         unlink(mOpt.socket.c_str());
-        if (!startModem()) {
+        if (!mModem.start()) {
             fprintf(stderr, "rcs-soak: mcx-modemd did not start\n");
             return 2;
         }
@@ -560,7 +479,7 @@ int Soak::run() {
     }
     mListeners[0] = new Listener();
     mListeners[1] = new Listener();
-    if (!waitModem(true, 15000) || !createObjects()) {
+    if (!waitModem(*mHost, true, 15000) || !createObjects()) {
         fprintf(stderr, "rcs-soak: the modem never came up\n");
         return 2;
     }
@@ -589,7 +508,7 @@ int Soak::run() {
         long target = mOpt.requests * (i + 1) / cycles;
         loadShare(target - loadDone);
         loadDone = target;
-        checkDaemon();
+        if (mModem.restartIfCrashed()) ++mTally.daemonCrashes;
         if (i + 1 == tenth) snaps.push_back(snapshot("after 10%"));
     }
     snaps.push_back(snapshot("end"));
@@ -599,13 +518,13 @@ int Soak::run() {
     if (mOpt.keepAtExit) {
         // For heap profilers: whatever is still allocated now shows as "leaked".
         fflush(stdout);
-        killModem();
+        mModem.kill();
         _exit(0);
     }
     mConfigs[0] = nullptr;
     mConfigs[1] = nullptr;
     mHost->stop();
-    killModem();
+    mModem.kill();
     const Snapshot& a = snaps.front();
     const Snapshot& b = snaps.back();
     std::string failures;

@@ -23,6 +23,7 @@
 #include "RetainedGrowth.h"
 #include "SoakClients.h"
 #include "SoakModem.h"
+#include "SoakReport.h"
 #include "SoakRun.h"
 #include "mcx_host.h"
 #include "service/HostModem.h"
@@ -35,27 +36,6 @@ using android::sp;
 using Clock = std::chrono::steady_clock;
 namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
-// Every figure the run reports. Written by the driver and the load threads.
-struct Tally {
-    std::atomic<uint64_t> sent{0};            // every request made
-    std::atomic<uint64_t> promised{0};        // ... that the service promises to answer
-    std::atomic<uint64_t> answeredOk{0};
-    std::atomic<uint64_t> answeredFail{0};    // FAIL while the modem was up
-    std::atomic<uint64_t> refused{0};         // FAIL while the modem was down, as designed
-    std::atomic<uint64_t> okWhileDown{0};     // OK while the modem was down (unexpected)
-    std::atomic<uint64_t> unanswered{0};      // promised and never answered
-    std::atomic<uint64_t> noAnswerByDesign{0};
-    std::atomic<uint64_t> noConnection{0};      // sent for a slot without a connection: no answer by design
-    uint64_t restarts = 0;
-    uint64_t restartsNotSeen = 0;    // the service never saw the modem go down
-    uint64_t reconfigsMissing = 0;   // a listener got no reconfiguration notice
-    uint64_t modemTokenRequests = 0;
-    uint64_t tokenNoticesExpected = 0;
-    uint64_t tokenNoticesReceived = 0;
-    uint64_t changeNotices = 0;
-    uint64_t daemonCrashes = 0;      // the daemon died without being killed
-    uint64_t uploads = 0;
-};
 
 // Sends `n` requests through `send` to one callback object and waits for
 // their answers; adds the outcome to the tally. `modemUp` tells how a FAIL
@@ -104,15 +84,6 @@ std::vector<V2_0::SettingsData> settingsRecords() {
 }
 
 
-struct Snapshot {
-    const char* name;
-    ProcessFigures figures;
-    Retained retained;
-    int64_t emulatorDocuments = 0;      // documents the in-process modem emulator holds
-    int64_t emulatorDocumentBytes = 0;  // ... and their bytes
-    uint64_t restarts;
-    uint64_t requests;
-};
 
 
 class Soak {
@@ -127,7 +98,6 @@ private:
     void workCycle(long cycle);
     void loadShare(long count);
     Snapshot snapshot(const char* name);
-    void print(const std::vector<Snapshot>& snaps, double seconds, bool timedOut);
 
     Options mOpt;
     std::vector<V2_0::SettingsData> mRecords;
@@ -153,128 +123,7 @@ private:
     };
     std::vector<LoadCallbacks> mLoadCallbacks;  // one set per load thread, driver thread only
     int32_t mNextTokenId = 1;
-    RetainedCosts mCosts;
-    int64_t mNonRequired = 0;  // heap growth the service does not keep by design, steady part of the run
-    // Allocator noise allowed on the heap figure: free lists and thread caches
-    // of a busy allocator move by a few pages.
-    static constexpr int64_t mTolerance = 256 * 1024;
 };
-
-// Heap bytes that the objects the service keeps by design grew by between two snapshots.
-int64_t requiredGrowth(const Snapshot& a, const Snapshot& b, const RetainedCosts& c) {
-    return (b.retained.listBytes - a.retained.listBytes) +
-           (b.retained.serviceObjects - a.retained.serviceObjects) * c.serviceObject +
-           (b.retained.managerLinks - a.retained.managerLinks) * c.managerRecipient +
-           (b.retained.callbackLinks - a.retained.callbackLinks) * c.callbackRecipient +
-           (b.retained.wrappers - a.retained.wrappers) * c.wrapper +
-           static_cast<int64_t>(b.restarts - a.restarts) * 2 * c.droppedClient;
-}
-
-void Soak::print(const std::vector<Snapshot>& snaps, double seconds, bool timedOut) {
-    const Tally& t = mTally;
-    printf("rcs-soak: %s\n", mOpt.modemd.empty() ? "embedded modem emulator (services down and up)"
-                                                  : "mcx-modemd (killed with SIGKILL and started again)");
-    printf("run: %llu restarts of %ld asked, %llu load requests of %ld asked (after a warm-up of %llu), "
-           "%d threads x %d in flight, %.1f s%s\n",
-           (unsigned long long)t.restarts, mOpt.restarts, (unsigned long long)mLoadRequests, mOpt.requests,
-           (unsigned long long)mWarmUpRequests,
-           mOpt.threads, mOpt.inflight, seconds, timedOut ? " (stopped by the time limit)" : "");
-    printf("requests\n");
-    printf("  sent                                %12llu\n", (unsigned long long)t.sent.load());
-    printf("  answer promised                     %12llu\n", (unsigned long long)t.promised.load());
-    printf("    answered OK                       %12llu\n", (unsigned long long)t.answeredOk.load());
-    printf("    answered FAIL, modem up           %12llu\n", (unsigned long long)t.answeredFail.load());
-    printf("    refused, modem down (FAIL)        %12llu\n", (unsigned long long)t.refused.load());
-    printf("    answered OK, modem down           %12llu\n", (unsigned long long)t.okWhileDown.load());
-    printf("    unanswered (must be 0)            %12llu\n", (unsigned long long)t.unanswered.load());
-    printf("  no answer by design                 %12llu  (updateTokenFetchStatus; setAppToken refused "
-           "while the modem is down)\n", (unsigned long long)t.noAnswerByDesign.load());
-    printf("  ... of which answered anyway        %12llu\n", (unsigned long long)mRefusedTokenCb->answers.total());
-    printf("  no connection for the slot          %12llu  (no answer by design; a read on the old object\n"
-           "                                                    between modem up and the new object)\n",
-           (unsigned long long)t.noConnection.load());
-    printf("  ... of which answered anyway        %12llu  (the new object's subscription came first)\n",
-           (unsigned long long)mNoConnectionCb->answers.total());
-    printf("modem\n");
-    printf("  restarts                            %12llu  (not seen by the service: %llu)\n",
-           (unsigned long long)t.restarts, (unsigned long long)t.restartsNotSeen);
-    printf("  reconfiguration notices missing     %12llu\n", (unsigned long long)t.reconfigsMissing);
-    printf("  uploads (70 KB document)            %12llu\n", (unsigned long long)t.uploads);
-    printf("  token requests from the modem       %12llu  (listener notices %llu of %llu expected)\n",
-           (unsigned long long)t.modemTokenRequests, (unsigned long long)t.tokenNoticesReceived,
-           (unsigned long long)t.tokenNoticesExpected);
-    printf("  settings change notices             %12llu\n", (unsigned long long)t.changeNotices);
-    printf("crashes: service 0 (this process ran to the end), modem daemon %llu\n",
-           (unsigned long long)t.daemonCrashes);
-    printf("process figures  %-10s", "");
-    for (const auto& s : snaps) printf(" %14s", s.name);
-    printf("\n");
-    auto row = [&](const char* name, auto get) {
-        printf("  %-24s", name);
-        for (const auto& s : snaps) printf(" %14lld", (long long)get(s));
-        printf("\n");
-    };
-    row("restarts", [](const Snapshot& s) { return (int64_t)s.restarts; });
-    row("requests", [](const Snapshot& s) { return (int64_t)s.requests; });
-    row("RSS kB", [](const Snapshot& s) { return s.figures.rssKb; });
-    row("descriptors", [](const Snapshot& s) { return s.figures.descriptors; });
-    row("threads", [](const Snapshot& s) { return s.figures.threads; });
-    row("heap bytes in use", [](const Snapshot& s) { return s.figures.heapBytes; });
-    row("service objects", [](const Snapshot& s) { return s.retained.serviceObjects; });
-    row("manager death links", [](const Snapshot& s) { return s.retained.managerLinks; });
-    row("callback death links", [](const Snapshot& s) { return s.retained.callbackLinks; });
-    row("callback wrappers", [](const Snapshot& s) { return s.retained.wrappers; });
-    if (mOpt.modemd.empty()) {
-        row("emulator documents", [](const Snapshot& s) { return s.emulatorDocuments; });
-        row("emulator document bytes", [](const Snapshot& s) { return s.emulatorDocumentBytes; });
-    }
-    printf("retained by design, heap bytes each: service object %lld, manager link %lld, callback link %lld, "
-           "wrapper %lld, settings client dropped by modemDown %lld (2 per restart)\n",
-           (long long)mCosts.serviceObject, (long long)mCosts.managerRecipient,
-           (long long)mCosts.callbackRecipient, (long long)mCosts.wrapper, (long long)mCosts.droppedClient);
-    auto growth = [&](const Snapshot& a, const Snapshot& b) {
-        double restarts = static_cast<double>(b.restarts - a.restarts);
-        double kreq = static_cast<double>(b.requests - a.requests) / 1000.0;
-        int64_t heap = b.figures.heapBytes - a.figures.heapBytes;
-        int64_t required = requiredGrowth(a, b, mCosts);
-        int64_t other = heap - required;
-        printf("growth %s -> %s:\n", a.name, b.name);
-        printf("  RSS %+lld kB, descriptors %+lld, threads %+lld (must be 0), heap %+lld bytes\n",
-               (long long)(b.figures.rssKb - a.figures.rssKb),
-               (long long)(b.figures.descriptors - a.figures.descriptors),
-               (long long)(b.figures.threads - a.figures.threads), (long long)heap);
-        printf("  heap kept by design %+lld bytes: %.0f per restart, %.0f per 1,000 requests\n",
-               (long long)required, restarts > 0 ? required / restarts : 0.0, kreq > 0 ? required / kreq : 0.0);
-        int64_t docs = b.emulatorDocumentBytes - a.emulatorDocumentBytes;
-        if (docs != 0) {
-            printf("  heap held by the embedded modem emulator's documents (the modem's memory) %+lld bytes: "
-                   "%.0f per restart\n",
-                   (long long)docs, restarts > 0 ? docs / restarts : 0.0);
-        }
-        int64_t own = other - docs;
-        printf("  heap growth nothing requires %+lld bytes: %.0f per restart, %.0f per 1,000 requests "
-               "(must be 0 within allocator noise of %lld bytes)\n",
-               (long long)own, restarts > 0 ? own / restarts : 0.0, kreq > 0 ? own / kreq : 0.0,
-               (long long)mTolerance);
-        printf("  RSS per restart %.1f kB, per 1,000 requests %.1f kB\n",
-               restarts > 0 ? (b.figures.rssKb - a.figures.rssKb) / restarts : 0.0,
-               kreq > 0 ? (b.figures.rssKb - a.figures.rssKb) / kreq : 0.0);
-        return own;
-    };
-    if (snaps.front().figures.heapBytes == 0) {
-        // A sanitizer's allocator does not report to mallinfo2.
-        printf("heap figures not available in this build (the allocator reports no heap use)\n");
-        mNonRequired = 0;
-        return;
-    }
-    // Judged on the steady part of the run (after 10% of the cycles), where
-    // first-use allocations and the emulator's bounded request log are
-    // behind; the embedded emulator's documents are the modem's memory, shown
-    // above but not the service's.
-    mNonRequired = growth(snaps.front(), snaps.back());
-    if (snaps.size() == 3) mNonRequired = growth(snaps[1], snaps[2]);
-}
-
 
 bool Soak::createObjects() {
     sp<F1_1::IImsFactory> factory = F1_1::IImsFactory::getService();
@@ -512,9 +361,14 @@ int Soak::run() {
         if (i + 1 == tenth) snaps.push_back(snapshot("after 10%"));
     }
     snaps.push_back(snapshot("end"));
-    double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    mCosts = costs;
-    print(snaps, seconds, timedOut);
+    RunSummary summary;
+    summary.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    summary.timedOut = timedOut;
+    summary.loadRequests = mLoadRequests;
+    summary.warmUpRequests = mWarmUpRequests;
+    summary.refusedTokensAnswered = mRefusedTokenCb->answers.total();
+    summary.noConnectionAnswered = mNoConnectionCb->answers.total();
+    int64_t nonRequired = printReport(mOpt, mTally, summary, snaps, costs);
     if (mOpt.keepAtExit) {
         // For heap profilers: whatever is still allocated now shows as "leaked".
         fflush(stdout);
@@ -533,7 +387,7 @@ int Soak::run() {
     if (mTally.restartsNotSeen != 0 || mTally.reconfigsMissing != 0) failures += " restarts not seen or not notified;";
     if (b.figures.descriptors != a.figures.descriptors) failures += " descriptors grew;";
     if (b.figures.threads != a.figures.threads) failures += " threads grew;";
-    if (mNonRequired > mTolerance) failures += " heap grew beyond what the service keeps by design;";
+    if (nonRequired > kHeapNoiseBytes) failures += " heap grew beyond what the service keeps by design;";
     printf("verdict: %s%s\n", failures.empty() ? "PASS" : "FAIL:", failures.c_str());
     return failures.empty() ? 0 : 1;
 }

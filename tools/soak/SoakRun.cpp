@@ -1,29 +1,28 @@
-// The soak driver: cycles of modem restart, re-creation, uploads, settings,
-// tokens and client-thread load, and the figures printed at the end.
+// The soak driver: the service and its objects, the cycles of modem restart,
+// re-creation, uploads, settings and tokens, the load shares between them, the
+// snapshots and the verdict. The modem (SoakModem), the load threads
+// (SoakLoad) and the printing of the figures (SoakReport) live apart.
 #include <android/log.h>
-#include <malloc.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 
-#include "Command.h"
 #include "ConfigDocument.h"
 #include "ProcessFigures.h"
 #include "RetainedGrowth.h"
 #include "SoakClients.h"
+#include "SoakLoad.h"
 #include "SoakModem.h"
 #include "SoakReport.h"
+#include "SoakRequests.h"
 #include "SoakRun.h"
 #include "mcx_host.h"
 #include "service/HostModem.h"
@@ -36,56 +35,6 @@ using android::sp;
 using Clock = std::chrono::steady_clock;
 namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
-
-// Sends `n` requests through `send` to one callback object and waits for
-// their answers; adds the outcome to the tally. `modemUp` tells how a FAIL
-// counts.
-template <typename Send>
-void promisedBatch(Tally& t, Answers& answers, int n, bool modemUp, int timeoutMs, Send send) {
-    uint64_t ok0 = answers.ok(), fail0 = answers.fail();
-    for (int i = 0; i < n; ++i) send(i);
-    t.sent += n;
-    t.promised += n;
-    answers.waitFor(ok0 + fail0 + n, std::chrono::milliseconds(timeoutMs));
-    uint64_t ok = answers.ok() - ok0, fail = answers.fail() - fail0;
-    if (modemUp) {
-        t.answeredOk += ok;
-        t.answeredFail += fail;
-    } else {
-        t.okWhileDown += ok;
-        t.refused += fail;
-    }
-    if (ok + fail < static_cast<uint64_t>(n)) t.unanswered += n - (ok + fail);
-}
-
-// The settings written in every cycle, one record per group (the values of
-// the main job's session).
-std::vector<V2_0::SettingsData> settingsRecords() {
-    const std::vector<std::vector<std::string>> commands = {
-        {"set-settings", "presence", "PUBLISH_TIMER=1200", "PUBLISH_EXTENDED_TIMER=86400",
-         "CAPABILITY_DISCOVERY_ENABLED=true", "PRESENCE_SERVICE_URI=sip:rls@ims.example.org"},
-        {"set-settings", "messaging", "DEFAULT_SMS_APP=1", "CLIENT_VENDOR=KELV",
-         "TERMINAL_MODEL=KV-9", "RCS_VERSION=UP2.4"},
-        {"set-settings", "user-agent", "IMS_USER_AGENT=Kelvale KV-9/KV9.2026.11 IMS-RCS/2.1"},
-        {"set-settings", "ims-service", "VOLTE_ENABLED=true", "RTT_ENABLED=false",
-         "CALL_MODE_PREFERENCE=2", "WIFI_PROVISIONING_ID=KVWFC-0001-A7"},
-    };
-    std::vector<V2_0::SettingsData> out;
-    for (const auto& words : commands) {
-        rcsctl::Command c;
-        std::string error;
-        if (!rcsctl::parseCommand(words, &c, &error)) {
-            fprintf(stderr, "rcs-soak: internal record rejected: %s\n", error.c_str());
-            exit(2);
-        }
-        out.push_back(c.settings);
-    }
-    return out;
-}
-
-
-
-
 class Soak {
 public:
     explicit Soak(const Options& o) : mOpt(o), mRecords(settingsRecords()), mModem(o) {}
@@ -96,7 +45,6 @@ private:
     bool createObjects();
     void restartCycle();
     void workCycle(long cycle);
-    void loadShare(long count);
     Snapshot snapshot(const char* name);
 
     Options mOpt;
@@ -114,14 +62,7 @@ private:
     sp<ChangeCb> mChangeCb = new ChangeCb();
     rcsctl::ConfigDocument mPlain, mGzip;
     Tally mTally;
-    uint64_t mLoadRequests = 0;
-    uint64_t mWarmUpRequests = 0;
-    struct LoadCallbacks {
-        sp<SetCb> set;
-        sp<GetCb> get;
-        sp<SetCb> token;
-    };
-    std::vector<LoadCallbacks> mLoadCallbacks;  // one set per load thread, driver thread only
+    LoadThreads mLoad{mOpt, mTally};
     int32_t mNextTokenId = 1;
 };
 
@@ -238,59 +179,6 @@ void Soak::workCycle(long cycle) {
     mTally.changeNotices += mChangeCb->changes.total() - changes0;
 }
 
-// `count` requests from the load threads, each keeping its window in flight.
-void Soak::loadShare(long count) {
-    if (count <= 0) return;
-    std::vector<std::thread> threads;
-    const int n = mOpt.threads;
-    while (mLoadCallbacks.size() < static_cast<size_t>(n)) {
-        mLoadCallbacks.push_back(LoadCallbacks{new SetCb(), new GetCb(), new SetCb()});
-    }
-    for (int t = 0; t < n; ++t) {
-        long share = count / n + (t < count % n ? 1 : 0);
-        threads.emplace_back([this, t, share] {
-            // Callback objects of this client thread, kept for the whole run as a
-            // client keeps its own (the service holds each one it was given).
-            sp<SetCb> setCb = mLoadCallbacks[t].set;
-            sp<GetCb> getCb = mLoadCallbacks[t].get;
-            sp<SetCb> tokenCb = mLoadCallbacks[t].token;
-            long done = 0;
-            while (done < share) {
-                int window = static_cast<int>(std::min<long>(mOpt.inflight, share - done));
-                int sets = 0, gets = 0, tokens = 0;
-                uint64_t s0 = setCb->answers.total(), g0 = getCb->answers.total(),
-                         k0 = tokenCb->answers.total();
-                uint64_t so = setCb->answers.ok(), go = getCb->answers.ok(), ko = tokenCb->answers.ok();
-                for (int i = 0; i < window; ++i) {
-                    long k = done + i + t;
-                    sp<V2_1::IRcsConfig> c = mConfigs[k % 2];
-                    switch (k % 3) {
-                        case 0: c->setSettingsValue(mRecords[(k / 3) % 4], setCb); ++sets; break;
-                        case 1: c->getSettingsValue(static_cast<V2_0::SettingsId>((k / 3) % 4), getCb); ++gets; break;
-                        default: c->setAppToken("fcm:load", tokenCb); ++tokens; break;
-                    }
-                }
-                mTally.sent += window;
-                mTally.promised += window;
-                auto wait = std::chrono::milliseconds(mOpt.answerTimeoutMs);
-                setCb->answers.waitFor(s0 + sets, wait);
-                getCb->answers.waitFor(g0 + gets, wait);
-                tokenCb->answers.waitFor(k0 + tokens, wait);
-                uint64_t answered = (setCb->answers.total() - s0) + (getCb->answers.total() - g0) +
-                                    (tokenCb->answers.total() - k0);
-                uint64_t ok = (setCb->answers.ok() - so) + (getCb->answers.ok() - go) +
-                              (tokenCb->answers.ok() - ko);
-                mTally.answeredOk += ok;
-                mTally.answeredFail += answered - ok;
-                if (answered < static_cast<uint64_t>(window)) mTally.unanswered += window - answered;
-                done += window;
-            }
-        });
-    }
-    for (auto& th : threads) th.join();
-    mLoadRequests += static_cast<uint64_t>(count);
-}
-
 Snapshot Soak::snapshot(const char* name) {
     mHost->waitUntilIdle();
     Snapshot s;
@@ -337,9 +225,8 @@ int Soak::run() {
     // A warm-up cycle without restart, so that first-use allocations do not
     // count as growth.
     workCycle(0);
-    loadShare(std::min<long>(mOpt.requests, 200));
-    mWarmUpRequests = mLoadRequests;
-    mLoadRequests = 0;
+    mLoad.send(std::min<long>(mOpt.requests, 200), mConfigs, mRecords);
+    const uint64_t warmUpRequests = mLoad.sent();
     std::vector<Snapshot> snaps;
     snaps.push_back(snapshot("start"));
 
@@ -355,7 +242,7 @@ int Soak::run() {
         if (mOpt.restarts > 0) restartCycle();
         workCycle(i + 1);
         long target = mOpt.requests * (i + 1) / cycles;
-        loadShare(target - loadDone);
+        mLoad.send(target - loadDone, mConfigs, mRecords);
         loadDone = target;
         if (mModem.restartIfCrashed()) ++mTally.daemonCrashes;
         if (i + 1 == tenth) snaps.push_back(snapshot("after 10%"));
@@ -364,8 +251,8 @@ int Soak::run() {
     RunSummary summary;
     summary.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     summary.timedOut = timedOut;
-    summary.loadRequests = mLoadRequests;
-    summary.warmUpRequests = mWarmUpRequests;
+    summary.loadRequests = mLoad.sent() - warmUpRequests;
+    summary.warmUpRequests = warmUpRequests;
     summary.refusedTokensAnswered = mRefusedTokenCb->answers.total();
     summary.noConnectionAnswered = mNoConnectionCb->answers.total();
     int64_t nonRequired = printReport(mOpt, mTally, summary, snaps, costs);

@@ -151,7 +151,6 @@ void Soak::workCycle(long cycle) {
             mConfigs[s]->getSettingsValue(static_cast<V2_0::SettingsId>(g), mGetCb);
         });
     }
-    // The modem asks for a token; every listener hears it; the client answers.
     // The modem asks for a token on one subscription; the listener of that
     // slot hears it (each listener keeps to its own slot) and the client answers.
     char command[96], reply[256];

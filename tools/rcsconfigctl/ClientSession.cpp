@@ -1,6 +1,8 @@
 #include "ClientSession.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 
 #include <stdlib.h>
 #include <string.h>
@@ -110,7 +112,8 @@ bool ClientSession::start(std::string* error) {
             *error = "cannot use the service registry at " + mRegistryDir;
             return false;
         }
-        android::hardware::host::setServiceWaitTimeout(mOptions.timeout);
+        // connect() waits itself, a step at a time, so that Ctrl-C ends the wait.
+        android::hardware::host::setServiceWaitTimeout(std::chrono::milliseconds(0));
     } else {
         // A service of our own, reached from here on exactly as a service
         // in another process is: through the factory and its debug().
@@ -129,12 +132,40 @@ bool ClientSession::start(std::string* error) {
     return true;
 }
 
+sp<IBase> ClientSession::lookUpFactory() const {
+    if (mOptions.factory_1_0) return F1_0::IImsFactory::getService(mOptions.serviceName);
+    return F1_1::IImsFactory::getService(mOptions.serviceName);
+}
+
+sp<IBase> ClientSession::waitForFactory() {
+    // Looked up again every step until the time-out; a wait of more than a
+    // second says what it waits for, and a stop (Ctrl-C) ends it at once.
+    constexpr std::chrono::milliseconds kStep(100);
+    const auto started = std::chrono::steady_clock::now();
+    const auto deadline = started + mOptions.timeout;
+    bool told = false;
+    for (;;) {
+        sp<IBase> factory = lookUpFactory();
+        if (factory != nullptr || mNotices.stopped()) return factory;
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline) return nullptr;
+        if (!told && now - started >= std::chrono::seconds(1)) {
+            std::fprintf(stderr, "rcsconfigctl: waiting up to %lld s for the IImsFactory %s \"%s\" service in %s\n",
+                         static_cast<long long>(mOptions.timeout.count() / 1000), factoryVersion(),
+                         mOptions.serviceName.c_str(), mRegistryDir.c_str());
+            told = true;
+        }
+        std::vector<Notice> none;
+        mNotices.waitFor([](const Notice&) { return false; }, kStep, &none);
+    }
+}
+
 bool ClientSession::connect(std::string* error) {
-    sp<IBase> factory;
-    if (mOptions.factory_1_0) {
-        factory = F1_0::IImsFactory::getService(mOptions.serviceName);
-    } else {
-        factory = F1_1::IImsFactory::getService(mOptions.serviceName);
+    sp<IBase> factory = mOptions.attach ? waitForFactory() : lookUpFactory();
+    if (factory == nullptr && mNotices.stopped()) {
+        *error = std::string("interrupted while waiting for the IImsFactory ") + factoryVersion() + " \"" +
+                 mOptions.serviceName + "\" service";
+        return false;
     }
     if (factory == nullptr) {
         *error = std::string("no IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +

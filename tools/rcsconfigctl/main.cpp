@@ -227,7 +227,7 @@ int main(int argc, char** argv) {
         ClientSession session(sessionOptions, notices, serviceLog);
         if (!session.start(&error)) {
             out.error("", error);
-            status = kExitFailed;
+            status = notices.stopped() && signalWatcher.signal() != 0 ? 128 + signalWatcher.signal() : kExitFailed;
         } else {
             RunnerOptions runnerOptions;
             runnerOptions.slot = options.slot;

@@ -246,6 +246,18 @@ TEST(CommandsTest, Daemon_NoDaemonOnTheSocketIsAFailure) {
     EXPECT_EQ("", r.out);
 }
 
+TEST(CommandsTest, Attach_AWaitForTheServiceSaysWhatItWaitsForAndCtrlCEndsIt) {
+    TempDir dir;
+    const std::string registry = dir.path() + "/registry";
+    BackgroundTool client({"--service", "--registry", registry, "--timeout", "600", "get-settings", "presence"});
+    ASSERT_TRUE(client.waitFor("waiting up to 600 s for the IImsFactory 1.1 \"default\" service in " + registry,
+                               20000, 1, true))
+            << client.sofar().err;
+    ToolResult r = client.stop(SIGINT);
+    EXPECT_EQ(130, r.exitCode) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("interrupted while waiting")) << r.err;
+}
+
 TEST(CommandsTest, Factory_Version10ObjectsGetNoTokenRequests) {
     ToolResult r = runScript("dump\nmodem token-request FCM_TOKEN TOKEN_INVALID 3\nwait token-request --timeout 1\n",
                              {"--factory", "1.0"});

@@ -111,7 +111,8 @@ ServiceSnapshot RcsServiceHost::State::snapshot() const {
     if (s.offLoop) {
         s.queuedEvents = manager->queuedEvents();
         for (const auto& l : manager->listeners()) {
-            s.listeners.push_back(ServiceSnapshot::Listener{l.key, l.slotId, l.version});
+            const int pid = options.clientPid && l.object != nullptr ? options.clientPid(l.object) : 0;
+            s.listeners.push_back(ServiceSnapshot::Listener{l.key, l.slotId, l.version, pid});
         }
         s.listenerDeathRecipients = manager->deathRecipientCount();
         for (const auto& config : manager->rcsConfigs()) {

@@ -75,7 +75,9 @@ std::string formatServiceDump(const ServiceSnapshot& s) {
     }
     for (const auto& l : s.listeners) {
         out << "  " << hex(l.key) << " slot " << l.slotId << ", IRcsConfigListener "
-            << (l.version == 1 ? "2.1" : "2.0") << "\n";
+            << (l.version == 1 ? "2.1" : "2.0");
+        if (l.clientPid != 0) out << ", client pid " << l.clientPid;
+        out << "\n";
     }
 
     if (s.offLoop) {

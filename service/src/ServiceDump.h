@@ -27,6 +27,7 @@ struct ServiceSnapshot {
         unsigned long key;
         int slotId;
         uint8_t version;
+        int clientPid;  // the process of the client's listener; 0 when not known
     };
     std::vector<Listener> listeners;
     size_t listenerDeathRecipients = 0;

@@ -9,13 +9,14 @@
 #include <hostlog/TagFilter.h>
 
 #include "CommandRunner.h"
+#include "DumpJson.h"
 
 namespace rcsctl {
 
 bool CommandRunner::dump(std::string* error) {
     std::string text;
     if (!mSession.dump(&text, error)) return false;
-    mOut.report(text, Json().str("cmd", "dump").str("text", text));
+    mOut.report(text, Json().str("cmd", "dump").merge(dumpJson(text)));
     return true;
 }
 

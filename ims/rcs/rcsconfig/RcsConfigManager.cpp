@@ -425,7 +425,8 @@ std::vector<RcsConfigManager::ListenerInfo> RcsConfigManager::listeners() const 
     android::Mutex::Autolock guard(mListenerLock);
     for (const auto& entry : mListeners) {
         if (entry.second == nullptr) continue;
-        result.push_back(ListenerInfo{entry.first, entry.second->slotId(), entry.second->version()});
+        result.push_back(
+                ListenerInfo{entry.first, entry.second->slotId(), entry.second->version(), entry.second->listener()});
     }
     return result;
 }

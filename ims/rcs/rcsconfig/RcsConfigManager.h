@@ -181,6 +181,7 @@ public:
         unsigned long key;  // the listener object's address
         int slotId;
         uint8_t version;    // 0: 2.0 listener, 1: 2.1 listener
+        ::android::sp<::android::hidl::base::V1_0::IBase> object;  // the client's listener
     };
     // The filed listeners, in key order; every service object created so
     // far, oldest first; the death recipients made. These take mListenerLock:

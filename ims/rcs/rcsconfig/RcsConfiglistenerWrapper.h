@@ -40,6 +40,8 @@ public:
 
     // What the listener was filed with, for the service dump. Any thread.
     uint8_t version() const { return mVersion; }
+    // The client's listener object itself.
+    android::sp<android::hidl::base::V1_0::IBase> listener() const { return mListener; }
     int32_t slotId() const { return mSlotId; }
 
 private:

@@ -5,6 +5,8 @@
 
 #include <android/log.h>
 
+#include <hidl/HidlHostTransport.h>
+
 namespace android {
 namespace hardware {
 namespace details {
@@ -136,5 +138,16 @@ void RpcNode::badReply(const char* what) {
 }
 
 }  // namespace details
+
+namespace host {
+
+int clientPidOf(const sp<::android::hidl::base::V1_0::IBase>& object) {
+    auto* remote = dynamic_cast<details::RpcRemote*>(object.get());
+    if (remote == nullptr) return 0;
+    sp<details::RpcNode> node = remote->rpcNode();
+    return node != nullptr && node->connection() != nullptr ? static_cast<int>(node->connection()->peerPid()) : 0;
+}
+
+}  // namespace host
 }  // namespace hardware
 }  // namespace android

@@ -1,5 +1,7 @@
 #include "service/WorkstationService.h"
 
+#include <hidl/HidlHostTransport.h>
+
 #include "HostDebugCommands.h"
 #include "service/RcsServiceHost.h"
 #include "service/ServiceLog.h"
@@ -16,6 +18,9 @@ WorkstationService::WorkstationService(const HostModem& modem, ServiceLog& log,
         return HostDebugCommands(*mHost, mLog).run(words, text);
     };
     options.extraDump = std::move(extraDump);
+    options.clientPid = [](const android::sp<android::hidl::base::V1_0::IBase>& object) {
+        return android::hardware::host::clientPidOf(object);
+    };
     mHost = std::make_unique<RcsServiceHost>(std::move(options));
 }
 

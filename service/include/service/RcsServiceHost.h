@@ -23,6 +23,8 @@
 
 #include <functional>
 #include <memory>
+
+#include <android/hidl/base/1.0/IBase.h>
 #include <string>
 #include <vector>
 
@@ -46,6 +48,9 @@ struct RcsServiceHostOptions {
     // knows, such as a workstation's service registry); each line ends in a
     // newline. Runs on the thread serving the debug() call.
     std::function<std::string()> extraDump;
+    // The process behind a client's object, for the dump's listener lines;
+    // 0 when not known. Empty: no process is named (a device's dump).
+    std::function<int(const ::android::sp<::android::hidl::base::V1_0::IBase>& object)> clientPid;
 };
 
 class RcsServiceHost {

@@ -135,6 +135,10 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
     ASSERT_TRUE(waitForDump({"Listeners: 2", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
                              "configuration uploads (answers kept until the modem goes down): 1"}))
             << mLastDump;
+    // Each listener names the client process it belongs to.
+    for (pid_t client : {survivor->pid(), doomed->pid()}) {
+        EXPECT_NE(std::string::npos, mLastDump.find(", client pid " + std::to_string(client) + "\n")) << mLastDump;
+    }
     doomed->stop(SIGKILL);
 
     // The service's recipients drop the dead client's listener and both of

@@ -30,6 +30,8 @@
 #include <string>
 #include <vector>
 
+#include <android/hidl/base/1.0/IBase.h>
+
 namespace android {
 namespace hardware {
 namespace host {
@@ -60,6 +62,11 @@ void setServiceWaitTimeout(std::chrono::milliseconds timeout);
 // serving process keeps it. An entry of a process that is gone is always
 // taken over. Any thread.
 void setReplaceLiveServices(bool replace);
+
+// The process serving `object` when it is a proxy of another process's
+// object (a client's callback, say), 0 for an object of this process. Any
+// thread.
+int clientPidOf(const sp<::android::hidl::base::V1_0::IBase>& object);
 
 // One live entry of the registry: lshal's list.
 struct RegisteredService {

@@ -2,16 +2,17 @@
 
 #include <android/log.h>
 
+#include <condition_variable>
 #include <cstdlib>
-
-#include <hostsync/Mutex.h>
+#include <mutex>
 
 namespace imstest {
 namespace {
 
-hostsync::Mutex gMutex;
-hostsync::CondVar gChanged;
-std::vector<LogLine> gLines GUARDED_BY(gMutex);
+std::mutex gMutex;
+std::condition_variable gChanged;
+std::vector<LogLine> gLines;  // guarded by gMutex
+
 void recordLine(const struct __android_logger_data* data, const char* message) {
     LogLine line;
     line.priority = data != nullptr ? data->priority : 0;
@@ -21,10 +22,10 @@ void recordLine(const struct __android_logger_data* data, const char* message) {
         line.message = line.text;
     }
     {
-        hostsync::MutexLock lock(gMutex);
+        std::lock_guard<std::mutex> lock(gMutex);
         gLines.push_back(std::move(line));
     }
-    gChanged.notifyAll();
+    gChanged.notify_all();
 }
 
 }  // namespace
@@ -60,12 +61,12 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     return gLines;
 }
 
 std::vector<std::string> LogCapture::messages() const {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     std::vector<std::string> out;
     out.reserve(gLines.size());
     for (const auto& l : gLines) out.push_back(l.message);
@@ -73,7 +74,7 @@ std::vector<std::string> LogCapture::messages() const {
 }
 
 size_t LogCapture::count(const std::string& needle) const {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     size_t n = 0;
     for (const auto& l : gLines) {
         if (l.message.find(needle) != std::string::npos) ++n;
@@ -82,7 +83,7 @@ size_t LogCapture::count(const std::string& needle) const {
 }
 
 int LogCapture::indexOf(const std::string& needle, size_t from) const {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     for (size_t i = from; i < gLines.size(); ++i) {
         if (gLines[i].message.find(needle) != std::string::npos) return static_cast<int>(i);
     }
@@ -91,8 +92,8 @@ int LogCapture::indexOf(const std::string& needle, size_t from) const {
 
 bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds timeout,
                          size_t times) const {
-    hostsync::MutexLock lock(gMutex);
-    return gChanged.waitFor(gMutex, timeout, [&]() REQUIRES(gMutex) {
+    std::unique_lock<std::mutex> lock(gMutex);
+    return gChanged.wait_for(lock, timeout, [&] {
         size_t n = 0;
         for (const auto& l : gLines) {
             if (l.message.find(needle) != std::string::npos) ++n;
@@ -102,12 +103,12 @@ bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds ti
 }
 
 void LogCapture::clear() {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     gLines.clear();
 }
 
 std::string LogCapture::dump() const {
-    hostsync::MutexLock lock(gMutex);
+    std::lock_guard<std::mutex> lock(gMutex);
     std::string out;
     for (const auto& l : gLines) {
         out += l.text;

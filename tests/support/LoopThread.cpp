@@ -28,17 +28,17 @@ LoopThread::~LoopThread() {
 }
 
 void LoopThread::start() {
-    hostsync::MutexLock lock(mLock);
+    std::unique_lock<std::mutex> lock(mLock);
     if (mRunning) return;
     mStopRequested = false;
     mRunning = true;
     mThread = std::thread(&LoopThread::threadMain, this);
-    mChanged.wait(mLock, [this]() REQUIRES(mLock) { return mTid != 0; });
+    mChanged.wait(lock, [this] { return mTid != 0; });
 }
 
 void LoopThread::stop() {
     {
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         if (!mRunning) return;
         mStopRequested = true;
     }
@@ -47,13 +47,13 @@ void LoopThread::stop() {
 }
 
 bool LoopThread::running() const {
-    hostsync::MutexLock lock(mLock);
+    std::lock_guard<std::mutex> lock(mLock);
     return mRunning;
 }
 
 void LoopThread::post(std::function<void()> fn) {
     {
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         mPosted.push_back(std::move(fn));
     }
     signal();
@@ -72,34 +72,34 @@ void LoopThread::runOnLoop(const std::function<void()>& fn) {
     bool done = false;  // guarded by mLock
     post([&] {
         fn();
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         done = true;
-        mChanged.notifyAll();
+        mChanged.notify_all();
     });
-    hostsync::MutexLock lock(mLock);
-    mChanged.wait(mLock, [&]() REQUIRES(mLock) { return done; });
+    std::unique_lock<std::mutex> lock(mLock);
+    mChanged.wait(lock, [&] { return done; });
 }
 
 bool LoopThread::waitUntilIdle(std::chrono::milliseconds timeout) {
     unsigned long target;
     {
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         if (!mRunning) return false;
         target = ++mIdleRequested;
     }
     signal();  // forces a pass even if the loop is blocked without time-out
-    hostsync::MutexLock lock(mLock);
-    return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mIdleSeen >= target || !mRunning; }) &&
+    std::unique_lock<std::mutex> lock(mLock);
+    return mChanged.wait_for(lock, timeout, [&] { return mIdleSeen >= target || !mRunning; }) &&
            mIdleSeen >= target;
 }
 
 bool LoopThread::isLoopThread() const {
-    hostsync::MutexLock lock(mLock);
+    std::lock_guard<std::mutex> lock(mLock);
     return mRunning && mThreadId == std::this_thread::get_id();
 }
 
 pid_t LoopThread::loopTid() const {
-    hostsync::MutexLock lock(mLock);
+    std::lock_guard<std::mutex> lock(mLock);
     return mTid;
 }
 
@@ -121,7 +121,7 @@ bool LoopThread::runPosted() {
     for (;;) {
         std::function<void()> fn;
         {
-            hostsync::MutexLock lock(mLock);
+            std::lock_guard<std::mutex> lock(mLock);
             if (mPosted.empty()) return ran;
             fn = std::move(mPosted.front());
             mPosted.pop_front();
@@ -133,14 +133,14 @@ bool LoopThread::runPosted() {
 
 void LoopThread::threadMain() {
     {
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         mTid = gettid();
         mThreadId = std::this_thread::get_id();
-        mChanged.notifyAll();
+        mChanged.notify_all();
     }
     for (;;) {
         {
-            hostsync::MutexLock lock(mLock);
+            std::lock_guard<std::mutex> lock(mLock);
             if (mStopRequested) break;
         }
         mCom.processEvents(mTimer.timeUntilNextEvent(), mTimer);
@@ -150,22 +150,22 @@ void LoopThread::threadMain() {
         // arrives later is answered by the pass its own signal forces.
         unsigned long request;
         {
-            hostsync::MutexLock lock(mLock);
+            std::lock_guard<std::mutex> lock(mLock);
             request = mIdleRequested;
         }
         if (request == mIdleSeenByLoop) continue;
         bool idle = !mCom.hasReadyDescriptors() && mTimer.timeUntilNextEvent() != 0;
-        hostsync::MutexLock lock(mLock);
+        std::lock_guard<std::mutex> lock(mLock);
         if (idle && mPosted.empty()) {
             mIdleSeen = mIdleSeenByLoop = request;
-            mChanged.notifyAll();
+            mChanged.notify_all();
         }
     }
-    hostsync::MutexLock lock(mLock);
+    std::lock_guard<std::mutex> lock(mLock);
     mRunning = false;
     mTid = 0;
     mThreadId = std::thread::id();
-    mChanged.notifyAll();
+    mChanged.notify_all();
 }
 
 }  // namespace imstest

@@ -37,11 +37,11 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
+#include <mutex>
 #include <thread>
-
-#include <hostsync/Mutex.h>
 
 #include "imsservice/ImsCom.h"
 #include "imsservice/ImsTimer.h"
@@ -106,15 +106,16 @@ private:
     ImsTimer mTimer;
     int mFd;  // our eventfd, registered with mCom
 
-    mutable hostsync::Mutex mLock;
-    hostsync::CondVar mChanged;
-    std::deque<std::function<void()>> mPosted GUARDED_BY(mLock);
-    bool mStopRequested GUARDED_BY(mLock) = false;
-    bool mRunning GUARDED_BY(mLock) = false;
-    pid_t mTid GUARDED_BY(mLock) = 0;
-    std::thread::id mThreadId GUARDED_BY(mLock);
-    unsigned long mIdleRequested GUARDED_BY(mLock) = 0;
-    unsigned long mIdleSeen GUARDED_BY(mLock) = 0;
+    // std::mutex: this file is built into the device test as well, which has no host-only headers.
+    mutable std::mutex mLock;
+    std::condition_variable mChanged;
+    std::deque<std::function<void()>> mPosted;  // guarded by mLock
+    bool mStopRequested = false;                // guarded by mLock
+    bool mRunning = false;                      // guarded by mLock
+    pid_t mTid = 0;                             // guarded by mLock
+    std::thread::id mThreadId;                  // guarded by mLock
+    unsigned long mIdleRequested = 0;           // guarded by mLock
+    unsigned long mIdleSeen = 0;                // guarded by mLock
     unsigned long mIdleSeenByLoop = 0;          // loop thread only
     std::thread mThread;
 };

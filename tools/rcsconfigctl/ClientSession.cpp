@@ -137,27 +137,70 @@ sp<IBase> ClientSession::lookUpFactory() const {
     return F1_1::IImsFactory::getService(mOptions.serviceName);
 }
 
-sp<IBase> ClientSession::waitForFactory() {
-    // Looked up again every step until the time-out; a wait of more than a
-    // second says what it waits for, and a stop (Ctrl-C) ends it at once.
-    constexpr std::chrono::milliseconds kStep(100);
-    const auto started = std::chrono::steady_clock::now();
-    const auto deadline = started + mOptions.timeout;
-    bool told = false;
-    for (;;) {
-        sp<IBase> factory = lookUpFactory();
-        if (factory != nullptr || mNotices.stopped()) return factory;
-        const auto now = std::chrono::steady_clock::now();
-        if (now >= deadline) return nullptr;
-        if (!told && now - started >= std::chrono::seconds(1)) {
-            std::fprintf(stderr, "rcsconfigctl: waiting up to %lld s for the IImsFactory %s \"%s\" service in %s\n",
-                         static_cast<long long>(mOptions.timeout.count() / 1000), factoryVersion(),
-                         mOptions.serviceName.c_str(), mRegistryDir.c_str());
-            told = true;
+// A wait of the session's, taken a step at a time: after a second it says
+// what it waits for, where and for how long; a stop (Ctrl-C) ends it at once.
+class ClientSession::PatientWait {
+public:
+    PatientWait(NoticeQueue& notices, std::chrono::milliseconds timeout, std::string what)
+        : mNotices(notices), mTimeout(timeout), mWhat(std::move(what)) {}
+
+    // Until `done` (which may block up to the step it is given) is true, the
+    // time-out passes or a stop comes. The stop is stopped() afterwards.
+    template <typename Done>
+    bool until(Done done) {
+        constexpr std::chrono::milliseconds kStep(200);
+        const auto started = std::chrono::steady_clock::now();
+        const auto deadline = started + mTimeout;
+        bool told = false;
+        for (;;) {
+            if (done(kStep)) return true;
+            if (mNotices.stopped()) return false;
+            const auto now = std::chrono::steady_clock::now();
+            if (now >= deadline) return false;
+            if (!told && now - started >= std::chrono::seconds(1)) {
+                std::fprintf(stderr, "rcsconfigctl: waiting up to %lld s for %s\n",
+                             static_cast<long long>(mTimeout.count() / 1000), mWhat.c_str());
+                told = true;
+            }
         }
-        std::vector<Notice> none;
-        mNotices.waitFor([](const Notice&) { return false; }, kStep, &none);
     }
+
+private:
+    NoticeQueue& mNotices;
+    const std::chrono::milliseconds mTimeout;
+    const std::string mWhat;
+};
+
+sp<IBase> ClientSession::waitForFactory() {
+    sp<IBase> factory;
+    PatientWait wait(mNotices, mOptions.timeout,
+                     std::string("the IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +
+                             "\" service in " + mRegistryDir);
+    wait.until([&](std::chrono::milliseconds step) {
+        factory = lookUpFactory();
+        if (factory != nullptr) return true;
+        std::vector<Notice> none;
+        mNotices.waitFor([](const Notice&) { return false; }, step, &none);
+        return false;
+    });
+    return factory;
+}
+
+bool ClientSession::waitForModem(std::chrono::milliseconds timeout, std::string* error) {
+    bool failed = false;
+    PatientWait wait(mNotices, timeout, "the modem's IMS services to come up");
+    const bool up = wait.until([&](std::chrono::milliseconds step) {
+        std::string answer;
+        // The service waits the step itself, so the modem's coming up is seen at once.
+        failed = !hostCommand({"wait-ready", std::to_string(step.count())}, &answer, error);
+        return failed || answer == "ready\n";
+    });
+    if (failed) return false;
+    if (up) return true;
+    *error = mNotices.stopped() ? std::string("interrupted while waiting for the modem's IMS services")
+                                : "the modem's IMS services did not come up within " +
+                                          std::to_string(timeout.count() / 1000) + " s";
+    return false;
 }
 
 bool ClientSession::connect(std::string* error) {
@@ -233,11 +276,8 @@ bool ClientSession::reconnect(std::string* error) {
     mFactory = nullptr;
     if (!connect(error)) return false;
     mDead = false;
-    std::string answer;
-    if (!hostCommand({"wait-ready", std::to_string(mOptions.timeout.count())}, &answer, error)) return false;
-    if (answer != "ready\n") {
-        *error = "the service came back but its modem did not come up within " +
-                 std::to_string(mOptions.timeout.count() / 1000) + " s";
+    if (!waitForModem(mOptions.timeout, error)) {
+        *error = "the service came back but " + *error;
         return false;
     }
     for (int slot : had) {
@@ -260,13 +300,7 @@ void ClientSession::stop() {
 bool ClientSession::waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error) {
     // The manager refuses to subscribe an object created while the modem is
     // down, and never retries; so the first object waits for the modem.
-    std::string answer;
-    if (!hostCommand({"wait-ready", std::to_string(timeout.count())}, &answer, error)) return false;
-    if (answer != "ready\n") {
-        *error = "the modem's IMS services did not come up within " + std::to_string(timeout.count() / 1000) +
-                 " s";
-        return false;
-    }
+    if (!waitForModem(timeout, error)) return false;
     // The manager tells the listeners before it marks the modem up; once its
     // loop is idle the flags are set and requests are taken.
     waitUntilIdle();

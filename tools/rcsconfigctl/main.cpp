@@ -217,6 +217,11 @@ int main(int argc, char** argv) {
     {
         rcsservice::ServiceLog serviceLog(logFile, options.verbose);
         SignalWatcher signalWatcher(notices);
+        // What ended by Ctrl-C or SIGTERM (a wait, a watch, logcat -f) exits
+        // with the status a shell reports for a program the signal ended.
+        auto interruptedStatus = [&](int otherwise) {
+            return notices.stopped() && signalWatcher.signal() != 0 ? 128 + signalWatcher.signal() : otherwise;
+        };
         SessionOptions sessionOptions;
         sessionOptions.modemSocket = options.modemSocket;
         sessionOptions.factory_1_0 = options.factory_1_0;
@@ -227,7 +232,7 @@ int main(int argc, char** argv) {
         ClientSession session(sessionOptions, notices, serviceLog);
         if (!session.start(&error)) {
             out.error("", error);
-            status = notices.stopped() && signalWatcher.signal() != 0 ? 128 + signalWatcher.signal() : kExitFailed;
+            status = interruptedStatus(kExitFailed);
         } else {
             RunnerOptions runnerOptions;
             runnerOptions.slot = options.slot;
@@ -241,15 +246,13 @@ int main(int argc, char** argv) {
             const bool needsObject = !(runnerOptions.oneShot && options.attach && single.verb == Verb::Dump);
             if (needsObject && !session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
                 out.error("", error);
-                status = kExitFailed;
+                status = interruptedStatus(kExitFailed);
             } else if (runnerOptions.oneShot) {
                 if (!runner.run(single, &error)) {
                     out.error("", error);
                     status = failureStatus(runner);
                 }
-                // Ended by Ctrl-C or SIGTERM (a follow, a wait): the status a
-                // shell reports for a program the signal ended.
-                if (notices.stopped() && signalWatcher.signal() != 0) status = 128 + signalWatcher.signal();
+                status = interruptedStatus(status);
             } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
                 status = InteractiveShell(runner, out, notices).run();
             } else if (options.script == "-") {

@@ -246,16 +246,25 @@ TEST(CommandsTest, Daemon_NoDaemonOnTheSocketIsAFailure) {
     EXPECT_EQ("", r.out);
 }
 
-TEST(CommandsTest, Attach_AWaitForTheServiceSaysWhatItWaitsForAndCtrlCEndsIt) {
+TEST(CommandsTest, Start_AWaitForTheServiceOrTheModemSaysWhatItWaitsForAndCtrlCEndsIt) {
     TempDir dir;
     const std::string registry = dir.path() + "/registry";
-    BackgroundTool client({"--service", "--registry", registry, "--timeout", "600", "get-settings", "presence"});
-    ASSERT_TRUE(client.waitFor("waiting up to 600 s for the IImsFactory 1.1 \"default\" service in " + registry,
-                               20000, 1, true))
-            << client.sofar().err;
-    ToolResult r = client.stop(SIGINT);
-    EXPECT_EQ(130, r.exitCode) << r.err;
-    EXPECT_NE(std::string::npos, r.err.find("interrupted while waiting")) << r.err;
+    const struct {
+        std::vector<std::string> args;
+        std::string waiting;
+    } cases[] = {
+            {{"--service", "--registry", registry}, "for the IImsFactory 1.1 \"default\" service in " + registry},
+            {{"--modem-socket", dir.path() + "/none.sock"}, "for the modem's IMS services to come up"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = c.args;
+        args.insert(args.end(), {"--timeout", "600", "get-settings", "presence"});
+        BackgroundTool client(args);
+        ASSERT_TRUE(client.waitFor("waiting up to 600 s " + c.waiting, 20000, 1, true)) << client.sofar().err;
+        ToolResult r = client.stop(SIGINT);
+        EXPECT_EQ(130, r.exitCode) << r.err;
+        EXPECT_NE(std::string::npos, r.err.find("interrupted while waiting")) << r.err;
+    }
 }
 
 TEST(CommandsTest, Factory_Version10ObjectsGetNoTokenRequests) {

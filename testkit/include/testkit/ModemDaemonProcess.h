@@ -1,17 +1,19 @@
 /*
- * ModemDaemonProcess: one mcx-modemd child process for tests that need the
- * modem in a process of its own (a crash is then a real process dying).
+ * ModemDaemonProcess: one mcx-modemd child process, for the runs that need
+ * the modem in a process of its own (a modem crash is then a real process
+ * dying, killed with SIGKILL).
  */
-#ifndef TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
-#define TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+#ifndef TESTKIT_MODEM_DAEMON_PROCESS_H
+#define TESTKIT_MODEM_DAEMON_PROCESS_H
 
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
 
-namespace imstest {
+namespace testkit {
 
+// Owned by one thread.
 class ModemDaemonProcess {
 public:
     // `binary` is the mcx-modemd executable, `socketPath` the socket it serves.
@@ -25,7 +27,7 @@ public:
     // (the daemon refused to start or died).
     bool start();
     // For the next start(): the umask the daemon inherits, and a file that
-    // takes its stderr (appended to) instead of the test's.
+    // takes its stderr (appended to) instead of ours.
     void setUmask(mode_t mask) { mUmask = mask; mSetUmask = true; }
     void captureStderr(std::string path) { mStderrPath = std::move(path); }
     pid_t pid() const { return mPid; }
@@ -41,6 +43,6 @@ private:
     std::string mStderrPath;
 };
 
-}  // namespace imstest
+}  // namespace testkit
 
-#endif  // TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+#endif  // TESTKIT_MODEM_DAEMON_PROCESS_H

@@ -194,7 +194,7 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     modem().restart();
     ASSERT_TRUE(living->reconfigs.waitFor(1));
     host->waitUntilIdle();
-    EXPECT_EQ(dyingKept->reconfigs.size() + dyingTemporary->reconfigs.size(), 0u);
+    EXPECT_EQ(dyingKept->reconfigs.total() + dyingTemporary->reconfigs.total(), 0u);
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 

@@ -155,7 +155,7 @@ void Soak::workCycle(long cycle) {
     // slot hears it (each listener keeps to its own slot) and the client answers.
     char command[96], reply[256];
     int sub = static_cast<int>(cycle % 2);
-    Answers& notices = mListeners[sub]->tokenRequests;
+    testkit::CallCounts& notices = mListeners[sub]->tokenRequests;
     uint64_t notices0 = notices.total();
     snprintf(command, sizeof(command), "token-request %d 1 2 %d", sub, mNextTokenId++);
     if (mcx_host_modem_control(command, reply, sizeof(reply)) == 0) {

@@ -51,4 +51,12 @@ void ModemDaemonProcess::kill() {
     mPid = -1;
 }
 
+bool ModemDaemonProcess::reapIfExited() {
+    if (mPid <= 0) return false;
+    int status;
+    if (waitpid(mPid, &status, WNOHANG) != mPid) return false;
+    mPid = -1;
+    return true;
+}
+
 }  // namespace testkit

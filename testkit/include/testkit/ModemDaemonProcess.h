@@ -33,6 +33,9 @@ public:
     pid_t pid() const { return mPid; }
     // Kills the daemon at once (SIGKILL, as a modem crash) and reaps it.
     void kill();
+    // Reaps a daemon that exited on its own; true when that happened (it is
+    // then no longer running and start() may be called again).
+    bool reapIfExited();
 
 private:
     std::string mBinary;

@@ -1,8 +1,6 @@
 // Round trips of the host messaging library: the embedded emulator against
 // mcx-modemd over its socket, and a whole carrier-configuration upload.
 #include <benchmark/benchmark.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace {
 
@@ -53,24 +52,15 @@ BENCHMARK(BM_SendSync_Embedded);
 
 void BM_SendSync_Daemon(benchmark::State& state) {
     const std::string path = "/tmp/mcx-bench-" + std::to_string(getpid()) + ".sock";
-    int fds[2];
-    if (pipe(fds) != 0) return;
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], STDOUT_FILENO);
-        execl(MCX_MODEMD_PATH, "mcx-modemd", "--socket", path.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
+    testkit::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
+    if (!daemon.start()) {
+        state.SkipWithError("mcx-modemd did not start");
+        return;
     }
-    close(fds[1]);
-    char c;
-    while (read(fds[0], &c, 1) == 1 && c != '\n') {
-    }
-    close(fds[0]);
     mcx_host_use_daemon(path.c_str());
     bindLoop(state);
     mcxemu::useEmbeddedModem();
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+    daemon.kill();
     unlink(path.c_str());
 }
 BENCHMARK(BM_SendSync_Daemon);

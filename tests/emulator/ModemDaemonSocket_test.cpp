@@ -26,7 +26,7 @@
 #include "mcx_client.h"
 #include "mcx_host.h"
 #include "mcx_wire/ModemWire.h"
-#include "support/ModemDaemonProcess.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace {
 
@@ -112,7 +112,7 @@ protected:
 
     std::string path = "/tmp/mcx-modemd-socket-" + std::to_string(getpid()) + ".sock";
     std::string logPath = path + ".log";
-    imstest::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
+    testkit::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
 };
 
 TEST_F(DaemonSocketTest, Socket_IsOwnerOnlyWhateverTheUmask) {
@@ -137,7 +137,7 @@ TEST_F(DaemonSocketTest, ExistingPath_OnlyAStaleSocketIsReplaced) {
     EXPECT_TRUE(control("count imss 0x1e"));
 
     // A live socket: a second daemon on it is refused and the first one serves on.
-    imstest::ModemDaemonProcess second(MCX_MODEMD_PATH, path);
+    testkit::ModemDaemonProcess second(MCX_MODEMD_PATH, path);
     second.captureStderr(logPath);
     EXPECT_FALSE(second.start());
     EXPECT_NE(readFile(logPath).find("another daemon is serving this socket"), std::string::npos);

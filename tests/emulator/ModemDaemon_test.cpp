@@ -18,8 +18,8 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
-#include "support/ModemDaemonProcess.h"
 #include "support/ModemTestUtil.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ protected:
     }
 
     std::string path = "/tmp/mcx-modemd-test-" + std::to_string(getpid()) + ".sock";
-    imstest::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
+    testkit::ModemDaemonProcess daemon{MCX_MODEMD_PATH, path};
 };
 
 TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsReturn) {

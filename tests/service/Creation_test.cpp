@@ -13,7 +13,7 @@
 #include <string>
 
 #include "ServiceFixture.h"
-#include "support/ModemDaemonProcess.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace servicetest {
 namespace {
@@ -133,7 +133,7 @@ TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeep
 // restart a client that asks for a new object is served as on the first day.
 TEST_F(CreationTest, DaemonKilledAndRestarted_NewObjectsServeEveryTime) {
     const std::string path = "/tmp/rcs-creation-daemon-" + std::to_string(getpid()) + ".sock";
-    imstest::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
+    testkit::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
     ASSERT_TRUE(daemon.start());
     ASSERT_NO_FATAL_FAILURE(startService(true, rcsservice::hostServiceOptions(rcsservice::HostModem::daemon(path))));
     ASSERT_EQ(log.count("RcsConfigManager: ServiceStatus::AVAILABLE"), 1u);
@@ -194,7 +194,7 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     modem().restart();
     ASSERT_TRUE(living->reconfigs.waitFor(1));
     host->waitUntilIdle();
-    EXPECT_EQ(dyingKept->reconfigs.size() + dyingTemporary->reconfigs.size(), 0u);
+    EXPECT_EQ(dyingKept->reconfigs.total() + dyingTemporary->reconfigs.total(), 0u);
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 

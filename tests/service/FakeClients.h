@@ -19,6 +19,8 @@
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "testkit/CallCounts.h"
+
 namespace servicetest {
 
 namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
@@ -100,10 +102,10 @@ public:
 class Listener_2_0 : public V2_0::IRcsConfigListener {
 public:
     Return<void> onReconfigNeeded() override {
-        reconfigs.add(1);
+        reconfigs.add();
         return Void();
     }
-    Calls<int> reconfigs;
+    testkit::CallCounts reconfigs;
 };
 
 struct TokenRequest {
@@ -115,7 +117,7 @@ struct TokenRequest {
 class Listener_2_1 : public V2_1::IRcsConfigListener {
 public:
     Return<void> onReconfigNeeded() override {
-        reconfigs.add(1);
+        reconfigs.add();
         return Void();
     }
     Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
@@ -123,7 +125,7 @@ public:
         tokenRequests.add(TokenRequest{requestId, type, reason});
         return Void();
     }
-    Calls<int> reconfigs;
+    testkit::CallCounts reconfigs;
     Calls<TokenRequest> tokenRequests;
 };
 

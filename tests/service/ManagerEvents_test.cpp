@@ -118,7 +118,7 @@ TEST_F(ManagerEventsTest, ServiceStatus_SetsTheGatesAndTellsListenersFirst) {
     manager->serviceStatusCb(ServiceStatus::AVAILABLE);
     manager->serviceStatusCb(ServiceStatus::NOT_SUPPORTED);
     EXPECT_FALSE(manager->isModemUp());
-    EXPECT_EQ(probe->reconfigs.size(), 3u);  // down and not-supported tell nobody
+    EXPECT_EQ(probe->reconfigs.total(), 3u);  // down and not-supported tell nobody
 }
 
 TEST_F(ManagerEventsTest, TokenRefusal_ThrowsAndTheEventsBehindItRunAfterResume) {

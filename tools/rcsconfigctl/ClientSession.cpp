@@ -8,20 +8,17 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <cutils/native_handle.h>
 #include <hidl/HidlHostTransport.h>
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
 #include "service/WorkstationService.h"
+#include "testkit/DebugCall.h"
 
 namespace rcsctl {
 
 using android::sp;
 using android::hardware::hidl_death_recipient;
-using android::hardware::hidl_handle;
-using android::hardware::hidl_string;
-using android::hardware::hidl_vec;
 using android::hardware::Return;
 using android::hardware::Void;
 using ::android::hidl::base::V1_0::IBase;
@@ -400,35 +397,10 @@ bool ClientSession::debugCall(const std::vector<std::string>& options, std::stri
         *error = "the service is not reachable";
         return false;
     }
-    // An unlinked file rather than a pipe: the service writes the whole
-    // answer before the call returns, whatever its size.
-    char path[] = "/tmp/rcsconfigctl-debug-XXXXXX";
-    int fd = mkstemp(path);
-    if (fd < 0) {
-        *error = "cannot create a file for the service's answer";
-        return false;
-    }
-    unlink(path);
-    native_handle_t* native = native_handle_create(1, 0);
-    native->data[0] = fd;
-    hidl_vec<hidl_string> args;
-    args.resize(options.size());
-    for (size_t i = 0; i < options.size(); ++i) args[i] = options[i];
-    Return<void> ret = mFactory->debug(hidl_handle(native), args);
-    native_handle_delete(native);
-    bool ok = ret.isOk();
-    if (!ok) {
-        *error = takeDeathOf(ret.getStatus()) ? std::string("the service died before answering its debug call")
-                                              : "the service's debug call failed: " + ret.description();
-    }
-    text->clear();
-    if (ok && lseek(fd, 0, SEEK_SET) == 0) {
-        char buf[4096];
-        ssize_t n;
-        while ((n = read(fd, buf, sizeof(buf))) > 0) text->append(buf, static_cast<size_t>(n));
-    }
-    close(fd);
-    return ok;
+    android::hardware::Status status;
+    if (testkit::callDebug(mFactory, options, text, error, &status)) return true;
+    if (!status.isOk() && takeDeathOf(status)) *error = "the service died before answering its debug call";
+    return false;
 }
 
 bool ClientSession::hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error) {

@@ -1,7 +1,6 @@
 #include "ProcessFigures.h"
 
 #include <dirent.h>
-#include <malloc.h>
 
 #include <chrono>
 #include <cstdio>
@@ -42,17 +41,11 @@ int64_t openDescriptors() {
 
 }  // namespace
 
-int64_t heapInUse() {
-    struct mallinfo2 info = mallinfo2();
-    return static_cast<int64_t>(info.uordblks + info.hblkhd);
-}
-
 ProcessFigures ProcessFigures::now() {
     ProcessFigures f;
     f.rssKb = statusField("VmRSS");
     f.threads = statusField("Threads");
     f.descriptors = openDescriptors();
-    f.heapBytes = heapInUse();
     return f;
 }
 

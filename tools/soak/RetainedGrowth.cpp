@@ -1,21 +1,23 @@
 #include "RetainedGrowth.h"
 
-#include "rcsconfig/ImsMcxSettings.h"
-#include "rcsconfig/RcsConfig.h"
-#include "rcsconfig/RcsConfigManager.h"
-
 namespace soak {
 
-RetainedCosts RetainedCosts::measure() {
-    RetainedCosts c;
+bool RetainedCosts::fromSizes(const std::map<std::string, int64_t>& sizes, RetainedCosts* costs) {
+    const char* const kinds[] = {"service-object", "callback-recipient", "manager-recipient", "callback-wrapper",
+                                 "settings-client"};
+    for (const char* kind : kinds) {
+        if (sizes.count(kind) == 0) return false;
+    }
+    auto size = [&sizes](const char* kind) { return static_cast<size_t>(sizes.at(kind)); };
+    RetainedCosts& c = *costs;
     // The list entries are counted apart (Retained::listBytes).
-    c.callbackRecipient = chunk(sizeof(RcsConfig::DeathRecipientListener)) + kRefSide;
-    c.managerRecipient = chunk(sizeof(RcsConfigManager::DeathRecipientListener)) + kRefSide;
-    c.serviceObject = chunk(sizeof(RcsConfig)) + kRefSide;
+    c.callbackRecipient = chunk(size("callback-recipient")) + kRefSide;
+    c.managerRecipient = chunk(size("manager-recipient")) + kRefSide;
+    c.serviceObject = chunk(size("service-object")) + kRefSide;
     // make_shared's block holds the wrapper; the map node holds key and pointer.
-    c.wrapper = chunk(sizeof(RcsConfig::GetConfigListenerWrapper) + 16) + chunk(32 + 8 + 16);
-    c.droppedClient = chunk(sizeof(ImsMcxSettings::imssClient));
-    return c;
+    c.wrapper = chunk(size("callback-wrapper") + 16) + chunk(32 + 8 + 16);
+    c.droppedClient = chunk(size("settings-client"));
+    return true;
 }
 
 namespace {

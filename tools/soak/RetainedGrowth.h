@@ -10,12 +10,14 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <map>
 #include <string>
 
 namespace soak {
 
-// Heap bytes that the service keeps by design per retained object, measured
-// in this process on objects of the same types.
+// Heap bytes that the service keeps by design per retained object: the sizes
+// of its objects as the service reports them, as blocks of this process's
+// allocator (the service's own).
 struct RetainedCosts {
     // The allocator's footprint of a block of `bytes`: its usable size plus the
     // chunk header, measured on a real block.
@@ -34,8 +36,9 @@ struct RetainedCosts {
     int64_t wrapper = 0;            // one listener wrapper + its map node
     int64_t droppedClient = 0;      // settings client object dropped by modemDown
 
-    // The costs of this build's types. Any thread.
-    static RetainedCosts measure();
+    // The costs for the service's "retained-sizes" answer (size by kind);
+    // false when a kind is missing. Any thread.
+    static bool fromSizes(const std::map<std::string, int64_t>& sizes, RetainedCosts* costs);
 };
 
 // Counts read from the service's dump.

@@ -6,7 +6,6 @@
 #ifndef SOAK_SOAK_CLIENTS_H
 #define SOAK_SOAK_CLIENTS_H
 
-#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -17,6 +16,8 @@
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "testkit/CallCounts.h"
+
 namespace soak {
 
 namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
@@ -24,46 +25,13 @@ namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 
-// Answers received by one callback object, by status. Thread-safe.
-class Answers {
-public:
-    void add(bool ok) {
-        hostsync::MutexLock guard(mLock);
-        ++(ok ? mOk : mFail);
-        mChanged.notifyAll();
-    }
-    // Waits until at least `total` answers came; false on time-out.
-    bool waitFor(uint64_t total, std::chrono::milliseconds timeout) {
-        hostsync::MutexLock lock(mLock);
-        return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mOk + mFail >= total; });
-    }
-    uint64_t ok() {
-        hostsync::MutexLock guard(mLock);
-        return mOk;
-    }
-    uint64_t fail() {
-        hostsync::MutexLock guard(mLock);
-        return mFail;
-    }
-    uint64_t total() {
-        hostsync::MutexLock guard(mLock);
-        return mOk + mFail;
-    }
-
-private:
-    hostsync::Mutex mLock;
-    hostsync::CondVar mChanged;
-    uint64_t mOk GUARDED_BY(mLock) = 0;
-    uint64_t mFail GUARDED_BY(mLock) = 0;
-};
-
 class SetCb : public V2_0::ISetConfigCb {
 public:
     Return<void> setConfigResponse(V2_0::RequestStatus status) override {
         answers.add(status == V2_0::RequestStatus::OK);
         return Void();
     }
-    Answers answers;
+    testkit::CallCounts answers;
 };
 
 class GetCb : public V2_0::IGetSettingsCb {
@@ -72,7 +40,7 @@ public:
         answers.add(status == V2_0::RequestStatus::OK);
         return Void();
     }
-    Answers answers;
+    testkit::CallCounts answers;
 };
 
 class ChangeCb : public V2_0::ISettingsChangeCb {
@@ -81,7 +49,7 @@ public:
         changes.add(true);
         return Void();
     }
-    Answers changes;
+    testkit::CallCounts changes;
 };
 
 // A slot's listener: counts reconfiguration notices and keeps the token
@@ -112,8 +80,8 @@ public:
         out.swap(mTokenRequests);
         return out;
     }
-    Answers reconfigs;
-    Answers tokenRequests;
+    testkit::CallCounts reconfigs;
+    testkit::CallCounts tokenRequests;
 
 private:
     hostsync::Mutex mLock;

@@ -1,31 +1,33 @@
 /*
  * The modem under a soak run: the emulator embedded in this process (its IMS
- * services are taken down and brought up) or an mcx-modemd daemon (killed
- * with SIGKILL and started again). Kept apart from the run so that a cycle
- * says "down" and "up" and does not care which of the two it drives.
+ * services are taken down and brought up through the service's modem
+ * controls) or an mcx-modemd daemon (killed with SIGKILL and started again).
+ * Kept apart from the run so that a cycle says "down" and "up" and does not
+ * care which of the two it drives.
  */
 #ifndef SOAK_SOAK_MODEM_H
 #define SOAK_SOAK_MODEM_H
 
-#include <sys/types.h>
-
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "SoakRun.h"
-#include "service/RcsServiceHost.h"
+#include "SoakService.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace soak {
 
 // The modem of one run. Driver thread only.
 class SoakModem {
 public:
-    explicit SoakModem(const Options& options) : mModemd(options.modemd), mSocket(options.socket) {}
+    // `service` must outlive this object.
+    SoakModem(const Options& options, SoakService& service);
     SoakModem(const SoakModem&) = delete;
     SoakModem& operator=(const SoakModem&) = delete;
 
     // The emulator inside this process rather than a daemon.
-    bool embedded() const { return mModemd.empty(); }
+    bool embedded() const { return mDaemon == nullptr; }
     // Starts the daemon and waits for its "ready" line; true at once for the
     // embedded emulator.
     bool start();
@@ -40,18 +42,13 @@ public:
     bool restartIfCrashed();
 
 private:
-    std::string mModemd;  // mcx-modemd binary; empty for the embedded emulator
-    std::string mSocket;
-    pid_t mDaemon = -1;
+    SoakService& mService;
+    std::unique_ptr<testkit::ModemDaemonProcess> mDaemon;  // null for the embedded emulator
 };
-
-// Waits until the service reports the modem up (with the carrier
-// configuration accepted) or down; false on time-out. Driver thread.
-bool waitModem(rcsservice::RcsServiceHost& host, bool up, int timeoutMs);
 
 // The documents the embedded modem emulator holds for both subscriptions, and
 // their bytes.
-void emulatorDocuments(int64_t* count, int64_t* bytes);
+void emulatorDocuments(SoakService& service, int64_t* count, int64_t* bytes);
 
 }  // namespace soak
 

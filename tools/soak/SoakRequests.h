@@ -19,7 +19,7 @@ namespace soak {
 // their answers; adds the outcome to the tally. `modemUp` tells how a FAIL
 // counts.
 template <typename Send>
-void promisedBatch(Tally& t, Answers& answers, int n, bool modemUp, int timeoutMs, Send send) {
+void promisedBatch(Tally& t, testkit::CallCounts& answers, int n, bool modemUp, int timeoutMs, Send send) {
     uint64_t ok0 = answers.ok(), fail0 = answers.fail();
     for (int i = 0; i < n; ++i) send(i);
     t.sent += n;

@@ -1,8 +1,8 @@
 // The soak driver: the service and its objects, the cycles of modem restart,
 // re-creation, uploads, settings and tokens, the load shares between them, the
-// snapshots and the verdict. The modem (SoakModem), the load threads
+// snapshots and the verdict. The service as a client reaches it (SoakService),
+// the modem (SoakModem), the load threads
 // (SoakLoad) and the printing of the figures (SoakReport) live apart.
-#include <android/log.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,9 +24,7 @@
 #include "SoakReport.h"
 #include "SoakRequests.h"
 #include "SoakRun.h"
-#include "mcx_host.h"
-#include "service/HostModem.h"
-#include "service/RcsServiceHost.h"
+#include "SoakService.h"
 
 namespace soak {
 namespace {
@@ -37,7 +35,7 @@ namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
 class Soak {
 public:
-    explicit Soak(const Options& o) : mOpt(o), mRecords(settingsRecords()), mModem(o) {}
+    explicit Soak(const Options& o) : mOpt(o), mRecords(settingsRecords()), mModem(o, mService) {}
 
     int run();
 
@@ -49,8 +47,8 @@ private:
 
     Options mOpt;
     std::vector<V2_0::SettingsData> mRecords;
+    SoakService mService;
     SoakModem mModem;
-    std::unique_ptr<rcsservice::RcsServiceHost> mHost;
     sp<Listener> mListeners[2];
     sp<V2_1::IRcsConfig> mConfigs[2];
     sp<SetCb> mSetCb = new SetCb();
@@ -67,7 +65,7 @@ private:
 };
 
 bool Soak::createObjects() {
-    sp<F1_1::IImsFactory> factory = F1_1::IImsFactory::getService();
+    const sp<F1_1::IImsFactory>& factory = mService.factory();
     if (factory == nullptr) return false;
     for (int slot = 1; slot <= 2; ++slot) {
         sp<V2_1::IRcsConfig> created;
@@ -76,10 +74,10 @@ bool Soak::createObjects() {
         if (created == nullptr) return false;
         mConfigs[slot - 1] = created;
     }
-    mHost->waitUntilIdle();
+    mService.waitUntilIdle();
     // A watch on each new object, as a client re-registers after a restart.
     mConfigs[0]->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, mChangeCb);
-    mHost->waitUntilIdle();
+    mService.waitUntilIdle();
     return true;
 }
 
@@ -88,7 +86,7 @@ void Soak::restartCycle() {
     uint64_t reconfigs[2] = {mListeners[0]->reconfigs.total(), mListeners[1]->reconfigs.total()};
     mModem.down();
     ++mTally.restarts;
-    if (waitModem(*mHost, false, 10000)) {
+    if (mService.waitModem(false, 10000)) {
         // The old objects, used as a client does before it hears of the restart.
         for (int s = 0; s < 2; ++s) {
             sp<V2_1::IRcsConfig> c = mConfigs[s];
@@ -108,7 +106,7 @@ void Soak::restartCycle() {
             ++mTally.sent;
             ++mTally.noAnswerByDesign;
         }
-        mHost->waitUntilIdle();
+        mService.waitUntilIdle();
     } else {
         ++mTally.restartsNotSeen;
     }
@@ -120,13 +118,13 @@ void Soak::restartCycle() {
             ++mTally.reconfigsMissing;
         }
     }
-    waitModem(*mHost, true, 15000);
+    mService.waitModem(true, 15000);
     // The modem is back but this slot has no connection until a new object
     // subscribes it: a read on the old object gets no answer, by design.
     mConfigs[1]->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, mNoConnectionCb);
     ++mTally.sent;
     ++mTally.noConnection;
-    mHost->waitUntilIdle();
+    mService.waitUntilIdle();
     createObjects();
 }
 
@@ -153,12 +151,12 @@ void Soak::workCycle(long cycle) {
     }
     // The modem asks for a token on one subscription; the listener of that
     // slot hears it (each listener keeps to its own slot) and the client answers.
-    char command[96], reply[256];
     int sub = static_cast<int>(cycle % 2);
-    Answers& notices = mListeners[sub]->tokenRequests;
+    testkit::CallCounts& notices = mListeners[sub]->tokenRequests;
     uint64_t notices0 = notices.total();
-    snprintf(command, sizeof(command), "token-request %d 1 2 %d", sub, mNextTokenId++);
-    if (mcx_host_modem_control(command, reply, sizeof(reply)) == 0) {
+    std::string command = "token-request " + std::to_string(sub) + " 1 2 " + std::to_string(mNextTokenId++);
+    std::string reply;
+    if (mService.modemControl(command, &reply)) {
         ++mTally.modemTokenRequests;
         ++mTally.tokenNoticesExpected;
         notices.waitFor(notices0 + 1, std::chrono::milliseconds(timeout));
@@ -174,17 +172,18 @@ void Soak::workCycle(long cycle) {
             ++mTally.noAnswerByDesign;
         }
     }
-    mHost->waitUntilIdle();
+    mService.waitUntilIdle();
     mTally.changeNotices += mChangeCb->changes.total() - changes0;
 }
 
 Snapshot Soak::snapshot(const char* name) {
-    mHost->waitUntilIdle();
+    mService.waitUntilIdle();
     Snapshot s;
     s.name = name;
     s.figures = ProcessFigures::settled();
-    s.retained = retainedFrom(mHost->dump());
-    if (mModem.embedded()) emulatorDocuments(&s.emulatorDocuments, &s.emulatorDocumentBytes);
+    s.figures.heapBytes = mService.heapInUse();
+    s.retained = retainedFrom(mService.dump());
+    if (mModem.embedded()) emulatorDocuments(mService, &s.emulatorDocuments, &s.emulatorDocumentBytes);
     s.restarts = mTally.restarts;
     s.requests = mTally.sent.load();
     return s;
@@ -197,7 +196,6 @@ int Soak::run() {
         fprintf(stderr, "rcs-soak: %s\n", error.c_str());
         return 2;
     }
-    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     rcsservice::HostModem modem;
     if (!mModem.embedded()) {
         unlink(mOpt.socket.c_str());
@@ -207,15 +205,15 @@ int Soak::run() {
         }
         modem = rcsservice::HostModem::daemon(mOpt.socket);
     }
-    RetainedCosts costs = RetainedCosts::measure();
-    mHost = std::make_unique<rcsservice::RcsServiceHost>(rcsservice::hostServiceOptions(modem));
-    if (!mHost->start()) {
-        fprintf(stderr, "rcs-soak: the service did not start\n");
+    if (!mService.start(modem)) return 2;
+    RetainedCosts costs;
+    if (!RetainedCosts::fromSizes(mService.retainedSizes(), &costs)) {
+        fprintf(stderr, "rcs-soak: the service did not report the sizes of what it keeps\n");
         return 2;
     }
     mListeners[0] = new Listener();
     mListeners[1] = new Listener();
-    if (!waitModem(*mHost, true, 15000) || !createObjects()) {
+    if (!mService.waitModem(true, 15000) || !createObjects()) {
         fprintf(stderr, "rcs-soak: the modem never came up\n");
         return 2;
     }
@@ -263,7 +261,7 @@ int Soak::run() {
     }
     mConfigs[0] = nullptr;
     mConfigs[1] = nullptr;
-    mHost->stop();
+    mService.stop();
     mModem.kill();
     const Snapshot& a = snaps.front();
     const Snapshot& b = snaps.back();

@@ -9,6 +9,9 @@
 #include <malloc.h>
 
 #include "mcx_host.h"
+#include "rcsconfig/ImsMcxSettings.h"
+#include "rcsconfig/RcsConfig.h"
+#include "rcsconfig/RcsConfigManager.h"
 #include "service/RcsServiceHost.h"
 #include "service/ServiceLog.h"
 #include "xvDplHost.h"
@@ -32,6 +35,22 @@ std::string hex(uint32_t v) {
     char buf[16];
     std::snprintf(buf, sizeof(buf), "0x%x\n", v);
     return buf;
+}
+
+// The objects the service keeps by design for as long as it runs (the dump
+// counts them), with their sizes in this build: a soak needs them to tell the
+// heap they hold from a leak.
+std::string retainedSizes() {
+    std::string out;
+    auto line = [&out](const char* kind, size_t bytes) {
+        out += std::string(kind) + " " + std::to_string(bytes) + "\n";
+    };
+    line("service-object", sizeof(RcsConfig));
+    line("callback-recipient", sizeof(RcsConfig::DeathRecipientListener));
+    line("manager-recipient", sizeof(RcsConfigManager::DeathRecipientListener));
+    line("callback-wrapper", sizeof(RcsConfig::GetConfigListenerWrapper));
+    line("settings-client", sizeof(ImsMcxSettings::imssClient));
+    return out;
 }
 
 constexpr unsigned long kMaxWaitMs = 3600UL * 1000UL;
@@ -72,6 +91,8 @@ bool HostDebugCommands::run(const std::vector<std::string>& options, std::string
         // keeps by design from a leak: RSS alone mixes in the allocator.
         struct mallinfo2 info = mallinfo2();
         *text = std::to_string(info.uordblks + info.hblkhd) + "\n";
+    } else if (verb == "retained-sizes" && args == 0) {
+        *text = retainedSizes();
     } else if (verb == "logcat" && args == 1 && number(options[1], ~0UL, &a)) {
         uint64_t next = 0;
         std::vector<std::string> lines = mLog.linesAfter(a, &next);
@@ -79,7 +100,7 @@ bool HostDebugCommands::run(const std::vector<std::string>& options, std::string
         for (const auto& line : lines) *text += line;
     } else if (verb == "wait-idle" || verb == "wait-ready" || verb == "registrations" ||
                verb == "wait-registrations" || verb == "platform-mask" || verb == "modem" || verb == "heap" ||
-               verb == "logcat") {
+               verb == "retained-sizes" || verb == "logcat") {
         *text = "error: bad arguments for '" + verb + "'\n";
     } else {
         return false;

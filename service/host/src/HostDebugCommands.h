@@ -11,6 +11,9 @@
  *   platform-mask [HEX]          sets (or reads) the platform's RCS service mask     -> "0x<mask>"
  *   modem WORDS...               a modem control command (emulator or mcx-modemd)   -> "<rc>" line, then the reply
  *   heap                         heap bytes the process has in use (0 under a sanitizer) -> "<n>"
+ *   retained-sizes               the size of each kind of object the service keeps by design,
+ *                                one "<kind> <bytes>" line each: service-object, callback-recipient,
+ *                                manager-recipient, callback-wrapper, settings-client
  *   logcat AFTER                 the kept log lines after line number AFTER (0: all)  -> "<last>" line,
  *                                then the lines in logcat's threadtime layout
  *

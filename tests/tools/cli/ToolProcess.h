@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/ModemDaemonProcess.h"
+#include "testkit/ModemDaemonProcess.h"
 
 namespace clitest {
 
@@ -84,7 +84,7 @@ private:
 };
 
 // mcx-modemd from the build tree on a socket of its own, for --modem-socket.
-class ModemDaemon : public imstest::ModemDaemonProcess {
+class ModemDaemon : public testkit::ModemDaemonProcess {
 public:
     explicit ModemDaemon(const std::string& socketPath)
         : ModemDaemonProcess(MCX_MODEMD_PATH, socketPath) {}

@@ -1,17 +1,19 @@
 /*
- * ModemDaemonProcess: one mcx-modemd child process for tests that need the
- * modem in a process of its own (a crash is then a real process dying).
+ * ModemDaemonProcess: one mcx-modemd child process, for the runs that need
+ * the modem in a process of its own (a modem crash is then a real process
+ * dying, killed with SIGKILL).
  */
-#ifndef TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
-#define TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+#ifndef TESTKIT_MODEM_DAEMON_PROCESS_H
+#define TESTKIT_MODEM_DAEMON_PROCESS_H
 
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
 
-namespace imstest {
+namespace testkit {
 
+// Owned by one thread.
 class ModemDaemonProcess {
 public:
     // `binary` is the mcx-modemd executable, `socketPath` the socket it serves.
@@ -25,12 +27,15 @@ public:
     // (the daemon refused to start or died).
     bool start();
     // For the next start(): the umask the daemon inherits, and a file that
-    // takes its stderr (appended to) instead of the test's.
+    // takes its stderr (appended to) instead of ours.
     void setUmask(mode_t mask) { mUmask = mask; mSetUmask = true; }
     void captureStderr(std::string path) { mStderrPath = std::move(path); }
     pid_t pid() const { return mPid; }
     // Kills the daemon at once (SIGKILL, as a modem crash) and reaps it.
     void kill();
+    // Reaps a daemon that exited on its own; true when that happened (it is
+    // then no longer running and start() may be called again).
+    bool reapIfExited();
 
 private:
     std::string mBinary;
@@ -41,6 +46,6 @@ private:
     std::string mStderrPath;
 };
 
-}  // namespace imstest
+}  // namespace testkit
 
-#endif  // TESTS_SUPPORT_MODEM_DAEMON_PROCESS_H
+#endif  // TESTKIT_MODEM_DAEMON_PROCESS_H

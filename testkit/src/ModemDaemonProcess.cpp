@@ -1,4 +1,4 @@
-#include "support/ModemDaemonProcess.h"
+#include "testkit/ModemDaemonProcess.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -7,7 +7,7 @@
 
 #include <utility>
 
-namespace imstest {
+namespace testkit {
 
 ModemDaemonProcess::ModemDaemonProcess(std::string binary, std::string socketPath)
     : mBinary(std::move(binary)), mSocketPath(std::move(socketPath)) {}
@@ -51,4 +51,12 @@ void ModemDaemonProcess::kill() {
     mPid = -1;
 }
 
-}  // namespace imstest
+bool ModemDaemonProcess::reapIfExited() {
+    if (mPid <= 0) return false;
+    int status;
+    if (waitpid(mPid, &status, WNOHANG) != mPid) return false;
+    mPid = -1;
+    return true;
+}
+
+}  // namespace testkit

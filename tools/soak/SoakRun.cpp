@@ -42,6 +42,8 @@ public:
 private:
     bool createObjects();
     void restartCycle();
+    // One line on stderr: cycles done, requests, failures so far, time spent and left.
+    void printProgress(long done, long cycles, Clock::time_point start, Clock::time_point limit) const;
     void workCycle(long cycle);
     Snapshot snapshot(const char* name);
 
@@ -82,6 +84,23 @@ bool Soak::createObjects() {
 }
 
 // Modem down, refusals, modem up, reconfiguration notices, new objects.
+void Soak::printProgress(long done, long cycles, Clock::time_point start, Clock::time_point limit) const {
+    const auto now = Clock::now();
+    const long elapsed = static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(now - start).count());
+    long left = static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(limit - now).count());
+    if (done > 0) left = std::min(left, elapsed * (cycles - done) / done);
+    auto clock = [](long s) {
+        char text[64];
+        snprintf(text, sizeof(text), "%ld:%02ld:%02ld", s / 3600, s / 60 % 60, s % 60);
+        return std::string(text);
+    };
+    fprintf(stderr, "rcs-soak: %ld/%ld cycles, %llu requests, %llu failed, %llu unanswered, %s spent, about %s left\n",
+            done, cycles, static_cast<unsigned long long>(mTally.sent.load()),
+            static_cast<unsigned long long>(mTally.answeredFail.load() + mTally.okWhileDown.load()),
+            static_cast<unsigned long long>(mTally.unanswered.load()), clock(elapsed).c_str(),
+            clock(std::max(left, 0L)).c_str());
+}
+
 void Soak::restartCycle() {
     uint64_t reconfigs[2] = {mListeners[0]->reconfigs.total(), mListeners[1]->reconfigs.total()};
     mModem.down();
@@ -231,7 +250,12 @@ int Soak::run() {
     long tenth = std::max<long>(cycles / 10, 1);
     bool timedOut = false;
     long loadDone = 0;
+    auto lastProgress = start;
     for (long i = 0; i < cycles; ++i) {
+        if (mOpt.progressS > 0 && Clock::now() - lastProgress >= std::chrono::seconds(mOpt.progressS)) {
+            lastProgress = Clock::now();
+            printProgress(i, cycles, start, limit);
+        }
         if (Clock::now() >= limit) {
             timedOut = true;
             break;

@@ -20,6 +20,7 @@ struct Options {
     std::string modemd;    // mcx-modemd binary: daemon mode
     std::string socket;
     bool keepAtExit = false;  // leave at once after the figures: a heap profiler then sees what lived
+    int progressS = 10;       // a progress line on stderr this often; 0: none
 };
 
 // Runs the soak and prints its figures; the process exit status (0 nothing

@@ -1,5 +1,6 @@
 #include "testkit/ModemDaemonProcess.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -47,7 +48,8 @@ bool ModemDaemonProcess::start() {
 void ModemDaemonProcess::kill() {
     if (mPid <= 0) return;
     ::kill(mPid, SIGKILL);
-    waitpid(mPid, nullptr, 0);
+    while (waitpid(mPid, nullptr, 0) < 0 && errno == EINTR) {
+    }
     mPid = -1;
 }
 

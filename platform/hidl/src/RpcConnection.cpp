@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "DetachedThread.h"
 #include "RpcThreadPool.h"
 #include "RpcTransport.h"
 
@@ -66,7 +67,11 @@ RpcConnection::~RpcConnection() {
 void RpcConnection::start() {
     RpcThreadPool::instance().start();
     sp<RpcConnection> self(this);
-    std::thread([self] { self->readLoop(); }).detach();
+    if (!startDetachedThread([self] { self->readLoop(); })) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot start the reader thread of pid %d's connection",
+                            static_cast<int>(mPeerPid));
+        onClosed();
+    }
 }
 
 bool RpcConnection::isDead() const {

@@ -36,6 +36,7 @@
 
 #include <hidl/HidlHostTransport.h>
 
+#include "DetachedThread.h"
 #include "RpcConnection.h"
 
 namespace android {
@@ -191,7 +192,11 @@ bool startListening(const std::string& dir) {
         ::close(fd);
         return false;
     }
-    std::thread([fd] { acceptLoop(fd); }).detach();
+    if (!details::startDetachedThread([fd] { acceptLoop(fd); })) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot start the accept thread for %s", path.c_str());
+        ::close(fd);
+        return false;
+    }
     return true;
 }
 

@@ -133,7 +133,10 @@ ToolResult BackgroundTool::stop(int signal) {
     if (mReader.joinable()) mReader.join();
     int status = 0;
     std::lock_guard<std::mutex> lock(mLock);
-    if (mPid > 0 && waitpid(mPid, &status, 0) == mPid) {
+    pid_t waited = -1;
+    while (mPid > 0 && (waited = waitpid(mPid, &status, 0)) < 0 && errno == EINTR) {
+    }
+    if (mPid > 0 && waited == mPid) {
         mResult.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     mPid = -1;

@@ -12,6 +12,7 @@
 #include <vendor/kel/ims/factory/1.0/IImsFactory.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
+#include "PatientWait.h"
 #include "service/WorkstationService.h"
 #include "testkit/DebugCall.h"
 
@@ -133,40 +134,6 @@ sp<IBase> ClientSession::lookUpFactory() const {
     if (mOptions.factory_1_0) return F1_0::IImsFactory::getService(mOptions.serviceName);
     return F1_1::IImsFactory::getService(mOptions.serviceName);
 }
-
-// A wait of the session's, taken a step at a time: after a second it says
-// what it waits for, where and for how long; a stop (Ctrl-C) ends it at once.
-class ClientSession::PatientWait {
-public:
-    PatientWait(NoticeQueue& notices, std::chrono::milliseconds timeout, std::string what)
-        : mNotices(notices), mTimeout(timeout), mWhat(std::move(what)) {}
-
-    // Until `done` (which may block up to the step it is given) is true, the
-    // time-out passes or a stop comes. The stop is stopped() afterwards.
-    template <typename Done>
-    bool until(Done done) {
-        constexpr std::chrono::milliseconds kStep(200);
-        const auto started = std::chrono::steady_clock::now();
-        const auto deadline = started + mTimeout;
-        bool told = false;
-        for (;;) {
-            if (done(kStep)) return true;
-            if (mNotices.stopped()) return false;
-            const auto now = std::chrono::steady_clock::now();
-            if (now >= deadline) return false;
-            if (!told && now - started >= std::chrono::seconds(1)) {
-                std::fprintf(stderr, "rcsconfigctl: waiting up to %lld s for %s\n",
-                             static_cast<long long>(mTimeout.count() / 1000), mWhat.c_str());
-                told = true;
-            }
-        }
-    }
-
-private:
-    NoticeQueue& mNotices;
-    const std::chrono::milliseconds mTimeout;
-    const std::string mWhat;
-};
 
 sp<IBase> ClientSession::waitForFactory() {
     sp<IBase> factory;

@@ -140,7 +140,6 @@ private:
     android::sp<V2_0::IRcsConfig> create(int slot, std::string* error);
     bool connect(std::string* error);
     android::sp<::android::hidl::base::V1_0::IBase> lookUpFactory() const;
-    class PatientWait;
     // Attached: the factory once registered, null after the time-out or a stop.
     android::sp<::android::hidl::base::V1_0::IBase> waitForFactory();
     // Until the modem behind the service is up; false with the reason.

@@ -1,6 +1,7 @@
 #include "hostlog/LogLine.h"
 
 #include <android/log.h>
+#include <errno.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -58,6 +59,11 @@ Entry entryNow(int priority, const char* tag, const char* message) {
     e.tag = tag != nullptr ? tag : "";
     e.message = message != nullptr ? message : "";
     return e;
+}
+
+Entry entryOf(const struct __android_logger_data* data, const char* message) {
+    const char* tag = data != nullptr && data->tag != nullptr ? data->tag : program_invocation_short_name;
+    return entryNow(data != nullptr ? data->priority : ANDROID_LOG_INFO, tag, message);
 }
 
 char priorityLetter(int priority) {

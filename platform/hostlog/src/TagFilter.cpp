@@ -12,8 +12,8 @@ namespace hostlog {
 
 bool TagFilter::parse(const std::vector<std::string>& specs, TagFilter* out, std::string* error) {
     TagFilter f;
-    for (const auto& spec : specs) {
-        std::istringstream words(spec);
+    for (const auto& text : specs) {
+        std::istringstream words(text);
         std::string word;
         while (words >> word) {
             size_t colon = word.rfind(':');
@@ -56,6 +56,10 @@ bool TagFilter::passes(const std::string& tag, int priority) const {
     auto it = mTags.find(tag);
     const int lowest = it != mTags.end() ? it->second : mOthers;
     return lowest != ANDROID_LOG_SILENT && priority >= lowest;
+}
+
+void TagFilter::applyToLiblog() const {
+    if (lowestShown() < ANDROID_LOG_INFO) __android_log_set_minimum_priority(lowestShown());
 }
 
 int TagFilter::lowestShown() const {

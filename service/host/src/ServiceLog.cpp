@@ -27,8 +27,7 @@ ServiceLog::ServiceLog(FILE* file, bool echo)
         hostsync::MutexLock lock(gInstanceLock);
         gInstance = this;
     }
-    // liblog drops lines below INFO before any logger sees them.
-    if (mFilter.lowestShown() < ANDROID_LOG_INFO) __android_log_set_minimum_priority(mFilter.lowestShown());
+    mFilter.applyToLiblog();
     __android_log_set_logger(&ServiceLog::write);
 }
 
@@ -39,15 +38,15 @@ ServiceLog::~ServiceLog() {
 }
 
 void ServiceLog::write(const struct __android_logger_data* data, const char* message) {
-    const char* tag = data != nullptr && data->tag != nullptr ? data->tag : program_invocation_short_name;
-    const int priority = data != nullptr ? data->priority : ANDROID_LOG_INFO;
+    if (message == nullptr) return;
+    const hostlog::Entry entry = hostlog::entryOf(data, message);
     hostsync::MutexLock lock(gInstanceLock);
-    if (gInstance != nullptr && message != nullptr) gInstance->record(priority, tag, message);
+    if (gInstance != nullptr) gInstance->record(entry);
 }
 
-void ServiceLog::record(int priority, const char* tag, const char* message) {
-    const hostlog::Entry entry = hostlog::entryNow(priority, tag, message);
-    const bool shown = mFilter.passes(entry.tag, priority) && (mFile != nullptr || mEcho);
+void ServiceLog::record(const hostlog::Entry& entry) {
+    const char* message = entry.message.c_str();
+    const bool shown = mFilter.passes(entry.tag, entry.priority) && (mFile != nullptr || mEcho);
     const std::string line = shown ? hostlog::format(entry, mLayout) : std::string();
     std::string kept = hostlog::format(entry, hostlog::Layout::ThreadTime);
     bool changed = false;

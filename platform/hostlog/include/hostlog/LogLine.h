@@ -24,6 +24,8 @@
 
 #include <string>
 
+struct __android_logger_data;  // liblog's, android/log.h
+
 namespace hostlog {
 
 enum class Layout { ThreadTime, Time, Brief, Process, Tag, Thread, Raw, Long };
@@ -39,6 +41,9 @@ struct Entry {
 
 // The entry of a line written now by the calling thread.
 Entry entryNow(int priority, const char* tag, const char* message);
+// The same for what liblog hands a logger: a line without a tag gets the
+// process's name, as liblog's default tag.
+Entry entryOf(const struct __android_logger_data* data, const char* message);
 
 // 'V', 'D', 'I', 'W', 'E', 'F', 'S'; '?' for anything else.
 char priorityLetter(int priority);

@@ -30,6 +30,9 @@ public:
     bool passes(const std::string& tag, int priority) const;
     // The lowest priority any tag shows (ANDROID_LOG_SILENT when none).
     int lowestShown() const;
+    // liblog drops lines below INFO before any logger sees them: lowers its
+    // minimum priority when this filter shows such lines. Any thread.
+    void applyToLiblog() const;
 
 private:
     std::map<std::string, int> mTags;  // tag -> lowest priority shown

@@ -63,7 +63,7 @@ public:
 
 private:
     static void write(const struct __android_logger_data* data, const char* message);
-    void record(int priority, const char* tag, const char* message);
+    void record(const hostlog::Entry& entry);
 
     hostsync::Mutex mLock;
     hostsync::CondVar mChanged;

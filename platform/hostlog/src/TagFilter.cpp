@@ -10,12 +10,12 @@
 
 namespace hostlog {
 
-bool TagFilter::parse(const std::vector<std::string>& specs, TagFilter* out, std::string* error) {
+bool TagFilter::parse(const std::vector<std::string>& words, TagFilter* out, std::string* error) {
     TagFilter f;
-    for (const auto& text : specs) {
-        std::istringstream words(text);
+    for (const auto& text : words) {
+        std::istringstream in(text);
         std::string word;
-        while (words >> word) {
+        while (in >> word) {
             size_t colon = word.rfind(':');
             std::string tag = colon == std::string::npos ? word : word.substr(0, colon);
             int priority = ANDROID_LOG_VERBOSE;

@@ -19,9 +19,9 @@ public:
     // Shows everything.
     TagFilter() = default;
 
-    // The filter of `specs` (each one TAG:P, or several separated by blanks);
+    // The filter of `words` (each one TAG:P, or several separated by blanks);
     // false with the offending word in *error.
-    static bool parse(const std::vector<std::string>& specs, TagFilter* out, std::string* error);
+    static bool parse(const std::vector<std::string>& words, TagFilter* out, std::string* error);
     // ANDROID_LOG_TAGS's filter; everything when it is unset. A malformed
     // value is reported once on stderr and ignored. Any thread.
     static TagFilter fromEnvironment();

@@ -53,7 +53,12 @@ wait "$pid"
 stopped=$?
 if [ "$stopped" -ne 0 ]; then
   echo "run_with_service: the service ended with status $stopped on SIGTERM; its log:" >&2
-  tail -n 40 "$work/service.log" >&2
+  # A sanitizer report is shown whole (its first frames say where); else the log's end.
+  if grep -q "ERROR: AddressSanitizer\|WARNING: ThreadSanitizer" "$work/service.log"; then
+    sed -n '/ERROR: AddressSanitizer\|WARNING: ThreadSanitizer/,$p' "$work/service.log" >&2
+  else
+    tail -n 40 "$work/service.log" >&2
+  fi
   [ "$status" -eq 0 ] && status=1
 fi
 exit "$status"

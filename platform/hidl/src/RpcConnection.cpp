@@ -30,49 +30,7 @@ struct ServingScope {
     ~ServingScope() { tServing.pop_back(); }
 };
 
-void closeAll(std::vector<int>& fds) {
-    for (int fd : fds) ::close(fd);
-    fds.clear();
-}
-
 }  // namespace
-
-struct RpcConnection::Frame {
-    FrameHeader header;
-    std::vector<uint8_t> payload;
-    std::vector<int> fds;  // owned until handed to a parcel
-    ~Frame() { closeAll(fds); }
-};
-
-struct RpcConnection::Incoming {
-    std::unique_ptr<Frame> frame;
-    sp<IBase> object;
-    RpcStubFn stub = nullptr;
-    std::string descriptor;
-};
-
-struct RpcConnection::Transaction {
-    hostsync::CondVar wake;
-    std::unique_ptr<Frame> reply;                   // guarded by the connection's mLock
-    std::deque<std::shared_ptr<Incoming>> nested;   // guarded by the connection's mLock
-    bool dead = false;                              // guarded by the connection's mLock
-};
-
-RpcConnection::RpcConnection(int fd, pid_t peerPid) : mPeerPid(peerPid), mFd(fd) {}
-
-RpcConnection::~RpcConnection() {
-    if (mFd >= 0) ::close(mFd);
-}
-
-void RpcConnection::start() {
-    RpcThreadPool::instance().start();
-    sp<RpcConnection> self(this);
-    if (!startDetachedThread([self] { self->readLoop(); })) {
-        __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot start the reader thread of pid %d's connection",
-                            static_cast<int>(mPeerPid));
-        onClosed();
-    }
-}
 
 bool RpcConnection::isDead() const {
     hostsync::MutexLock guard(mLock);
@@ -96,75 +54,10 @@ void RpcConnection::protocolError(const std::string& what) {
     if (mFd >= 0) ::shutdown(mFd, SHUT_RDWR);
 }
 
-// ---- reading
+// ---- frames from the peer
 
-void RpcConnection::readLoop() {
-    for (;;) {
-        auto frame = std::make_unique<Frame>();
-        std::string error;
-        if (!readFrame(frame.get(), &error) || !handleFrame(std::move(frame), &error)) {
-            if (!error.empty()) protocolError(error);
-            break;
-        }
-    }
-    onClosed();
-}
-
-bool RpcConnection::readFully(uint8_t* buffer, size_t size, std::vector<int>* fds, bool* cleanEof,
-                              std::string* error) {
-    size_t got = 0;
-    while (got < size) {
-        iovec iov{buffer + got, size - got};
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kMaxFrameFds)];
-        msghdr msg{};
-        msg.msg_iov = &iov;
-        msg.msg_iovlen = 1;
-        msg.msg_control = control;
-        msg.msg_controllen = sizeof(control);
-        ssize_t n = ::recvmsg(mFd, &msg, MSG_CMSG_CLOEXEC);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            // The peer is gone: between frames that is its death, inside one a short frame.
-            if (got == 0 && cleanEof != nullptr) {
-                *cleanEof = true;
-            } else {
-                *error = "short frame";
-            }
-            return false;
-        }
-        for (cmsghdr* c = CMSG_FIRSTHDR(&msg); c != nullptr; c = CMSG_NXTHDR(&msg, c)) {
-            if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS) continue;
-            size_t count = (c->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-            const auto* data = reinterpret_cast<const int*>(CMSG_DATA(c));
-            for (size_t i = 0; i < count; ++i) fds->push_back(data[i]);
-        }
-        if ((msg.msg_flags & MSG_CTRUNC) != 0 || fds->size() > kMaxFrameFds) {
-            *error = "too many descriptors";
-            return false;
-        }
-        got += static_cast<size_t>(n);
-    }
-    return true;
-}
-
-bool RpcConnection::readFrame(Frame* frame, std::string* error) {
-    uint8_t raw[sizeof(FrameHeader)];
-    bool cleanEof = false;
-    if (!readFully(raw, sizeof(raw), &frame->fds, &cleanEof, error)) return false;
-    if (!decodeFrameHeader(raw, sizeof(raw), &frame->header, error)) return false;
-    frame->payload.resize(frame->header.length);
-    if (frame->header.length != 0 &&
-        !readFully(frame->payload.data(), frame->payload.size(), &frame->fds, nullptr, error)) {
-        return false;
-    }
-    if (frame->fds.size() != frame->header.fdCount) {
-        *error = "descriptor count does not match the frame";
-        return false;
-    }
-    return true;
-}
-
-bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error) {
+bool RpcConnection::handleFrame(std::unique_ptr<RpcFrame> frame, std::string* error, sp<IBase>* dropped,
+                                std::shared_ptr<Incoming>* serveHere) {
     const FrameHeader& h = frame->header;
     switch (static_cast<FrameKind>(h.kind)) {
         case FrameKind::kReply: {
@@ -207,6 +100,8 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             if (waiting != mPending.end()) {
                 waiting->second->nested.push_back(std::move(call));
                 waiting->second->wake.notifyOne();
+            } else if (serveHere != nullptr && RpcThreadPool::instance().tryLoan()) {
+                *serveHere = std::move(call);
             } else {
                 sp<RpcConnection> self(this);
                 RpcThreadPool::instance().post([self, call] { self->serve(call); });
@@ -214,7 +109,6 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             return true;
         }
         case FrameKind::kRelease: {
-            sp<IBase> dropped;  // released outside the lock
             hostsync::MutexLock guard(mLock);
             auto it = mExports.find(h.objectId);
             if (h.length != 0 || h.fdCount != 0) {
@@ -227,8 +121,8 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
             }
             it->second.count -= h.code;
             if (it->second.count == 0) {
-                dropped = std::move(it->second.object);
-                mExportIds.erase(dropped.get());
+                *dropped = std::move(it->second.object);
+                mExportIds.erase(dropped->get());
                 mExports.erase(it);
             }
             return true;
@@ -256,7 +150,7 @@ bool RpcConnection::handleFrame(std::unique_ptr<Frame> frame, std::string* error
 // ---- serving
 
 void RpcConnection::serve(const std::shared_ptr<Incoming>& call) {
-    Frame& f = *call->frame;
+    RpcFrame& f = *call->frame;
     WireParcel in(f.payload.data(), f.payload.size());
     in.setObjectContext(this);
     in.adoptReceivedFds(std::move(f.fds));
@@ -388,10 +282,17 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
     }
     status_t status = send(kind, objectId, code, txId, parentTx, request.data(), request.fds());
     hostsync::MutexLock lock(mLock);
+    bool reading = false;  // this thread holds the right to read
     while (status == OK) {
-        tx.wake.wait(mLock, [&]() REQUIRES(mLock) { return tx.reply != nullptr || !tx.nested.empty() || tx.dead; });
+        if (tx.reply != nullptr) break;
+        if (tx.dead) {
+            status = DEAD_OBJECT;
+            break;
+        }
         if (!tx.nested.empty()) {
             // The peer calls back into this process while serving our call: this thread serves it.
+            if (reading) releaseReadRightLocked();
+            reading = false;
             std::shared_ptr<Incoming> call = std::move(tx.nested.front());
             tx.nested.pop_front();
             lock.unlock();
@@ -399,13 +300,36 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
             lock.lock();
             continue;
         }
-        if (tx.reply != nullptr) break;
-        status = DEAD_OBJECT;
+        if (reading || takeReadRightLocked()) {
+            reading = true;
+            lock.unlock();
+            sp<IBase> dropped;
+            ReadOutcome outcome = readAndHandle(true, &dropped, nullptr);
+            lock.lock();
+            if (outcome == ReadOutcome::kEnded) {
+                // The reader thread closes the connection, which ends this wait.
+                mReadEnded = true;
+                releaseReadRightLocked();
+                reading = false;
+            }
+            if (dropped != nullptr) {
+                if (reading) releaseReadRightLocked();
+                reading = false;
+                lock.unlock();
+                dropped.clear();
+                lock.lock();
+            }
+            continue;
+        }
+        ++mCallersWaiting;
+        tx.wake.wait(mLock);
+        --mCallersWaiting;
     }
+    if (reading) releaseReadRightLocked();
     mPending.erase(txId);
     lock.unlock();
     if (status != OK) return status;
-    Frame& f = *tx.reply;
+    RpcFrame& f = *tx.reply;
     reply->setObjectContext(this);
     reply->adoptInput(std::move(f.payload));
     reply->adoptReceivedFds(std::move(f.fds));

@@ -3,13 +3,18 @@
  * ways: this side's calls on the peer's objects and the peer's calls on the
  * objects this side handed it.
  *
- * Threads. A reader thread per connection reads every frame. Replies wake the
- * thread waiting for them. A two-way call made while the peer serves one of
- * our calls (a nested call) is handed to our thread waiting for that call, as
- * binder does, so a chain of nested calls between two processes never needs a
- * second pool thread. Other two-way calls go to the process's pool; one-way
- * calls queue per connection and are served in order, one at a time, by a
- * pool thread, so the sender never waits for them.
+ * Threads. One thread at a time reads the socket: it holds the connection's
+ * right to read. A thread waiting for a reply takes that right while nobody
+ * else reads and reads its reply itself, so a call costs no hand-over
+ * between threads on the calling side. Otherwise the connection's reader
+ * thread, asleep until the socket has bytes, reads. Whoever reads hands on
+ * what is not theirs: replies wake the thread waiting for them. A two-way
+ * call made while the peer serves one of our calls (a nested call) is handed
+ * to our thread waiting for that call, as binder does, so a chain of nested
+ * calls between two processes never needs a second pool thread. Other
+ * two-way calls go to the process's pool; one-way calls queue per connection
+ * and are served in order, one at a time, by a pool thread, so the sender
+ * never waits for them.
  *
  * Objects. Each local object handed to the peer gets an id on this connection
  * and is held until the peer releases every reference it received (or the
@@ -35,6 +40,8 @@
 #include <hostsync/Mutex.h>
 
 #include <hidl/HidlHostRpc.h>
+
+#include "RpcFrameReader.h"
 
 namespace android {
 namespace hardware {
@@ -69,7 +76,6 @@ public:
     bool readObject(WireParcel& parcel, const char* descriptor, sp<IBase>* out) override;
 
 private:
-    struct Frame;
     struct Incoming;
     struct Transaction;
     struct Export {
@@ -79,11 +85,31 @@ private:
         uint32_t count = 0;  // references sent and not yet released
     };
 
+    // Who may read the socket now. While it is free the socket is armed in
+    // mEpollFd, so the reader thread wakes when bytes come.
+    enum class ReadRight { kFree, kReaderThread, kCaller };
+
     void readLoop();
-    bool readFrame(Frame* frame, std::string* error);
-    bool readFully(uint8_t* buffer, size_t size, std::vector<int>* fds, bool* cleanEof, std::string* error);
-    // False (with `error`) when the frame breaks the protocol.
-    bool handleFrame(std::unique_ptr<Frame> frame, std::string* error);
+    // Takes the free right to read for a waiting caller. False when it is not
+    // free or reading has ended.
+    bool takeReadRightLocked() REQUIRES(mLock);
+    // Gives the right back: the reader thread watches the socket again and
+    // callers waiting for a frame may take it.
+    void releaseReadRightLocked() REQUIRES(mLock);
+    enum class ReadOutcome { kHandled, kNothing, kEnded };
+    // Reads and handles one frame; by the holder of the right only. Unless
+    // `wait`, kNothing when no frame has begun. kEnded when the peer closed or
+    // the stream broke the protocol (logged). See handleFrame for the rest.
+    ReadOutcome readAndHandle(bool wait, sp<IBase>* dropped, std::shared_ptr<Incoming>* serveHere);
+    void wakeReaderThread();
+    // False (with `error`) when the frame breaks the protocol. Objects whose
+    // last reference the peer released go to `dropped`, to be released after
+    // the right to read is given back (their destructors may call out). A
+    // two-way call goes to `serveHere` (when given) if the pool lends its idle
+    // thread's place (RpcThreadPool::tryLoan); the reader then serves it and
+    // ends the loan.
+    bool handleFrame(std::unique_ptr<RpcFrame> frame, std::string* error, sp<IBase>* dropped,
+                     std::shared_ptr<Incoming>* serveHere);
     void serve(const std::shared_ptr<Incoming>& call);
     void drainOneway();
     void onClosed();
@@ -94,11 +120,17 @@ private:
 
     const pid_t mPeerPid;
     hostsync::Mutex mWriteLock;
-    int mFd;  // guarded by mWriteLock for writes and close; read by the reader thread
+    int mFd;  // guarded by mWriteLock for writes and close; read by the holder of the right to read
+    int mEpollFd = -1;  // the reader thread's wait: the socket (one shot) and mWakeFd
+    int mWakeFd = -1;   // an eventfd that wakes the reader thread
+    RpcFrameReader mReader;  // used by the holder of the right to read
 
     mutable hostsync::Mutex mLock;
     bool mDead GUARDED_BY(mLock) = false;
     bool mErrorLogged GUARDED_BY(mLock) = false;
+    ReadRight mReadRight GUARDED_BY(mLock) = ReadRight::kFree;
+    bool mReadEnded GUARDED_BY(mLock) = false;  // the reader thread is to close the connection
+    size_t mCallersWaiting GUARDED_BY(mLock) = 0;  // callers asleep until a frame or the right comes
     std::map<uint32_t, Transaction*> mPending GUARDED_BY(mLock);
     std::map<uint32_t, Export> mExports GUARDED_BY(mLock);
     std::map<IBase*, uint32_t> mExportIds GUARDED_BY(mLock);
@@ -107,6 +139,20 @@ private:
     bool mOnewayRunning GUARDED_BY(mLock) = false;
     uint32_t mNextExportId GUARDED_BY(mLock) = 1;
     std::atomic<uint32_t> mNextTxId{1};
+};
+
+struct RpcConnection::Incoming {
+    std::unique_ptr<RpcFrame> frame;
+    sp<IBase> object;
+    RpcStubFn stub = nullptr;
+    std::string descriptor;
+};
+
+struct RpcConnection::Transaction {
+    hostsync::CondVar wake;
+    std::unique_ptr<RpcFrame> reply;                // guarded by the connection's mLock
+    std::deque<std::shared_ptr<Incoming>> nested;   // guarded by the connection's mLock
+    bool dead = false;                              // guarded by the connection's mLock
 };
 
 }  // namespace details

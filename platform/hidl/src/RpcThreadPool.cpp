@@ -38,21 +38,46 @@ void RpcThreadPool::post(std::function<void()> task) {
     mWake.notifyOne();
 }
 
+bool RpcThreadPool::tryLoan() {
+    hostsync::MutexLock guard(mLock);
+    // With more threads, the loaned caller (a connection's reader) would keep
+    // that connection's further calls waiting while other pool threads idle.
+    if (mThreads != 1 || mBusy != 0 || !mTasks.empty()) return false;
+    ++mBusy;
+    return true;
+}
+
+void RpcThreadPool::endLoan() {
+    {
+        hostsync::MutexLock guard(mLock);
+        --mBusy;
+        if (mTasks.empty()) return;
+    }
+    mWake.notifyOne();
+}
+
 void RpcThreadPool::join() {
     start();
     serve();
 }
 
 void RpcThreadPool::serve() {
+    {
+        hostsync::MutexLock guard(mLock);
+        ++mThreads;
+    }
     for (;;) {
         std::function<void()> task;
         {
             hostsync::MutexLock lock(mLock);
-            mWake.wait(mLock, [this]() REQUIRES(mLock) { return !mTasks.empty(); });
+            mWake.wait(mLock, [this]() REQUIRES(mLock) { return !mTasks.empty() && mBusy < mThreads; });
             task = std::move(mTasks.front());
             mTasks.pop_front();
+            ++mBusy;
         }
         task();
+        hostsync::MutexLock lock(mLock);
+        --mBusy;
     }
 }
 

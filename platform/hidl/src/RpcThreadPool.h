@@ -28,6 +28,14 @@ public:
     void start();
     // Queues `task` for a pool thread. Any thread.
     void post(std::function<void()> task);
+    // In a pool of one thread, lets the calling thread serve one call in the
+    // pool thread's stead while that thread is idle and nothing is queued:
+    // the call then costs no hand-over, and the pool still serves one call at
+    // a time (the pool thread waits until endLoan()). False otherwise. Any
+    // thread.
+    bool tryLoan();
+    // Ends what tryLoan() allowed. The thread it returned true on.
+    void endLoan();
     // Serves tasks on the calling thread; never returns.
     [[noreturn]] void join();
 
@@ -38,6 +46,8 @@ private:
     hostsync::Mutex mLock;
     hostsync::CondVar mWake;
     std::deque<std::function<void()>> mTasks GUARDED_BY(mLock);
+    size_t mThreads GUARDED_BY(mLock) = 0;  // threads serving the pool now, the joined one included
+    size_t mBusy GUARDED_BY(mLock) = 0;     // tasks running, and the loan
     size_t mMaxThreads GUARDED_BY(mLock) = 1;
     bool mCallerWillJoin GUARDED_BY(mLock) = false;
     bool mStarted GUARDED_BY(mLock) = false;

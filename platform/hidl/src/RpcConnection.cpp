@@ -378,6 +378,12 @@ void RpcConnection::onClosed() {
         ::close(mFd);
         mFd = -1;
     }
+    // The reader thread holds the right to read for good now, so nothing else
+    // uses these; a connection that objects still refer to keeps no descriptor.
+    mReader.discard();
+    if (mEpollFd >= 0) ::close(mEpollFd);
+    if (mWakeFd >= 0) ::close(mWakeFd);
+    mEpollFd = mWakeFd = -1;
     rpcConnectionClosed(this);
     for (const auto& node : nodes) node->death().kill();
     // `exports`, `oneway` and `nodes` are dropped here, outside every lock.

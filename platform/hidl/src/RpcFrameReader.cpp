@@ -28,7 +28,14 @@ RpcFrame::~RpcFrame() {
 RpcFrameReader::RpcFrameReader() : mBuffer(kBufferSize) {}
 
 RpcFrameReader::~RpcFrameReader() {
+    discard();
+}
+
+void RpcFrameReader::discard() {
     for (int fd : mFds) ::close(fd);
+    mFds.clear();
+    std::vector<uint8_t>().swap(mBuffer);
+    mBegin = mEnd = 0;
 }
 
 ssize_t RpcFrameReader::receive(int fd, bool wait, uint8_t* into, size_t size, std::string* error) {

@@ -59,6 +59,9 @@ public:
     // True when bytes of a next frame were read with an earlier one: the
     // socket may then be empty while a frame is already here.
     bool hasBuffered() const { return buffered() != 0; }
+    // Drops what is buffered and closes queued descriptors: the connection
+    // is closed and nothing more will be read.
+    void discard();
 
 private:
     // One recvmsg into `into` (at most `size` bytes); the descriptors that

@@ -57,7 +57,7 @@ void RpcConnection::protocolError(const std::string& what) {
 // ---- frames from the peer
 
 bool RpcConnection::handleFrame(std::unique_ptr<RpcFrame> frame, std::string* error, sp<IBase>* dropped,
-                                std::shared_ptr<Incoming>* serveHere) {
+                                InlineWork* here) {
     const FrameHeader& h = frame->header;
     switch (static_cast<FrameKind>(h.kind)) {
         case FrameKind::kReply: {
@@ -91,8 +91,12 @@ bool RpcConnection::handleFrame(std::unique_ptr<RpcFrame> frame, std::string* er
                 mOneway.push_back(std::move(call));
                 if (!mOnewayRunning) {
                     mOnewayRunning = true;
-                    sp<RpcConnection> self(this);
-                    RpcThreadPool::instance().post([self] { self->drainOneway(); });
+                    if (here != nullptr && RpcThreadPool::instance().tryLoan()) {
+                        here->oneway = true;
+                    } else {
+                        sp<RpcConnection> self(this);
+                        RpcThreadPool::instance().post([self] { self->drainOneway(); });
+                    }
                 }
                 return true;
             }
@@ -100,8 +104,8 @@ bool RpcConnection::handleFrame(std::unique_ptr<RpcFrame> frame, std::string* er
             if (waiting != mPending.end()) {
                 waiting->second->nested.push_back(std::move(call));
                 waiting->second->wake.notifyOne();
-            } else if (serveHere != nullptr && RpcThreadPool::instance().tryLoan()) {
-                *serveHere = std::move(call);
+            } else if (here != nullptr && RpcThreadPool::instance().tryLoan()) {
+                here->call = std::move(call);
             } else {
                 sp<RpcConnection> self(this);
                 RpcThreadPool::instance().post([self, call] { self->serve(call); });

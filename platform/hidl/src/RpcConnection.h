@@ -97,19 +97,23 @@ private:
     // callers waiting for a frame may take it.
     void releaseReadRightLocked() REQUIRES(mLock);
     enum class ReadOutcome { kHandled, kNothing, kEnded };
+    // What the reader thread serves itself in the place the pool lent it
+    // (RpcThreadPool::tryLoan) once it has given the right to read back.
+    struct InlineWork {
+        std::shared_ptr<Incoming> call;  // a two-way call
+        bool oneway = false;             // the connection's one-way queue
+    };
     // Reads and handles one frame; by the holder of the right only. Unless
     // `wait`, kNothing when no frame has begun. kEnded when the peer closed or
     // the stream broke the protocol (logged). See handleFrame for the rest.
-    ReadOutcome readAndHandle(bool wait, sp<IBase>* dropped, std::shared_ptr<Incoming>* serveHere);
+    ReadOutcome readAndHandle(bool wait, sp<IBase>* dropped, InlineWork* here);
     void wakeReaderThread();
     // False (with `error`) when the frame breaks the protocol. Objects whose
     // last reference the peer released go to `dropped`, to be released after
-    // the right to read is given back (their destructors may call out). A
-    // two-way call goes to `serveHere` (when given) if the pool lends its idle
-    // thread's place (RpcThreadPool::tryLoan); the reader then serves it and
-    // ends the loan.
-    bool handleFrame(std::unique_ptr<RpcFrame> frame, std::string* error, sp<IBase>* dropped,
-                     std::shared_ptr<Incoming>* serveHere);
+    // the right to read is given back (their destructors may call out). Work
+    // a pool thread would do goes to `here` instead (when given) if the pool
+    // lends its idle thread's place; the reader then does it and ends the loan.
+    bool handleFrame(std::unique_ptr<RpcFrame> frame, std::string* error, sp<IBase>* dropped, InlineWork* here);
     void serve(const std::shared_ptr<Incoming>& call);
     void drainOneway();
     void onClosed();

@@ -90,8 +90,8 @@ void RpcConnection::readLoop() {
             if (mReadEnded) break;
         }
         sp<IBase> dropped;
-        std::shared_ptr<Incoming> call;
-        ReadOutcome outcome = readAndHandle(false, &dropped, &call);
+        InlineWork work;
+        ReadOutcome outcome = readAndHandle(false, &dropped, &work);
         {
             hostsync::MutexLock guard(mLock);
             if (outcome == ReadOutcome::kEnded) {
@@ -100,10 +100,11 @@ void RpcConnection::readLoop() {
             }
             releaseReadRightLocked();
         }
-        // Once the right is given back: the call may call the peer, and a
+        // Once the right is given back: a call may call the peer, and a
         // destructor of `dropped` may call out.
-        if (call != nullptr) {
-            serve(call);
+        if (work.call != nullptr || work.oneway) {
+            if (work.call != nullptr) serve(work.call);
+            if (work.oneway) drainOneway();
             RpcThreadPool::instance().endLoan();
         }
     }
@@ -139,7 +140,7 @@ void RpcConnection::wakeReaderThread() {
 }
 
 RpcConnection::ReadOutcome RpcConnection::readAndHandle(bool wait, sp<IBase>* dropped,
-                                                        std::shared_ptr<Incoming>* serveHere) {
+                                                        InlineWork* here) {
     auto frame = std::make_unique<RpcFrame>();
     std::string error;
     switch (mReader.next(mFd, wait, frame.get(), &error)) {
@@ -153,7 +154,7 @@ RpcConnection::ReadOutcome RpcConnection::readAndHandle(bool wait, sp<IBase>* dr
         case RpcFrameReader::Result::kFrame:
             break;
     }
-    if (handleFrame(std::move(frame), &error, dropped, serveHere)) return ReadOutcome::kHandled;
+    if (handleFrame(std::move(frame), &error, dropped, here)) return ReadOutcome::kHandled;
     protocolError(error);
     return ReadOutcome::kEnded;
 }

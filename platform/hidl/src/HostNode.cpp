@@ -4,6 +4,8 @@
  */
 #include <hidl/HidlHostGlue.h>
 
+#include <android/log.h>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +16,8 @@
 #include <vector>
 
 #include <hostsync/Mutex.h>
+
+#include "DetachedThread.h"
 
 #include <hidl/HidlTesting.h>
 
@@ -33,38 +37,22 @@ NodeTable& nodeTable() {
     return *table;
 }
 
-// Threads delivering death notices; joined on request and at exit, and
-// reaped once finished so a long-lived process does not collect them. The
-// list itself is never destroyed: a connection's reader thread may still start
-// a notifier while the process runs its exit handlers, and must find it.
-struct Notifier {
-    std::thread thread;
-    std::shared_ptr<std::atomic<bool>> done;
-};
+// Death notifications run on threads of their own, detached from the start
+// (a process may end while one runs, as a device's does); these count them so
+// that a normal exit, or a test, can wait until none runs. Never destroyed: a
+// connection's reader thread may still start one while the process runs its
+// exit handlers.
 struct Notifiers {
     hostsync::Mutex lock;
-    std::vector<Notifier> threads GUARDED_BY(lock);
+    hostsync::CondVar idle;
+    size_t running GUARDED_BY(lock) = 0;
     void joinAll() {
-        for (;;) {
-            std::vector<Notifier> running;
-            {
-                hostsync::MutexLock guard(lock);
-                running.swap(threads);
-            }
-            if (running.empty()) return;
-            for (auto& t : running) t.thread.join();
-        }
+        hostsync::MutexLock guard(lock);
+        idle.wait(lock, [this]() REQUIRES(lock) { return running == 0; });
     }
-    // Joins the finished ones.
-    void reapLocked() REQUIRES(lock) {
-        for (auto it = threads.begin(); it != threads.end();) {
-            if (it->done->load()) {
-                it->thread.join();
-                it = threads.erase(it);
-            } else {
-                ++it;
-            }
-        }
+    void finished() {
+        hostsync::MutexLock guard(lock);
+        if (--running == 0) idle.notifyAll();
     }
 };
 Notifiers& notifiers() {
@@ -233,17 +221,22 @@ void HostNode::kill() {
     if (links.empty()) return;
     // A device reports the death on a binder thread, never on the caller's.
     Notifiers& n = notifiers();
-    hostsync::MutexLock guard(n.lock);
-    n.reapLocked();
-    auto done = std::make_shared<std::atomic<bool>>(false);
-    std::thread thread([links = std::move(links), done]() {
+    {
+        hostsync::MutexLock guard(n.lock);
+        ++n.running;
+    }
+    auto notify = [links = std::move(links)]() mutable {
         for (const auto& l : links) {
             sp<hidl_death_recipient> recipient = l.recipient.promote();
             if (recipient != nullptr) recipient->serviceDied(l.cookie, l.whoRef);
         }
-        done->store(true);
-    });
-    n.threads.push_back(Notifier{std::move(thread), done});
+        links.clear();  // the last references to recipients go before the count does
+        notifiers().finished();
+    };
+    if (!startDetachedThread(notify)) {
+        __android_log_print(ANDROID_LOG_ERROR, "HidlTransport", "no thread for a death notification; telling it here");
+        notify();
+    }
 }
 
 }  // namespace details

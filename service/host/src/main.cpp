@@ -1,9 +1,29 @@
 // The RCS configuration HAL service on a workstation: the device's service
 // with a host service registry and a choice of modem (see ServiceCommandLine.h).
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "ServiceCommandLine.h"
 #include "ServiceProcess.h"
+
+// Present in builds with the leak checker.
+extern "C" __attribute__((weak)) void __lsan_do_leak_check();
+
+namespace {
+
+// The service's own threads (connection readers, death notifications) may
+// still be logging when it stops, and static destructors run by exit() would
+// free liblog's state under them. So the process ends at once, as a device's
+// service is stopped, once its output is flushed and, in a leak-checking
+// build, its memory checked.
+[[noreturn]] void endProcess(int status) {
+    if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
+    std::fflush(nullptr);
+    _exit(status);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     rcsservice::ServiceCommandLine commandLine;
@@ -13,5 +33,5 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (commandLine.help) std::fputs(rcsservice::serviceUsage(), stdout);
-    return commandLine.help ? 0 : rcsservice::runServiceProcess(commandLine);
+    endProcess(commandLine.help ? 0 : rcsservice::runServiceProcess(commandLine));
 }

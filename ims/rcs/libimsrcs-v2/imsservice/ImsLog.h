@@ -1,8 +1,9 @@
 /*
  * printImsLog: the one formatting function behind every message of the library.
  *
- * Each source file gets its own copy (static inline), so the function can be
- * used from any translation unit without a link dependency. Every line goes to
+ * It is defined here (inline), so it can be used from any translation unit
+ * without a link dependency; the program keeps one copy, which the loop
+ * thread and the posting threads share in the caches. Every line goes to
  * the Android log at ERROR priority with the default tag, shaped as
  *
  *     [IMS_COM] |<file base name> | <line> | | <tid> |<message>
@@ -101,14 +102,14 @@ inline size_t putPrefix(char* out, const char* file, int line) {
  * True when a line written now would reach the log. Lets callers skip building
  * costly arguments (strings, dumps) for lines that would be dropped.
  */
-static inline bool isImsLogEnabled() {
+inline bool isImsLogEnabled() {
     return __android_log_is_loggable(ANDROID_LOG_ERROR, nullptr, ANDROID_LOG_VERBOSE) != 0;
 }
 
-static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...)
+inline void printImsLog(int level, const char* file, int line, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
-static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...) {
+inline void printImsLog(int level, const char* file, int line, const char* fmt, ...) {
     (void)level;
     if (!isImsLogEnabled()) return;
 

@@ -7,11 +7,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 
 #include "imsservice/ImsLog.h"
 
-std::set<int> ImsCom::approvedFd;
+std::vector<int> ImsCom::approvedFd;
 android::Mutex ImsCom::sApprovedLock;
 ImsCom* ImsCom::m_pSelf = nullptr;
 
@@ -150,18 +151,21 @@ void ImsCom::processEvents(int timeoutMs, ImsTimer& timer) {
 
 bool ImsCom::isApprovedFd(int fd) {
     android::Mutex::Autolock guard(sApprovedLock);
-    return approvedFd.count(fd) != 0;
+    return std::binary_search(approvedFd.begin(), approvedFd.end(), fd);
 }
 
 void ImsCom::addApprovedFd(int fd) {
     android::Mutex::Autolock guard(sApprovedLock);
-    approvedFd.insert(fd);
+    auto at = std::lower_bound(approvedFd.begin(), approvedFd.end(), fd);
+    if (at == approvedFd.end() || *at != fd) approvedFd.insert(at, fd);
 }
 
 void ImsCom::remApprovedFd(int fd) {
     IMS_LOG("ImsCom::remApprovedFd()");
     android::Mutex::Autolock guard(sApprovedLock);
-    if (approvedFd.erase(fd) != 0) {
+    auto at = std::lower_bound(approvedFd.begin(), approvedFd.end(), fd);
+    if (at != approvedFd.end() && *at == fd) {
+        approvedFd.erase(at);
         IMS_LOG("ImsCom::remApprovedFd() success");
     }
 }

@@ -7,12 +7,11 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <string>
 
 #include "imsservice/ImsLog.h"
 
-std::vector<int> ImsCom::approvedFd;
+std::set<int> ImsCom::approvedFd;
 android::Mutex ImsCom::sApprovedLock;
 ImsCom* ImsCom::m_pSelf = nullptr;
 
@@ -151,21 +150,18 @@ void ImsCom::processEvents(int timeoutMs, ImsTimer& timer) {
 
 bool ImsCom::isApprovedFd(int fd) {
     android::Mutex::Autolock guard(sApprovedLock);
-    return std::binary_search(approvedFd.begin(), approvedFd.end(), fd);
+    return approvedFd.count(fd) != 0;
 }
 
 void ImsCom::addApprovedFd(int fd) {
     android::Mutex::Autolock guard(sApprovedLock);
-    auto at = std::lower_bound(approvedFd.begin(), approvedFd.end(), fd);
-    if (at == approvedFd.end() || *at != fd) approvedFd.insert(at, fd);
+    approvedFd.insert(fd);
 }
 
 void ImsCom::remApprovedFd(int fd) {
     IMS_LOG("ImsCom::remApprovedFd()");
     android::Mutex::Autolock guard(sApprovedLock);
-    auto at = std::lower_bound(approvedFd.begin(), approvedFd.end(), fd);
-    if (at != approvedFd.end() && *at == fd) {
-        approvedFd.erase(at);
+    if (approvedFd.erase(fd) != 0) {
         IMS_LOG("ImsCom::remApprovedFd() success");
     }
 }

@@ -23,7 +23,7 @@
 
 #include <map>
 #include <utils/Mutex.h>
-#include <vector>
+#include <set>
 
 #include "imsservice/ImsTimer.h"
 
@@ -88,9 +88,7 @@ private:
     std::map<int, ComHandler> comHandlers GUARDED_BY(mLock);
     mutable android::Mutex mLock;
 
-    // Sorted. Looked up for every readable descriptor the loop serves; a few
-    // entries in one block cost fewer cache misses than a tree's nodes.
-    static std::vector<int> approvedFd GUARDED_BY(sApprovedLock);
+    static std::set<int> approvedFd GUARDED_BY(sApprovedLock);
     static android::Mutex sApprovedLock;
     static ImsCom* m_pSelf;
 };

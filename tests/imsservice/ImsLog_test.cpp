@@ -1,5 +1,7 @@
 #include "imsservice/ImsLog.h"
 
+#include <limits.h>
+#include <stdint.h>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +14,37 @@
 namespace {
 
 using imstest::LogCapture;
+
+// The message as the library's own formatter writes it into `size` bytes;
+// `taken` tells whether it took the format at all.
+std::string viaCommon(bool* taken, size_t size, const char* fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+std::string viaCommon(bool* taken, size_t size, const char* fmt, ...) {
+    std::string out(size, '#');
+    va_list args;
+    va_start(args, fmt);
+    *taken = imslog_detail::formatCommon(&out[0], size, fmt, args);
+    va_end(args);
+    return out.c_str();
+}
+
+std::string viaLibc(size_t size, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+std::string viaLibc(size_t size, const char* fmt, ...) {
+    std::string out(size, '#');
+    va_list args;
+    va_start(args, fmt);
+    vsnprintf(&out[0], size, fmt, args);
+    va_end(args);
+    return out.c_str();
+}
+
+#define EXPECT_AS_LIBC(size, ...)                                         \
+    do {                                                                  \
+        bool taken = false;                                               \
+        std::string ours = viaCommon(&taken, size, __VA_ARGS__);          \
+        EXPECT_TRUE(taken) << #__VA_ARGS__;                               \
+        EXPECT_EQ(ours, viaLibc(size, __VA_ARGS__)) << #__VA_ARGS__;      \
+    } while (0)
 
 TEST(PrintImsLogTest, WritesErrorLineWithNullTagAndDoubledBar) {
     LogCapture capture;
@@ -67,6 +100,43 @@ TEST(PrintImsLogTest, WhenErrorIsFilteredOut_WritesNothing) {
     IMS_LOG("kept %d", 2);
     __android_log_set_minimum_priority(previous);
     EXPECT_EQ(capture.messages(), std::vector<std::string>{"kept 2"});
+}
+
+// The conversions the library formats itself must read exactly as printf's,
+// limits and cut-off included.
+TEST(PrintImsLogTest, CommonConversions_ReadAsVsnprintfAtEveryCut) {
+    const char* volatile none = nullptr;
+    int anything = 0;
+    EXPECT_AS_LIBC(64, "plain text");
+    EXPECT_AS_LIBC(64, "%s", "");
+    EXPECT_AS_LIBC(64, "%d %d %d %i", INT_MIN, INT_MAX, 0, -7);
+    EXPECT_AS_LIBC(64, "%u %x %X", UINT_MAX, 0xdeadBEEFu, 0xdeadBEEFu);
+    EXPECT_AS_LIBC(96, "%ld %lld %llu %lx", LONG_MIN, LLONG_MIN, ULLONG_MAX, ULONG_MAX);
+    EXPECT_AS_LIBC(64, "%zu %zd %zx", SIZE_MAX, static_cast<ssize_t>(-1), static_cast<size_t>(255));
+    EXPECT_AS_LIBC(64, "[%s] [%s] %c%%", "abc", none, 'x');
+    EXPECT_AS_LIBC(64, "at %p", static_cast<void*>(&anything));
+    for (size_t size = 1; size < 40; ++size) {
+        EXPECT_AS_LIBC(size, "fd '%d' mask %x: %s%%", -12345, 0xabcu, "events");
+    }
+}
+
+// Anything else is left to vsnprintf, and the line still reads as printf's.
+TEST(PrintImsLogTest, OtherConversions_AreLeftToVsnprintf) {
+    bool taken = true;
+    viaCommon(&taken, 64, "%05d", 1);
+    EXPECT_FALSE(taken);
+    viaCommon(&taken, 64, "%p", static_cast<void*>(nullptr));  // "(nil)" or "0x0"
+    EXPECT_FALSE(taken);
+    viaCommon(&taken, 64, "%d %o", 1, 8u);
+    EXPECT_FALSE(taken);
+
+    LogCapture capture;
+    IMS_LOG("%-4s|%.2f|%p|%lu|%hd|%o", "a", 1.5, static_cast<void*>(nullptr), 7ul,
+            static_cast<short>(-2), 8u);
+    EXPECT_EQ(capture.messages(),
+              std::vector<std::string>{viaLibc(512, "%-4s|%.2f|%p|%lu|%hd|%o", "a", 1.5,
+                                               static_cast<void*>(nullptr), 7ul,
+                                               static_cast<short>(-2), 8u)});
 }
 
 // The thread id is formatted once per thread: each thread must still get its own.

@@ -52,6 +52,12 @@ TEST_F(WakeLockPlatformTest, AcquireAndRelease_WithoutKernelInterface_KeepStateI
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(power_host::acquireCount(), 3);
     EXPECT_EQ(power_host::releaseCount(), 1);
+
+    // A reset forgets every name, the one used last included.
+    EXPECT_GE(acquire_wake_lock(PARTIAL_WAKE_LOCK, "a"), 0);
+    power_host::reset();
+    EXPECT_EQ(release_wake_lock("a"), -1);
+    EXPECT_TRUE(power_host::heldWakeLocks().empty());
 }
 
 TEST_F(WakeLockPlatformTest, BadArgumentsAndInjectedFailures_FailWithErrno) {

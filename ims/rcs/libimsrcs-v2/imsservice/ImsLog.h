@@ -1,8 +1,9 @@
 /*
  * printImsLog: the one formatting function behind every message of the library.
  *
- * Each source file gets its own copy (static inline), so the function can be
- * used from any translation unit without a link dependency. Every line goes to
+ * It is defined here (inline), so it can be used from any translation unit
+ * without a link dependency; the program keeps one copy, which the loop
+ * thread and the posting threads share in the caches. Every line goes to
  * the Android log at ERROR priority with the default tag, shaped as
  *
  *     [IMS_COM] |<file base name> | <line> | | <tid> |<message>
@@ -16,8 +17,11 @@
  *    formatted at all (the same check __android_log_print makes first);
  *  - the thread-id part "| <tid> |" is formatted once per thread and reused
  *    (reset in a forked child, whose thread has a new id);
- *  - the prefix is copied, not formatted; the caller's message is the one
- *    formatting pass of ours before liblog's own.
+ *  - the prefix is copied, not formatted, and the caller's message is the
+ *    only formatting pass: the finished line goes to __android_log_write, so
+ *    liblog does not format it again;
+ *  - the usual conversions of a message are formatted by ImsLogFormat.h,
+ *    and only the rest by vsnprintf.
  */
 #ifndef IMS_LOG_H
 #define IMS_LOG_H
@@ -29,6 +33,8 @@
 #include <string.h>
 #include <sys/types.h>
 #include <unistd.h>
+
+#include "imsservice/ImsLogFormat.h"
 
 namespace imslog_detail {
 
@@ -54,48 +60,81 @@ inline const TidText& tidText() {
     return t;
 }
 
+// "[IMS_COM] |<base name>" is cut at 128 characters and the message part
+// ("| <tid> |<message>") at 511; the rest is " | <line> | ".
+constexpr size_t kPrefixMax = 128;
+constexpr size_t kMessageSize = 512;
+constexpr size_t kLineSize = kPrefixMax + 3 + 11 + 3 + kMessageSize;
+
+// Writes "[IMS_COM] |<base name> | <line> | " to `out` (kLineSize bytes);
+// returns its length.
+inline size_t putPrefix(char* out, const char* file, int line) {
+    static const char kMarker[] = "[IMS_COM] |";
+    const size_t kMarkerLen = sizeof(kMarker) - 1;
+    memcpy(out, kMarker, kMarkerLen);
+    size_t len = kMarkerLen;
+    const char* slash = file != nullptr ? strrchr(file, '/') : nullptr;
+    if (slash != nullptr) {
+        size_t n = strnlen(slash + 1, kPrefixMax - kMarkerLen);
+        memcpy(out + len, slash + 1, n);
+        len += n;
+    }
+    memcpy(out + len, " | ", 3);
+    len += 3;
+    // The line number in decimal, written backwards from its last digit.
+    char digits[12];
+    size_t d = sizeof(digits);
+    unsigned int v = line < 0 ? 0u - static_cast<unsigned int>(line) : static_cast<unsigned int>(line);
+    do {
+        digits[--d] = static_cast<char>('0' + v % 10);
+        v /= 10;
+    } while (v != 0);
+    if (line < 0) digits[--d] = '-';
+    memcpy(out + len, digits + d, sizeof(digits) - d);
+    len += sizeof(digits) - d;
+    memcpy(out + len, " | ", 3);
+    return len + 3;
+}
+
 }  // namespace imslog_detail
 
 /*
  * True when a line written now would reach the log. Lets callers skip building
  * costly arguments (strings, dumps) for lines that would be dropped.
  */
-static inline bool isImsLogEnabled() {
+inline bool isImsLogEnabled() {
     return __android_log_is_loggable(ANDROID_LOG_ERROR, nullptr, ANDROID_LOG_VERBOSE) != 0;
 }
 
-static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...)
+inline void printImsLog(int level, const char* file, int line, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
-static inline void printImsLog(int level, const char* file, int line, const char* fmt, ...) {
+inline void printImsLog(int level, const char* file, int line, const char* fmt, ...) {
     (void)level;
     if (!isImsLogEnabled()) return;
 
-    // Marker and base name; the name is cut so that the prefix fits 128 characters.
-    static const char kMarker[] = "[IMS_COM] |";
-    const size_t kMarkerLen = sizeof(kMarker) - 1;
-    char prefix[129];
-    memcpy(prefix, kMarker, kMarkerLen);
-    size_t prefixLen = kMarkerLen;
-    const char* slash = file != nullptr ? strrchr(file, '/') : nullptr;
-    if (slash != nullptr) {
-        size_t n = strnlen(slash + 1, 128 - kMarkerLen);
-        memcpy(prefix + prefixLen, slash + 1, n);
-        prefixLen += n;
-    }
-    prefix[prefixLen] = '\0';
+    // The whole line is built here and handed over as text: liblog's own
+    // printf pass over it would cost as much again as ours.
+    char text[imslog_detail::kLineSize];
+    size_t len = imslog_detail::putPrefix(text, file, line);
 
     // "| <tid> |" then the caller's message, cut at 511 characters in all.
-    char message[512];
     const imslog_detail::TidText& tid = imslog_detail::tidText();
-    memcpy(message, tid.text, static_cast<size_t>(tid.len));
-    message[tid.len] = '\0';
+    memcpy(text + len, tid.text, static_cast<size_t>(tid.len));
+    len += static_cast<size_t>(tid.len);
+    text[len] = '\0';
+    const size_t room = imslog_detail::kMessageSize - static_cast<size_t>(tid.len);
     va_list args;
     va_start(args, fmt);
-    vsnprintf(message + tid.len, sizeof(message) - static_cast<size_t>(tid.len), fmt, args);
+    va_list again;
+    va_copy(again, args);
+    if (!imslog_detail::formatCommon(text + len, room, fmt, args)) {
+        vsnprintf(text + len, room, fmt, again);
+    }
+    va_end(again);
     va_end(args);
 
-    __android_log_print(ANDROID_LOG_ERROR, nullptr, "%s | %d | %s", prefix, line, message);
+    __android_log_write(ANDROID_LOG_ERROR, nullptr, text);
 }
 
 /* Logs one line with the caller's own file and line. */

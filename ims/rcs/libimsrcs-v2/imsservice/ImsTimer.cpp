@@ -99,6 +99,7 @@ void ImsTimer::removeTimedCallback(int id) {
         // The usual case: take the one event out and repair the heap around it.
         queue[at] = queue.back();
         queue.pop_back();
+        queued.store(queue.size(), std::memory_order_release);
         if (at < queue.size()) {
             siftUpLocked(at);
             siftDownLocked(at);
@@ -109,6 +110,7 @@ void ImsTimer::removeTimedCallback(int id) {
     queue.erase(std::remove_if(queue.begin(), queue.end(),
                                [id](const TimedEvent& ev) { return ev.id == id; }),
                 queue.end());
+    queued.store(queue.size(), std::memory_order_release);
     std::make_heap(queue.begin(), queue.end(), cmp);
 }
 
@@ -136,6 +138,8 @@ void ImsTimer::siftDownLocked(size_t i) {
 }
 
 int ImsTimer::timeUntilNextEvent() const {
+    // The loop asks before every wait and most of the time nothing is queued.
+    if (queued.load(std::memory_order_acquire) == 0) return -1;
     android::Mutex::Autolock guard(mLock);
     return timeUntilNextEventLocked();
 }
@@ -157,6 +161,9 @@ int ImsTimer::timeUntilNextEventLocked() const {
 
 void ImsTimer::processEvents() {
     for (;;) {
+        // Runs after every wait of the loop, just before the descriptors are
+        // served: an empty queue must not delay them by a lock round trip.
+        if (queued.load(std::memory_order_acquire) == 0) return;
         TimedEvent ev;
         {
             android::Mutex::Autolock guard(mLock);
@@ -164,6 +171,7 @@ void ImsTimer::processEvents() {
             std::pop_heap(queue.begin(), queue.end(), cmp);
             ev = queue.back();
             queue.pop_back();
+            queued.store(queue.size(), std::memory_order_release);
             if (isImsLogEnabled()) IMS_LOG("Callback triggered - %s", ev.toString().c_str());
         }
 
@@ -204,6 +212,7 @@ size_t ImsTimer::size() const {
 
 void ImsTimer::pushLocked(const TimedEvent& ev) {
     queue.push_back(ev);
+    queued.store(queue.size(), std::memory_order_release);
     std::push_heap(queue.begin(), queue.end(), cmp);
 }
 

@@ -20,6 +20,8 @@
 #include <time.h>
 
 #include <utils/Mutex.h>
+
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -96,6 +98,9 @@ protected:
     ITimerMonitor* monitor;
     int nextTimerId GUARDED_BY(mLock);
     mutable android::Mutex mLock;
+    // queue.size(), stored under mLock at every change and read without it,
+    // so that an empty queue is seen without taking the lock.
+    std::atomic<size_t> queued{0};
 
 private:
     int timeUntilNextEventLocked() const REQUIRES(mLock);

@@ -67,8 +67,8 @@ constexpr size_t kMessageSize = 512;
 constexpr size_t kLineSize = kPrefixMax + 3 + 11 + 3 + kMessageSize;
 
 // Writes "[IMS_COM] |<base name> | <line> | " to `out` (kLineSize bytes);
-// returns its length.
-inline size_t putPrefix(char* out, const char* file, int line) {
+// returns its length, and in `nameEnd` where "[IMS_COM] |<base name>" ends.
+inline size_t putPrefix(char* out, const char* file, int line, size_t* nameEnd) {
     static const char kMarker[] = "[IMS_COM] |";
     const size_t kMarkerLen = sizeof(kMarker) - 1;
     memcpy(out, kMarker, kMarkerLen);
@@ -79,6 +79,7 @@ inline size_t putPrefix(char* out, const char* file, int line) {
         memcpy(out + len, slash + 1, n);
         len += n;
     }
+    *nameEnd = len;
     memcpy(out + len, " | ", 3);
     len += 3;
     // The line number in decimal, written backwards from its last digit.
@@ -116,7 +117,8 @@ inline void printImsLog(int level, const char* file, int line, const char* fmt, 
     // The whole line is built here and handed over as text: liblog's own
     // printf pass over it would cost as much again as ours.
     char text[imslog_detail::kLineSize];
-    size_t len = imslog_detail::putPrefix(text, file, line);
+    size_t nameEnd = 0;
+    size_t len = imslog_detail::putPrefix(text, file, line, &nameEnd);
 
     // "| <tid> |" then the caller's message, cut at 511 characters in all.
     const imslog_detail::TidText& tid = imslog_detail::tidText();
@@ -128,13 +130,21 @@ inline void printImsLog(int level, const char* file, int line, const char* fmt, 
     va_start(args, fmt);
     va_list again;
     va_copy(again, args);
-    if (!imslog_detail::formatCommon(text + len, room, fmt, args)) {
-        vsnprintf(text + len, room, fmt, again);
-    }
-    va_end(again);
+    const bool formatted = imslog_detail::formatCommon(text + len, room, fmt, args);
     va_end(args);
-
-    __android_log_write(ANDROID_LOG_ERROR, nullptr, text);
+    if (formatted) {
+        va_end(again);
+        __android_log_write(ANDROID_LOG_ERROR, nullptr, text);
+        return;
+    }
+    // A message with other conversions: the C library formats it, and liblog
+    // lays the line out as above from its parts.
+    char message[imslog_detail::kMessageSize];
+    memcpy(message, tid.text, static_cast<size_t>(tid.len));
+    vsnprintf(message + tid.len, sizeof(message) - static_cast<size_t>(tid.len), fmt, again);
+    va_end(again);
+    text[nameEnd] = '\0';
+    __android_log_print(ANDROID_LOG_ERROR, nullptr, "%s | %d | %s", text, line, message);
 }
 
 /* Logs one line with the caller's own file and line. */

@@ -17,23 +17,26 @@ Platform headers come from $ANDROID_BUILD_TOP (a device tree) when set, else
 from ../shared/device-headers beside the repository with Debian's
 /usr/include/android; without either the check says why and skips.
 
-    scripts/checks/device_build.py [--jobs N] [--keep DIR] [--verbose]
+The objects, the generated glue and a ninja file stay in build-device/ (or
+--build-dir), so a later run compiles only the sources whose text, headers or
+flags changed; the objects themselves are never used.
+
+    scripts/checks/device_build.py [--jobs N] [--build-dir DIR] [--verbose]
 """
 
 import argparse
-import concurrent.futures
 import os
 import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import blueprint  # noqa: E402
+import ninja_compile  # noqa: E402
 
 TOP = os.path.abspath(os.path.join(os.path.dirname(__file__), '..', '..'))
-BUILD_TREES = {'build', 'build-asan', 'build-tsan', 'build-fuzz', 'build-clang', 'build-vts'}
+BUILD_TREES = {'build', 'build-asan', 'build-tsan', 'build-fuzz', 'build-clang', 'build-vts', 'build-device'}
 DEVICE_MODULE_TYPES = {'cc_library', 'cc_library_shared', 'cc_library_static', 'cc_binary', 'cc_test'}
 SOURCE_SUFFIXES = ('.cpp', '.cc', '.c')
 
@@ -113,15 +116,19 @@ def hidl_packages():
 
 def generate_glue(headers, out, result):
     """hidl-gen's C++ headers and sources of every package into `out`; the
-    generated sources."""
+    generated sources. Files whose content is unchanged keep their time."""
     roots = ['-r', f'vendor.kel:{TOP}/interfaces/vendor/kel', '-r', f'android.hidl:{headers.hidl_root}']
-    sources = []
+    fresh = out + '.new'
+    shutil.rmtree(fresh, ignore_errors=True)
     for package, _ in hidl_packages():
         for language in ('c++-headers', 'c++-sources'):
-            cmd = ['hidl-gen', '-p', TOP, '-o', out, '-L', language, '-R'] + roots + [package]
+            cmd = ['hidl-gen', '-p', TOP, '-o', fresh, '-L', language, '-R'] + roots + [package]
             run = subprocess.run(cmd, capture_output=True, text=True)
             if run.returncode != 0:
                 result.problems.append(f'hidl-gen -L {language} {package} failed:\n{run.stderr.strip()}')
+    os.makedirs(fresh, exist_ok=True)
+    ninja_compile.sync_tree(fresh, out)
+    sources = []
     for folder, _, files in os.walk(out):
         sources += [os.path.join(folder, f) for f in files if f.endswith('.cpp')]
     return sorted(sources)
@@ -129,6 +136,7 @@ def generate_glue(headers, out, result):
 
 def stage_vendor_exports(stage, result):
     """A folder per vendor library holding exactly what it exports."""
+    shutil.rmtree(stage, ignore_errors=True)
     dirs = {}
     for library, exports in VENDOR_EXPORTS.items():
         paths = []
@@ -198,19 +206,11 @@ def module_flags(m, props, by_name, headers, generated, vendor_dirs):
     return flags
 
 
-def compile_one(job):
-    kind, source, flags = job
-    cmd = ['clang++', '-c', '-o', os.devnull, '-x', 'c++'] + flags + [source]
-    run = subprocess.run(cmd, capture_output=True, text=True)
-    # A warning that -Werror does not turn into an error still counts.
-    ok = run.returncode == 0 and 'warning:' not in run.stderr
-    return kind, source, ok, run.stderr
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split('\n\n')[0])
     parser.add_argument('--jobs', type=int, default=os.cpu_count() or 1)
-    parser.add_argument('--keep', help='keep the generated glue in this folder')
+    parser.add_argument('--build-dir', default=os.path.join(TOP, 'build-device'),
+                        help='where the objects and the generated glue stay between runs')
     parser.add_argument('--verbose', action='store_true', help='print every compiled source')
     args = parser.parse_args()
     started = time.monotonic()
@@ -243,41 +243,45 @@ def main():
     by_name = {m.name: m for m in modules}
     check_in_step(modules, result)
 
-    work = args.keep or tempfile.mkdtemp(prefix='device-build-')
-    try:
-        generated = os.path.join(work, 'generated')
-        os.makedirs(generated, exist_ok=True)
-        jobs = [('generated', s, ['-std=c++17', '-D__ANDROID__', '-Wall', '-Wextra', '-Werror',
-                                  '-isystem', generated] +
-                 [f for d in headers.include_dirs for f in ('-isystem', d)] + GLUE_HOST_LIBC_DIFFERENCES)
-                for s in generate_glue(headers, generated, result)]
-        vendor_dirs = stage_vendor_exports(os.path.join(work, 'vendor'), result)
-        for m in modules:
-            if m.type not in DEVICE_MODULE_TYPES:
-                continue
-            props = blueprint.with_defaults(m, by_name)
-            flags = module_flags(m, props, by_name, headers, generated, vendor_dirs)
-            sources, _ = blueprint.expand_sources(m.folder, props.get('srcs', []))
-            jobs += [('device', s, flags) for s in sources]
+    work = os.path.abspath(args.build_dir)
+    generated = os.path.join(work, 'generated')
+    os.makedirs(generated, exist_ok=True)
+    glue_flags = (['-std=c++17', '-D__ANDROID__', '-Wall', '-Wextra', '-Werror', '-isystem', generated] +
+                  [f for d in headers.include_dirs for f in ('-isystem', d)] + GLUE_HOST_LIBC_DIFFERENCES)
+    jobs = [ninja_compile.Job('generated', 'glue', s, glue_flags)
+            for s in generate_glue(headers, generated, result)]
+    vendor_dirs = stage_vendor_exports(os.path.join(work, 'vendor'), result)
+    for m in modules:
+        if m.type not in DEVICE_MODULE_TYPES:
+            continue
+        props = blueprint.with_defaults(m, by_name)
+        flags = module_flags(m, props, by_name, headers, generated, vendor_dirs)
+        sources, _ = blueprint.expand_sources(m.folder, props.get('srcs', []))
+        jobs += [ninja_compile.Job('device', m.name, s, flags) for s in sources]
 
-        with concurrent.futures.ThreadPoolExecutor(max(1, args.jobs)) as pool:
-            for kind, source, ok, output in pool.map(compile_one, jobs):
-                result.compiled[kind] += 1
-                name = os.path.relpath(source, TOP) if source.startswith(TOP) else os.path.relpath(source, work)
-                if not ok:
-                    result.failed[kind] += 1
-                    result.problems.append(f'{name} does not compile for the device:\n{output.strip()}')
-                elif args.verbose:
-                    log(f'ok {name}')
-    finally:
-        if not args.keep:
-            shutil.rmtree(work, ignore_errors=True)
+    try:
+        outcomes = ninja_compile.compile_all(work, jobs, args.jobs)
+    except RuntimeError as e:
+        log(f'failed: {e}')
+        return 1
+    recompiled = 0
+    for o in outcomes:
+        kind, source = o.job.kind, o.job.source
+        result.compiled[kind] += 1
+        recompiled += o.compiled
+        name = os.path.relpath(source, TOP) if source.startswith(TOP) else os.path.relpath(source, work)
+        if not o.ok:
+            result.failed[kind] += 1
+            result.problems.append(f'{name} does not compile for the device:\n{o.output.strip()}')
+        elif args.verbose:
+            log(f'ok {name}' + ('' if o.compiled else ' (unchanged)'))
 
     for problem in result.problems:
         print(f'device-build: {problem}', file=sys.stderr)
     failed = result.failed['device'] + result.failed['generated']
     other = len(result.problems) - failed
-    log(f'headers from {headers.source}; {time.monotonic() - started:.0f} s')
+    log(f'headers from {headers.source}; {recompiled} compiled afresh, the others unchanged;'
+        f' {time.monotonic() - started:.0f} s')
     log(f"compiled {result.compiled['device']} device sources and {result.compiled['generated']} generated"
         f" sources: {failed} failed" + (f', {other} other problems' if other else ''))
     return 1 if result.problems else 0

@@ -297,7 +297,7 @@ struct Notices {
     }
 };
 
-void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
+void recordNotice(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
     auto* n = static_cast<Notices*>(d);
     std::lock_guard<std::mutex> l(n->lock);
     n->events.push_back(ev);
@@ -312,7 +312,7 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
     mcx_client_type notifier = nullptr;
     ASSERT_EQ(mcx_client_notifier_init(imss_get_service_object_internal_v01(1, 0x67, 6), nullptr, &notifier),
               MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &notices), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, recordNotice, &notices), MCX_NO_ERR);
 
     const std::vector<uint8_t> eight(8, 0);
     const BadFrame cases[] = {

@@ -23,13 +23,13 @@ namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
 namespace {
 
-struct SetCb : V2_0::ISetConfigCb {
+struct IgnoredSetCb : V2_0::ISetConfigCb {
     Return<void> setConfigResponse(V2_0::RequestStatus) override { return Void(); }
 };
-struct GetCb : V2_0::IGetSettingsCb {
+struct IgnoredGetCb : V2_0::IGetSettingsCb {
     Return<void> getSettingsResponse(V2_0::RequestStatus, const V2_0::SettingsData&) override { return Void(); }
 };
-struct ChangeCb : V2_0::ISettingsChangeCb {
+struct IgnoredChangeCb : V2_0::ISettingsChangeCb {
     Return<void> onSettingsChanged(const V2_0::SettingsData&) override { return Void(); }
 };
 struct UceListener : V2_0::IRcsServiceStatusListener {
@@ -107,7 +107,7 @@ struct Factory : F1_1::IImsFactory {
 TEST(HidlProxyTest, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
-    sp<SetCb> setCb = new SetCb();
+    sp<IgnoredSetCb> setCb = new IgnoredSetCb();
 
     V2_0::Container container;
     container.isCompressed = true;
@@ -120,9 +120,9 @@ TEST(HidlProxyTest, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) 
     EXPECT_TRUE(remote->setConfig(container, setCb).isOk());
     EXPECT_EQ(impl->lastCallback, setCb.get());
     EXPECT_TRUE(remote->setSettingsValue(data, setCb).isOk());
-    EXPECT_TRUE(remote->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, new GetCb()).isOk());
+    EXPECT_TRUE(remote->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, new IgnoredGetCb()).isOk());
     Return<V2_0::RequestStatus> reg =
-            remote->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, new ChangeCb());
+            remote->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, new IgnoredChangeCb());
     EXPECT_EQ(reg.withDefault(V2_0::RequestStatus::OK), V2_0::RequestStatus::FAIL);
     EXPECT_EQ(remote->deregisterForSettingsChange(V2_0::SettingsId::STANDALONE_MESSAGING_CONFIG)
                       .withDefault(V2_0::RequestStatus::FAIL),
@@ -148,7 +148,7 @@ TEST(HidlProxyTest, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
     hooks::killProcessOf(impl);
-    sp<SetCb> setCb = new SetCb();
+    sp<IgnoredSetCb> setCb = new IgnoredSetCb();
 
     EXPECT_TRUE(remote->setConfig(V2_0::Container(), setCb).isDeadObject());
     EXPECT_TRUE(remote->setSettingsValue(V2_0::SettingsData(), setCb).isDeadObject());

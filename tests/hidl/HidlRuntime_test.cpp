@@ -60,7 +60,7 @@ struct Listener21 : V2_1::IRcsConfigListener {
 };
 
 // Records each death notice and lets the test wait for them.
-struct Recipient : hidl_death_recipient {
+struct RecordingRecipient : hidl_death_recipient {
     struct Notice {
         uint64_t cookie;
         wp<IBase> who;
@@ -147,8 +147,8 @@ TEST(HidlDeathTest, KillingTheObject_KillsEveryProxyOfIt) {
 TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnUnlinkedOneNot) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
-    sp<Recipient> recipient = new Recipient();
-    sp<Recipient> dropped = new Recipient();
+    sp<RecordingRecipient> recipient = new RecordingRecipient();
+    sp<RecordingRecipient> dropped = new RecordingRecipient();
     ASSERT_TRUE(remote->linkToDeath(recipient, 0x1234).withDefault(false));
     ASSERT_TRUE(remote->linkToDeath(dropped, 2).withDefault(false));
     EXPECT_TRUE(remote->unlinkToDeath(dropped).withDefault(false));
@@ -159,7 +159,7 @@ TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnU
     testing_hooks::waitForDeathNotifications();
     EXPECT_EQ(dropped->count(), 0u);
     ASSERT_EQ(recipient->count(), 1u);
-    const Recipient::Notice& notice = recipient->notices[0];
+    const RecordingRecipient::Notice& notice = recipient->notices[0];
     EXPECT_EQ(notice.cookie, 0x1234u);
     EXPECT_NE(notice.tid, gettid());
     EXPECT_EQ(notice.who.promote().get(), static_cast<IBase*>(remote.get()));
@@ -176,8 +176,8 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     // hear of a death keeps the proxy it linked on, not just any proxy.
     sp<Listener21> impl = new Listener21();
     sp<V2_1::IRcsConfigListener> kept = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
-    sp<Recipient> throughKept = new Recipient();
-    sp<Recipient> throughReleased = new Recipient();
+    sp<RecordingRecipient> throughKept = new RecordingRecipient();
+    sp<RecordingRecipient> throughReleased = new RecordingRecipient();
     ASSERT_TRUE(kept->linkToDeath(throughKept, 1).withDefault(false));
     {
         sp<V2_0::IRcsConfigListener> other =
@@ -196,9 +196,9 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
     sp<Listener21> impl = new Listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
-    wp<Recipient> weak;
+    wp<RecordingRecipient> weak;
     {
-        sp<Recipient> recipient = new Recipient();
+        sp<RecordingRecipient> recipient = new RecordingRecipient();
         weak = recipient;
         ASSERT_TRUE(remote->linkToDeath(recipient, 1).withDefault(false));
     }
@@ -209,7 +209,7 @@ TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
 
 TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
     sp<Listener21> impl = new Listener21();
-    sp<Recipient> recipient = new Recipient();
+    sp<RecordingRecipient> recipient = new RecordingRecipient();
     EXPECT_FALSE(impl->isRemote());
     EXPECT_TRUE(impl->linkToDeath(recipient, 5).withDefault(false));
     EXPECT_FALSE(impl->linkToDeath(nullptr, 5).withDefault(true));

@@ -16,9 +16,9 @@ namespace {
 using imstest::LogCapture;
 
 // Gives tests control over what the running clock cannot: due times and ids.
-class TestTimer : public ImsTimer {
+class InspectableTimer : public ImsTimer {
 public:
-    explicit TestTimer(ITimerMonitor* m = nullptr) : ImsTimer(m) {}
+    explicit InspectableTimer(ITimerMonitor* m = nullptr) : ImsTimer(m) {}
     // Makes every queued event due now, keeping their order.
     void expireAll() {
         android::Mutex::Autolock guard(mLock);
@@ -80,7 +80,7 @@ TEST(ImsTimerTest, ZeroDelay_IsDueAtOnce_AndZeroResultRunsAgainInTheSameCall) {
 
 TEST(ImsTimerTest, CallbackResult_SetsNextInterval) {
     LogCapture log;
-    TestTimer timer;
+    InspectableTimer timer;
     Script s{{300, 0, -5, -1}};
     int id = timer.addTimedCallback(0, Script::cb, &s);
     auto expectDueWithin300 = [&] {
@@ -115,7 +115,7 @@ TEST(ImsTimerTest, CallbackResult_SetsNextInterval) {
 }
 
 TEST(ImsTimerTest, Ids_WrapFromMaximumToOne) {
-    TestTimer timer;
+    InspectableTimer timer;
     Script s;
     timer.setLastId(2147483645);
     EXPECT_EQ(timer.addTimedCallback(100, Script::cb, &s), 2147483646);

@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+mcx_idl_service_object_type settingsService() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
 
 // What the fake transports of one test did, and the core they report to.
 struct Modem {
@@ -104,17 +104,17 @@ void onIndication(mcx_client_type, unsigned int, void* buf, unsigned int len, vo
 TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoModem) {
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE);
     info.service_id = IMSS_SERVICE_ID_V01;
     mcx_client_os_params os{};
     mcx_client_type h = nullptr;
-    EXPECT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_init(&info, settingsService(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
     char reply[32];
     EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
 
     // A factory that makes nothing is the same as none.
     ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
-    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE);
 }
 
 TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsAndEvents) {
@@ -123,10 +123,10 @@ TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequests
     EXPECT_EQ(modem.made, 0) << "made before the library needed a modem";
 
     mcx_service_info info{};
-    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_NO_ERR);
     mcx_client_os_params os{};
     mcx_client_type h = nullptr;
-    ASSERT_EQ(mcx_client_init(&info, imss(), onIndication, &modem, &os, &h), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_init(&info, settingsService(), onIndication, &modem, &os, &h), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_error_cb(h, onError, &modem), MCX_NO_ERR);
     ims_settings_bind_subscription_req_msg_v01 req{0};
     ims_settings_bind_subscription_resp_msg_v01 resp{};
@@ -157,7 +157,7 @@ TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequests
     EXPECT_TRUE(modem.closed.empty()) << "a lost connection is not closed again";
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     EXPECT_EQ(modem.destroyed, 1);
-    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE)
+    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE)
         << "the service state of the old transport is forgotten";
 }
 
@@ -165,10 +165,10 @@ TEST(McxTransportHookTest, ReleasedHandle_ClosesItsConnectionOnTheTransport) {
     Modem modem;
     ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
     mcx_service_info info{};
-    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_NO_ERR);
     mcx_client_os_params os{};
     mcx_client_type h = nullptr;
-    ASSERT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, &os, &h), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_init(&info, settingsService(), nullptr, nullptr, &os, &h), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_release(h), MCX_NO_ERR);
     EXPECT_EQ(modem.closed, std::vector<uint64_t>{41});
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);

@@ -113,6 +113,12 @@ witness_has() { grep -qF -- "$1" "$work/witness.out"; }
 witness_reached() { until_ok "${2:-60}" grep -qxF -- "$1" "$work/witness.out"; }
 # The witness's output from the line MARKER on.
 witness_since() { awk -v m="$1" 'f || $0 == m { f = 1; print }' "$work/witness.out"; }
+# True once the witness has reported the service's death since the line MARKER
+# (read afresh on every try: the report may come after the first look).
+witness_reported_death() {
+  awk -v m="$1" '$0 == m { f = 1 } f && index($0, "died: waiting for it to be registered again") { found = 1 }
+                 END { exit !found }' "$work/witness.out"
+}
 
 dump() { "$ctl" --service dump 2>/dev/null; }
 listeners() { dump | awk '/^Listeners:/ { print $2 }'; }
@@ -175,6 +181,7 @@ steady_figures() {
   echo "wait reconfig --timeout 300"
 } >"$work/session.rcs"
 sessionCommands=$(grep -c . "$work/session.rcs")
+sessionUploads=$(grep -c '^set-config' "$work/session.rcs")
 # The warm-up's session, which runs to its end.
 head -n 40 "$work/session.rcs" >"$work/warm-up.rcs"
 
@@ -221,13 +228,16 @@ run_client() {
 # The service files each upload's answer under an 8-bit token until the modem
 # goes down, and a token in use keeps its first answer: after 256 uploads in
 # one modem session, later ones are never answered. Killed clients' uploads
-# count too, so the modem is restarted before that, as a phone's would be.
+# count too, so the modem is restarted before that, as a phone's would be:
+# restart_modem_if_needed UPLOADS restarts it unless UPLOADS more (and the
+# witness's probe) still fit. A fast machine runs a whole session before its
+# kill, so the room asked for is a whole session's.
 uploadsKept() { dump | awk -F': ' '/^  configuration uploads/ { print $2 }'; }
 modemRestarts=0 restartsBefore=0
 restart_modem_if_needed() {
   local kept
   kept=$(uploadsKept)
-  [ "${kept:-0}" -ge 200 ] || return 0
+  [ $((${kept:-0} + $1 + 2)) -gt 256 ] || return 0
   modemRestarts=$((modemRestarts + 1))
   tell "modem restart" "wait reconfig --timeout 30" "slot 1 --new" "watch ims-service user-agent" \
     "echo modem-restart-$modemRestarts"
@@ -252,7 +262,7 @@ run_client "$work/warm-up.rcs" 0
 run_client "$work/session.rcs" 1
 run_client "$work/session.rcs" 1
 until_ok 30 settled_to 1000000 1000000 1 || abort "the warm-up clients' listeners were not dropped"
-restart_modem_if_needed
+restart_modem_if_needed "$sessionUploads"
 restartsBefore=$modemRestarts
 read -r thr0 fd0 < <(steady_figures)
 rss0=$(proc_field VmRSS)
@@ -265,7 +275,7 @@ tell "echo witness-baseline"
 
 endedEarly=0 unattached=0 results=0
 for i in $(seq "$clients"); do
-  restart_modem_if_needed
+  restart_modem_if_needed "$sessionUploads"
   run_client "$work/session.rcs" 1
   case $clientResult in
     ended*) endedEarly=$((endedEarly + 1)) ;;
@@ -335,6 +345,7 @@ per_client() { # LABEL RSS_A RSS_B HEAP_A HEAP_B OBJ_A OBJ_B CLIENTS
 echo "2. the service killed with SIGKILL $serviceKills time(s) in the middle of the witness's commands"
 notMidway=0
 for r in $(seq "$serviceKills"); do
+  restart_modem_if_needed 200
   tell "echo service-kill-$r"
   for _ in $(seq 200); do tell "set-config operator-autoconfig.xml --gzip" "get-settings presence"; done
   tell "echo service-kill-$r-done"
@@ -346,7 +357,7 @@ for r in $(seq "$serviceKills"); do
   # A death while the witness reads its input is reported at its next command.
   tell "echo service-kill-$r-after"
   # The witness must notice and wait: only then does the service come back.
-  until_ok 60 grep -qF 'died: waiting for it to be registered again' <(witness_since "service-kill-$r") ||
+  until_ok 60 witness_reported_death "service-kill-$r" ||
     abort "the witness did not report the death of the service (kill $r)"
   kill -0 "$witness" 2>/dev/null || abort "the witness exited after the service's death (kill $r)"
   start_service

@@ -6,7 +6,8 @@ this repository's sepolicy/ folder are assembled and compiled as a device
 build does for a user build of a full-treble device: m4, then checkpolicy,
 which fails on any neverallow the policy breaks. Then:
 
-  - file_contexts and hwservice_contexts hold valid contexts (setfiles -c);
+  - file_contexts and hwservice_contexts, the platform's with sepolicy/'s,
+    hold valid contexts and no name twice (setfiles -c);
   - every hwservice_contexts type is a hwservice_manager_type;
   - file_contexts labels the path where service/Android.bp installs the
     service binary, and init starts that binary in the service's domain;
@@ -170,15 +171,27 @@ def context_lines(path):
     return out
 
 
-def validate_contexts(policy, work, entries, name, checks):
-    """setfiles -c on (path regex, context) entries; one count per entry."""
-    probe = os.path.join(work, name + '.probe')
-    for where, regex, context in entries:
-        with open(probe, 'w') as f:
-            f.write(f'{regex} {context}\n')
-        result = run(['setfiles', '-c', policy, probe])
-        checks.context(result.returncode == 0,
-                       f'{where}: {context} is not a valid context: {(result.stdout + result.stderr).strip()}')
+def with_platform(platform, name):
+    """The platform's context files called `name`, then sepolicy/'s."""
+    files = [os.path.join(platform, d, name) for d in ('private', 'vendor')]
+    return [f for f in files if os.path.isfile(f)] + [os.path.join(POLICY_DIR, name)]
+
+
+def validate_contexts(policy, work, files, name, checks, as_path=None):
+    """setfiles -c on the entries of `files` assembled as the device does
+    (one count per entry): every context valid, no two contexts for one name.
+    `as_path` turns a name that is no path into one setfiles accepts."""
+    entries = []
+    for path in files:
+        for _, fields in context_lines(path):
+            entries.append((as_path(fields[0]) if as_path else fields[0], fields[-1]))
+    assembled = os.path.join(work, name)
+    with open(assembled, 'w') as f:
+        f.writelines(f'{key} {context}\n' for key, context in entries)
+    result = run(['setfiles', '-c', policy, assembled])
+    checks.contexts += len(entries) - 1
+    checks.context(result.returncode == 0, f'{name} of the platform and sepolicy/ ({assembled}) does not'
+                                           f' validate:\n' + (result.stdout + result.stderr).strip())
 
 
 def attributes_of(policy, type_name):
@@ -232,7 +245,8 @@ def init_script():
 
 
 def vintf_interfaces():
-    """package@version::Interface of each <fqname> of the VINTF fragment."""
+    """package@version::Interface of each interface the VINTF fragment declares
+    (an <fqname>, or a <version> with its <interface>s)."""
     with open(os.path.join(SERVICE_DIR, SERVICE_MODULE + '.xml')) as f:
         xml = re.sub(r'<!--.*?-->', '', f.read(), flags=re.S)
     out = []
@@ -252,15 +266,13 @@ def without_version(descriptor):
     return re.sub(r'@[0-9.]+::', '::', descriptor)
 
 
-def check_tree(policy, work, checks):
-    # Contexts: file_contexts as the device assembles it (the platform's and
-    # ours), and ours alone for the ties below; hwservice_contexts likewise.
-    file_contexts = os.path.join(POLICY_DIR, 'file_contexts')
-    labels = [(f'sepolicy/file_contexts:{n}', f[0], f[-1]) for n, f in context_lines(file_contexts)]
-    validate_contexts(policy, work, labels, 'file_contexts', checks)
+def check_tree(platform, policy, work, checks):
+    # Contexts: the platform's and ours, as the device assembles them.
+    validate_contexts(policy, work, with_platform(platform, 'file_contexts'), 'file_contexts', checks)
+    validate_contexts(policy, work, with_platform(platform, 'hwservice_contexts'), 'hwservice_contexts', checks,
+                      as_path=lambda name: '/hwservice/' + re.escape(name))
+    labels = context_lines(os.path.join(POLICY_DIR, 'file_contexts'))
     hwservices = {f[0]: (n, f[-1]) for n, f in context_lines(os.path.join(POLICY_DIR, 'hwservice_contexts'))}
-    validate_contexts(policy, work, [(f'sepolicy/hwservice_contexts:{n}', '/hwservice/' + re.escape(name), ctx)
-                                     for name, (n, ctx) in hwservices.items()], 'hwservice_contexts', checks)
     for name, (n, ctx) in hwservices.items():
         type_name = ctx.split(':')[2]
         attrs = attributes_of(policy, type_name)
@@ -274,13 +286,15 @@ def check_tree(policy, work, checks):
     checks.rule(installed is not None, f'service/Android.bp has no cc_binary {SERVICE_MODULE}')
     if installed is None:
         return
-    exec_types = [ctx.split(':')[2] for _, regex, ctx in labels if re.fullmatch(regex, installed)]
+    exec_types = [f[-1].split(':')[2] for _, f in labels if re.fullmatch(f[0], installed)]
     checks.rule(bool(exec_types), f'sepolicy/file_contexts labels no path matching {installed},'
                                   f' where service/Android.bp installs {SERVICE_MODULE}')
     binary, interfaces, groups, capabilities = init_script()
     checks.rule(binary == installed, f'the init script starts {binary}, but the binary is installed as {installed}')
-    domain = init_domain_of(policy, exec_types[0]) if exec_types else None
-    checks.rule(domain is not None, f'init does not start {installed} ({exec_types[:1]}) in a domain of its own')
+    if not exec_types:
+        return
+    domain = init_domain_of(policy, exec_types[0])
+    checks.rule(domain is not None, f'init does not start {installed} ({exec_types[0]}) in a domain of its own')
     if domain is None:
         return
     permissive = run(['seinfo', '--permissive', policy]).stdout
@@ -348,7 +362,7 @@ def main():
     log(f'platform policy from {platform}')
     policy = compile_policy(platform, work, checks)
     if policy is not None:
-        check_tree(policy, work, checks)
+        check_tree(platform, policy, work, checks)
     log(f'checked {checks.rules} rules and {checks.contexts} contexts: {checks.failed} failed')
     return 1 if checks.failed else 0
 

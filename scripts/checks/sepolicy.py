@@ -25,6 +25,7 @@ check says why and skips. The compiled policy stays in build-sepolicy/.
 """
 
 import argparse
+import concurrent.futures
 import hashlib
 import os
 import re
@@ -203,9 +204,30 @@ def attributes_of(policy, type_name):
     return {a.strip() for a in found.group(1).split(',') if a.strip()}
 
 
-def allowed(policy, source, target, cls, perm):
-    result = run(['sesearch', '-A', '-s', source, '-t', target, '-c', cls, '-p', perm, policy])
-    return result.returncode == 0 and bool(result.stdout.strip())
+class Access:
+    """Whether the policy allows a permission, from sesearch. Each sesearch
+    loads the whole policy, so the questions known in advance are asked in
+    parallel."""
+
+    def __init__(self, policy):
+        self.policy = policy
+        self.answers = {}
+
+    def prefetch(self, questions):
+        todo = sorted(set(questions) - set(self.answers))
+        with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count() or 1) as pool:
+            self.answers.update(zip(todo, pool.map(self._ask, todo)))
+
+    def allowed(self, source, target, cls, perm):
+        question = (source, target, cls, perm)
+        if question not in self.answers:
+            self.answers[question] = self._ask(question)
+        return self.answers[question]
+
+    def _ask(self, question):
+        source, target, cls, perm = question
+        result = run(['sesearch', '-A', '-s', source, '-t', target, '-c', cls, '-p', perm, self.policy])
+        return result.returncode == 0 and bool(result.stdout.strip())
 
 
 def init_domain_of(policy, exec_type):
@@ -303,6 +325,15 @@ def check_tree(platform, policy, work, checks):
     # Every interface the init script and the VINTF fragment name: a
     # hwservice_contexts entry, which the domain may add and find.
     declared = [('the init script', d) for d in interfaces] + [('the VINTF fragment', d) for d in vintf_interfaces()]
+    access = Access(policy)
+    access.prefetch([(domain, hwservices[without_version(d)][1].split(':')[2], 'hwservice_manager', perm)
+                     for _, d in declared if without_version(d) in hwservices for perm in ('add', 'find')]
+                    + [(domain, 'hidl_base_hwservice', 'hwservice_manager', 'add'),
+                       (domain, 'system_suspend_hwservice', 'hwservice_manager', 'find'),
+                       (domain, 'system_suspend_server', 'binder', 'call'),
+                       (domain, 'sysfs_wake_lock', 'file', 'write'),
+                       (domain, domain, 'capability2', 'block_suspend'),
+                       (domain, 'logdw_socket', 'sock_file', 'write')])
     checks.rule(bool(interfaces), 'the init script has no "interface" line')
     for where, descriptor in declared:
         entry = hwservices.get(without_version(descriptor))
@@ -311,26 +342,26 @@ def check_tree(platform, policy, work, checks):
             continue
         type_name = entry[1].split(':')[2]
         for perm in ('add', 'find'):
-            checks.rule(allowed(policy, domain, type_name, 'hwservice_manager', perm),
+            checks.rule(access.allowed(domain, type_name, 'hwservice_manager', perm),
                         f'{domain} may not {perm} {type_name} ({descriptor} of {where})')
     # Every registration also carries android.hidl.base::IBase.
-    checks.rule(allowed(policy, domain, 'hidl_base_hwservice', 'hwservice_manager', 'add'),
+    checks.rule(access.allowed(domain, 'hidl_base_hwservice', 'hwservice_manager', 'add'),
                 f'{domain} may not add hidl_base_hwservice, which every registration carries')
 
     # Wake locks through the suspend HAL; the sysfs route exactly when the
     # init script gives its group and capability.
-    checks.rule(allowed(policy, domain, 'system_suspend_hwservice', 'hwservice_manager', 'find')
-                and allowed(policy, domain, 'system_suspend_server', 'binder', 'call'),
+    checks.rule(access.allowed(domain, 'system_suspend_hwservice', 'hwservice_manager', 'find')
+                and access.allowed(domain, 'system_suspend_server', 'binder', 'call'),
                 f'{domain} may not take a wake lock from the system suspend HAL')
-    sysfs = allowed(policy, domain, 'sysfs_wake_lock', 'file', 'write')
+    sysfs = access.allowed(domain, 'sysfs_wake_lock', 'file', 'write')
     checks.rule(sysfs == ('wakelock' in groups),
                 f'the init script {"gives" if "wakelock" in groups else "does not give"} the wakelock group,'
                 f' but the policy {"lets" if sysfs else "does not let"} {domain} write /sys/power/wake_lock')
-    block = allowed(policy, domain, domain, 'capability2', 'block_suspend')
+    block = access.allowed(domain, domain, 'capability2', 'block_suspend')
     checks.rule(block == ('BLOCK_SUSPEND' in capabilities),
                 f'the init script {"gives" if "BLOCK_SUSPEND" in capabilities else "does not give"} BLOCK_SUSPEND,'
                 f' but the policy {"allows" if block else "does not allow"} block_suspend')
-    checks.rule(allowed(policy, domain, 'logdw_socket', 'sock_file', 'write'), f'{domain} may not log')
+    checks.rule(access.allowed(domain, 'logdw_socket', 'sock_file', 'write'), f'{domain} may not log')
 
     # Least privilege in sepolicy/ itself.
     for name in sorted(os.listdir(POLICY_DIR)):

@@ -10,6 +10,7 @@ PACKAGES=(
   libedit-dev       # line editing of rcsconfigctl's interactive session
   clang libclang-rt-14-dev   # device compile check, fuzzing, build-tsan/ (lock annotations)
   python3    # platform/hidl/hostgen: the HIDL host glue generator
+  m4 checkpolicy setools policycoreutils   # the SELinux policy check: compile, seinfo/sesearch, setfiles
 )
 
 missing=()

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Configures and builds one flavour of the host tree.
-#   scripts/build.sh [release|asan|tsan]   -> build/, build-asan/ or build-tsan/
+# Configures and builds one flavour of the host tree, or only the given
+# targets of it.
+#   scripts/build.sh [release|asan|tsan] [TARGET...]   -> build/, build-asan/ or build-tsan/
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
+(($#)) && shift
 case "$flavour" in
   release) dir=build;      extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
   asan)    dir=build-asan; extra=(-DCMAKE_BUILD_TYPE=Debug -DIMSRCS_SANITIZE=ON -DIMSRCS_BUILD_BENCH=OFF) ;;
@@ -20,4 +22,6 @@ if [ "$flavour" = tsan ]; then
   fi
 fi
 cmake -S . -B "$dir" -G Ninja "${extra[@]}" >/dev/null
-cmake --build "$dir" -j "$(nproc)"
+targets=()
+(($#)) && targets=(--target "$@")
+cmake --build "$dir" -j "$(nproc)" "${targets[@]}"

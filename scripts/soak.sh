@@ -18,10 +18,36 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+usage() {
+  cat <<'USAGE'
+usage: scripts/soak.sh [--daemon] [RCS-SOAK OPTIONS...]
+       scripts/soak.sh --processes [K] [--service-kills N] [--modem-kills N]
+Builds what the run needs in build/ and runs it niced; the figures end with a
+verdict line, and the exit status is 0 only when it reads PASS.
+  --daemon            the modem in mcx-modemd, killed with SIGKILL and started
+                      again at each restart (default: the embedded emulator,
+                      its services taken down and up)
+  --processes [K]     the modem, the service and the clients each in a process
+                      of its own, killed with SIGKILL: K clients mid-session
+                      (default 100), then the service and then mcx-modemd
+                      under an attached client
+  --service-kills N   with --processes: how many service kills (default 5)
+  --modem-kills N     with --processes: how many mcx-modemd kills (default 5)
+  --help              this text
+Every other option goes to rcs-soak:
+USAGE
+  if [ -x build/rcs-soak ]; then
+    build/rcs-soak --help | sed 's/^/  /'
+  else
+    echo "  (build/rcs-soak --help lists them once built: scripts/build.sh release rcs-soak)"
+  fi
+}
+
 args=()
 daemon=0 processes=0
 while [ $# -gt 0 ]; do
   case $1 in
+    --help|-h) usage; exit 0 ;;
     --daemon) daemon=1 ;;
     --processes)
       processes=1

@@ -165,7 +165,7 @@ ModemDaemon::ModemDaemon(ModemEmulator& modem, std::string socketPath, int maxSe
 ModemDaemon::~ModemDaemon() {
     if (mListenFd >= 0) {
         ::close(mListenFd);
-        ::unlink(mPath.c_str());
+        if (!mSocketRemoved.exchange(true)) ::unlink(mPath.c_str());
     }
 }
 
@@ -248,6 +248,15 @@ void ModemDaemon::run() {
             --mSessions;
         }).detach();
     }
+}
+
+void ModemDaemon::stop() {
+    if (mListenFd < 0) return;
+    // The file goes first: run() returning may end the process at once.
+    if (!mSocketRemoved.exchange(true)) ::unlink(mPath.c_str());
+    // accept() in run() then fails with EINVAL; the descriptor stays open
+    // until the destructor, so run() never meets a reused one.
+    ::shutdown(mListenFd, SHUT_RDWR);
 }
 
 bool sendDaemonControl(const std::string& socketPath, const std::string& command,

@@ -71,6 +71,10 @@ TEST(HelpTextTest, KeysListEveryKeyWithFieldTypeAndRange_ManPageCarriesThemAndTh
     EXPECT_EQ(0u, man.find(".TH RCSCONFIGCTL 1"));
     EXPECT_NE(man.find("\\-\\-keep\\-going"), std::string::npos);
     EXPECT_NE(man.find("CAPABILITY_DISCOVERY_ENABLED"), std::string::npos);
+    EXPECT_NE(man.find(".SH SYNOPSIS\n.nf\nrcsconfigctl [OPTIONS] COMMAND"), std::string::npos) << man;
+    for (const char* section : {".SH EXIT STATUS\n", ".SH ENVIRONMENT\n", ".SH FILES\n"}) {
+        EXPECT_NE(man.find(section), std::string::npos) << section;
+    }
 }
 
 TEST(HelpTextTest, CompletionOffersWhatMayComeNext) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 #include "ScriptTokenizer.h"
 #include "SettingsCatalog.h"
@@ -261,13 +262,41 @@ std::vector<std::string> completeWord(const std::string& line, const std::string
     return matches;
 }
 
+namespace {
+
+// The parts of the usage text as a man page has them: the command lines
+// without "usage: " (SYNOPSIS), the sentences under them (DESCRIPTION), and
+// the options up to the exit status line.
+struct UsageParts {
+    std::string synopsis, description, options;
+};
+
+UsageParts splitUsage(const std::string& usage) {
+    UsageParts parts;
+    const size_t optionsAt = usage.find("options:\n");
+    std::istringstream head(usage.substr(0, optionsAt));
+    for (std::string line; std::getline(head, line);) {
+        const size_t command = line.find("rcsconfigctl ");
+        const bool commandLine = line.rfind("usage: ", 0) == 0 || line.find_first_not_of(' ') == command;
+        (commandLine ? parts.synopsis : parts.description) += (commandLine ? line.substr(command) : line) + "\n";
+    }
+    if (optionsAt != std::string::npos) {
+        const size_t from = optionsAt + 9;
+        parts.options = usage.substr(from, usage.find("exit status:", from) - from);
+    }
+    return parts;
+}
+
+}  // namespace
+
 std::string manPage(const std::string& usage, const std::string& version) {
+    const UsageParts parts = splitUsage(usage);
     std::string out = ".TH RCSCONFIGCTL 1 \"\" \"rcsconfigctl " + roff(version) +
                       "\" \"User Commands\"\n"
                       ".SH NAME\nrcsconfigctl \\- drive the RCS configuration HAL service as a client\n"
-                      ".SH SYNOPSIS\n.nf\n" +
-                      roff(usage.substr(0, usage.find("options:"))) + ".fi\n.SH OPTIONS\n.nf\n" +
-                      roff(usage.substr(usage.find("options:") + 9)) + ".fi\n.SH COMMANDS\n";
+                      ".SH SYNOPSIS\n.nf\n" + roff(parts.synopsis) + ".fi\n"
+                      ".SH DESCRIPTION\n" + roff(parts.description) +
+                      ".SH OPTIONS\n.nf\n" + roff(parts.options) + ".fi\n.SH COMMANDS\n";
     for (const auto& doc : commandDocs()) {
         out += ".TP\n.B " + roff(usageLine(doc)) + "\n" + roff(doc.summary) + "\n";
         if (*doc.details != '\0') out += ".br\n.nf\n" + roff(doc.details) + ".fi\n";
@@ -276,6 +305,33 @@ std::string manPage(const std::string& usage, const std::string& version) {
     std::string keys, unused;
     keysHelp("", &keys, &unused);
     out += ".SH KEYS\n.nf\n" + roff(keys) + ".fi\n";
+    // A tagged paragraph of the sections below.
+    auto item = [](const std::string& tag, const std::string& text) {
+        return ".TP\n.B " + roff(tag) + "\n" + roff(text) + "\n";
+    };
+    out += ".SH EXIT STATUS\n" + item("0", "Every command succeeded.") +
+           item("1", "A command failed or timed out, or the service could not be reached.") +
+           item("2", "Bad input: an unknown option, command, name or value (one line on stderr names it).") +
+           item("128 + the signal",
+                "A command that Ctrl-C or SIGTERM ended (a watch, a wait, logcat -f); 130 for Ctrl-C.");
+    out += ".SH ENVIRONMENT\n" +
+           item("ANDROID_LOG_TAGS", "Filters the service's log lines as liblog does, e.g. '*:S RcsConfig:I'.") +
+           item("ANDROID_PRINTF_LOG",
+                "The layout of the log lines: threadtime (the default), brief, time, tag, thread, process, raw "
+                "or long.") +
+           item("IMSRCS_HIDL_REGISTRY", "The service registry folder when --registry is not given.") +
+           item("XDG_RUNTIME_DIR",
+                "Without IMSRCS_HIDL_REGISTRY, the registry is its imsrcs-hidl folder, else "
+                "/tmp/imsrcs-hidl-<uid>.") +
+           item("HOME", "Where the interactive session keeps its history.");
+    out += ".SH FILES\n" + item("~/.rcsconfigctl_history", "The lines typed in interactive sessions.") +
+           item("$XDG_RUNTIME_DIR/imsrcs-hidl/",
+                "The service registry: a socket per serving process and an entry per service, this user's "
+                "only.") +
+           item("tools/rcsconfigctl/sessions/",
+                "In the source tree: the main job's session script and the operator's configuration document "
+                "it pushes.");
+    out += ".SH SEE ALSO\n" + roff("vendor.kel.ims.rcsconfig-service --help, mcx-modemd --help") + "\n";
     return out;
 }
 

@@ -77,6 +77,14 @@ until_ok() {
   done
 }
 
+# progress TEXT: a line on stderr while a phase runs, at most every 5 s.
+lastProgress=$SECONDS
+progress() {
+  [ $((SECONDS - lastProgress)) -ge 5 ] || return 0
+  lastProgress=$SECONDS
+  echo "  ... $1 ($SECONDS s)" >&2
+}
+
 abort() {
   fail "$1"
   echo "verdict: FAIL (${failures[*]})"
@@ -283,6 +291,7 @@ for i in $(seq "$clients"); do
     *) results=$((results + clientResult)) ;;
   esac
   kill -0 "$svc" 2>/dev/null || abort "the service died during client kill $i"
+  progress "$i of $clients clients killed"
   # The steady part of the run starts after 10% of the clients.
   if [ "$i" -eq $(((clients + 9) / 10)) ]; then
     rss10=$(proc_field VmRSS) heap10=$(heap) obj10=$(service_objects) at10=$i
@@ -345,6 +354,7 @@ per_client() { # LABEL RSS_A RSS_B HEAP_A HEAP_B OBJ_A OBJ_B CLIENTS
 echo "2. the service killed with SIGKILL $serviceKills time(s) in the middle of the witness's commands"
 notMidway=0
 for r in $(seq "$serviceKills"); do
+  progress "service kill $r of $serviceKills"
   restart_modem_if_needed 200
   tell "echo service-kill-$r"
   for _ in $(seq 200); do tell "set-config operator-autoconfig.xml --gzip" "get-settings presence"; done
@@ -384,6 +394,7 @@ tell "echo modem-baseline"
 witness_reached modem-baseline 30 || abort "the witness is not answering"
 read -r thrM fdM < <(steady_figures)
 for r in $(seq "$modemKills"); do
+  progress "modem kill $r of $modemKills"
   tell "echo modem-kill-$r" "wait reconfig --timeout 60"
   witness_reached "modem-kill-$r" 30 || abort "the witness did not reach modem kill $r"
   kill -9 "$modem"

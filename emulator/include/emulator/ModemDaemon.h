@@ -32,14 +32,20 @@ public:
     // Binds and listens; false with *error set. A socket left by a dead daemon
     // is replaced; a live socket or anything that is not a socket is not.
     bool listen(std::string* error);
-    // Accepts clients until the listening socket fails; call after listen().
+    // Accepts clients until stop() or until the listening socket fails; call
+    // after listen().
     void run();
+    // Makes run() return and removes the socket file: no client is accepted
+    // any more, those connected stay served. Any thread after listen(), e.g.
+    // one that waits for the stop signals.
+    void stop();
 
 private:
     ModemEmulator& mModem;
     std::string mPath;
     const int mMaxSessions;
     int mListenFd = -1;
+    std::atomic<bool> mSocketRemoved{false};  // by stop() or the destructor, once
     std::atomic<int> mSessions{0};  // session threads running
 };
 

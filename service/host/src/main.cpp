@@ -32,6 +32,9 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n%s", error.c_str(), rcsservice::serviceUsage());
         return 2;
     }
-    if (commandLine.help) std::fputs(rcsservice::serviceUsage(), stdout);
-    endProcess(commandLine.help ? 0 : rcsservice::runServiceProcess(commandLine));
+    if (commandLine.help || commandLine.version) {
+        std::fputs(commandLine.help ? rcsservice::serviceUsage() : rcsservice::serviceVersion().c_str(), stdout);
+        return 0;
+    }
+    endProcess(rcsservice::runServiceProcess(commandLine));
 }

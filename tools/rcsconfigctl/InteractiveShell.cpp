@@ -14,7 +14,7 @@
 
 #include "Command.h"
 #include "CommandRunner.h"
-#include "HelpText.h"
+#include "Completion.h"
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
@@ -75,7 +75,18 @@ char* nextMatch(const char* /*text*/, int state) {
 }
 
 char** complete(const char* text, int start, int /*end*/) {
-    gMatches = completeWord(std::string(rl_line_buffer, static_cast<size_t>(start)), text);
+    std::vector<std::string> before;
+    std::string error;
+    Completion c;
+    if (splitWords(std::string(rl_line_buffer, static_cast<size_t>(start)), &before, &error)) {
+        c = completeCommand(before, text);
+    }
+    // A file name: the editor's own completion; anything else: only ours.
+    rl_attempted_completion_over = c.files ? 0 : 1;
+    if (c.files) return nullptr;
+    gMatches = c.words;
+    // KEY= is followed by its value, not a blank.
+    rl_completion_append_character = gMatches.size() == 1 && gMatches[0].back() == '=' ? '\0' : ' ';
     return rl_completion_matches(text, nextMatch);
 }
 

@@ -17,6 +17,7 @@
 #include "ClientSession.h"
 #include "Command.h"
 #include "CommandRunner.h"
+#include "Completion.h"
 #include "HelpText.h"
 #include "InteractiveShell.h"
 #include "NoticeQueue.h"
@@ -164,6 +165,8 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
 }  // namespace
 
 int main(int argc, char** argv) {
+    // What the bash completion asks: no service, no other option.
+    if (argc == 3 && std::string(argv[1]) == "--complete") return printCompletion(argv[2]);
     ToolOptions options;
     std::string error;
     Output output(std::cout, std::cerr, false);

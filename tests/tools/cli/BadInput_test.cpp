@@ -123,5 +123,25 @@ TEST(BadInputTest, Help_OneCommandsHelpAndVersionNeedNoService) {
     EXPECT_EQ("rcsconfigctl: no help for 'set-setings' (try: help)\n", unknown.err);
 }
 
+// The written bash completion asks the tool, so bash offers what the
+// parser takes: slots after --slot, a wait's kinds, files for a document.
+TEST(BadInputTest, Help_BashCompletionOffersWhatTheParserTakesAtTheCursor) {
+    TempDir dir;
+    const std::string script = dir.write("completion.bash", runTool({"--bash-completion"}).out);
+    dir.write("doc.xml", "<x/>");
+    const std::string driver =
+            "source \"$1\"; cd \"$2\"; shift 2\n"
+            "for line in \"$@\"; do\n"
+            "  COMP_LINE=$line; COMP_POINT=${#line}; read -ra COMP_WORDS <<< \"$line\"\n"
+            "  [[ $line == *' ' ]] && COMP_WORDS+=('')\n"
+            "  COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _rcsconfigctl " RCSCONFIGCTL_PATH "\n"
+            "  echo \"${COMPREPLY[*]}\"\n"
+            "done\n";
+    ToolResult r = runProgram("/bin/bash", {"-c", driver, "bash", script, dir.path(), "rcsconfigctl --slot ",
+                                            "rcsconfigctl --slot 2 wait ", "rcsconfigctl set-config d",
+                                            "rcsconfigctl set-settings presence publish_t"});
+    EXPECT_EQ("1 2\nreconfig token-request change\ndoc.xml\npublish_timer=\n", r.out) << r.err;
+}
+
 }  // namespace
 }  // namespace clitest

@@ -63,6 +63,9 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::ListServices:
             printServiceList(mOptions.registryDir, mOut);
             return true;
+        case Verb::Quit:
+            return true;  // the session's loop ends
+
     }
     *error = "command not handled";
     return false;

@@ -92,6 +92,9 @@ const std::vector<CommandSpec>& commandTable() {
              "COMMAND  a command (help set-settings) or a group of them (help modem)\n"
              "keys     every key with its number, modem field, type and range\n",
              "help keys presence"},
+            {"quit", Verb::Quit, {}, {}, false, "end the session (Ctrl-D also does)",
+             "In a script, the lines after it do not run.\n", "quit"},
+            {"exit", Verb::Quit, {}, {}, false, "the same as quit", "", "exit"},
     };
     return kTable;
 }

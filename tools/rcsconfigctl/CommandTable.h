@@ -39,6 +39,7 @@ enum class Verb {
     Echo,
     Help,
     ListServices,
+    Quit,
 };
 
 // What one word of a command (an argument or an option's value) is; each

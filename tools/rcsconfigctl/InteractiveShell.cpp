@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -25,7 +26,6 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitBadInput = 2;
-constexpr int kExitInterrupted = 130;  // 128 + SIGINT, as shells report it
 
 // The line-editing library calls back through plain functions.
 std::vector<std::string> gMatches;
@@ -97,8 +97,15 @@ std::string historyPath() {
 
 }  // namespace
 
-InteractiveShell::InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices)
-    : mRunner(runner), mOutput(output), mNotices(notices) {}
+InteractiveShell::InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices,
+                                   std::function<int()> stopSignal)
+    : mRunner(runner), mOutput(output), mNotices(notices), mStopSignal(std::move(stopSignal)) {}
+
+bool InteractiveShell::cancelled() {
+    if (mStopSignal() != SIGINT) return false;
+    mNotices.resume();
+    return true;
+}
 
 void InteractiveShell::runLine(const std::string& line) {
     ++mLineNumber;
@@ -112,9 +119,14 @@ void InteractiveShell::runLine(const std::string& line) {
     }
     if (words.empty()) return;
     add_history(line.c_str());
+    if (command.verb == Verb::Quit) {
+        mQuit = true;
+        return;
+    }
     if (!mRunner.run(command, &error)) {
         mOutput.error("", error);
-        mStatus = std::max(mStatus, kExitFailed);
+        // What the user cancelled has not failed.
+        if (!mNotices.stopped()) mStatus = std::max(mStatus, kExitFailed);
     }
 }
 
@@ -147,15 +159,24 @@ int InteractiveShell::run() {
     const std::string prompt = "rcsconfigctl> ";
     rl_callback_handler_install(prompt.c_str(), onLine);
 
-    bool interrupted = false;
-    while (!gEndOfInput) {
+    int signal = 0;
+    while (!gEndOfInput && !mQuit && signal == 0) {
         pollfd fds[2] = {{gKeysFd >= 0 ? gKeysFd : STDIN_FILENO, POLLIN, 0}, {mNotices.wakeFd(), POLLIN, 0}};
         if (poll(fds, 2, -1) < 0) continue;
         if (fds[1].revents & POLLIN) {
             mNotices.clearWake();
             if (mNotices.stopped()) {
-                interrupted = true;
-                break;
+                if (!cancelled()) {
+                    signal = mStopSignal();
+                    break;
+                }
+                // Ctrl-C at the prompt: the line typed so far goes, as in a shell.
+                rl_replace_line("", 0);
+                fputs("^C\n", stdout);
+                fflush(stdout);
+                rl_callback_handler_remove();
+                rl_callback_handler_install(prompt.c_str(), onLine);
+                gTypedSincePrompt = false;
             }
             showNotices(prompt);
         }
@@ -168,10 +189,11 @@ int InteractiveShell::run() {
                 // output and the notices it waits for come in order.
                 rl_callback_handler_remove();
                 runLine(gLine);
-                if (mNotices.stopped()) {
-                    interrupted = true;
+                if (mNotices.stopped() && !cancelled()) {
+                    signal = mStopSignal();
                     break;
                 }
+                if (mQuit) break;
                 rl_callback_handler_install(prompt.c_str(), onLine);
                 gTypedSincePrompt = false;
             }
@@ -183,7 +205,7 @@ int InteractiveShell::run() {
     if (!history.empty()) write_history(history.c_str());
     fputs("\n", stdout);
     fflush(stdout);
-    return interrupted ? kExitInterrupted : mStatus;
+    return signal != 0 ? 128 + signal : mStatus;
 }
 
 }  // namespace rcsctl

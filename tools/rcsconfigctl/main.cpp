@@ -119,6 +119,7 @@ int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path,
                   Output& output, NoticeQueue& notices, bool keepGoing) {
     int status = 0;
     for (const auto& entry : lines) {
+        if (entry.command.verb == Verb::Quit) break;
         if (notices.stopped()) {
             output.error(path + ":" + std::to_string(entry.number), "interrupted");
             return kExitFailed;
@@ -153,6 +154,7 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
             continue;
         }
         if (words.empty()) continue;
+        if (command.verb == Verb::Quit) break;
         if (!runner.run(command, &error)) {
             output.error(where, error);
             status = std::max(status, failureStatus(runner));
@@ -257,7 +259,7 @@ int main(int argc, char** argv) {
                 }
                 status = interruptedStatus(status);
             } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
-                status = InteractiveShell(runner, out, notices).run();
+                status = InteractiveShell(runner, out, notices, [&] { return signalWatcher.signal(); }).run();
             } else if (options.script == "-") {
                 status = runStdin(runner, out, notices, options.keepGoing);
             } else {

@@ -28,6 +28,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -99,6 +100,15 @@ public:
     bool attached() const { return mOptions.attach; }
     const std::string& serviceName() const { return mOptions.serviceName; }
 
+    // True once the listener of `slot` heard "reconfiguration needed" (the
+    // modem came back) after its object was made: the modem no longer knows
+    // the object, so requests that need the modem are never answered until
+    // recreate(). Any thread.
+    bool stale(int slot) const;
+    // Ends `wait` early when the object of `slot` becomes stale (at once if
+    // it is). Call before making the call whose answer is awaited.
+    void abandonOnReconfig(int slot, const std::shared_ptr<AbandonableWait>& wait);
+
     // Ends `wait` early if the service dies before it is answered (attached).
     // Call before making the call whose answer is awaited.
     void abandonOnDeath(const std::shared_ptr<AbandonableWait>& wait);
@@ -146,6 +156,8 @@ private:
     bool waitForModem(std::chrono::milliseconds timeout, std::string* error);
     // The service of connection `generation` died; any thread.
     void onServiceDied(uint64_t generation);
+    // The listener of `slot` heard that the modem came back; runtime thread.
+    void markStale(int slot);
     // Runs one of the service process's host commands through debug().
     bool hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error);
     bool debugCall(const std::vector<std::string>& options, std::string* text, std::string* error);
@@ -164,8 +176,10 @@ private:
 
     std::atomic<bool> mDead{false};
     std::atomic<uint64_t> mGeneration{0};  // of the current connection; each connect() makes a new one
-    hostsync::Mutex mWaitsLock;
+    mutable hostsync::Mutex mWaitsLock;
     std::vector<std::weak_ptr<AbandonableWait>> mWaits GUARDED_BY(mWaitsLock);
+    std::set<int> mStale GUARDED_BY(mWaitsLock);  // slots whose object predates the modem's restart
+    std::map<int, std::vector<std::weak_ptr<AbandonableWait>>> mSlotWaits GUARDED_BY(mWaitsLock);
 };
 
 }  // namespace rcsctl

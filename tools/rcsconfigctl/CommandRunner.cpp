@@ -88,6 +88,14 @@ std::string CommandRunner::noAnswer(const std::string& what) const {
     return what + ": no answer from the service within " + seconds(mOptions.timeout);
 }
 
+bool CommandRunner::objectUsable(const std::string& what, std::string* error) const {
+    if (!mSession.stale(mOptions.slot)) return true;
+    const std::string slot = std::to_string(mOptions.slot);
+    *error = what + ": the slot " + slot + " object was made before the modem restarted and the modem " +
+             "no longer answers for it; make a new one with: slot " + slot + " --new";
+    return false;
+}
+
 std::string CommandRunner::callError(const std::string& what, const android::hardware::Status& failed) {
     if (mSession.takeDeathOf(failed)) return noAnswer(what);
     return what + ": " + failed.description();

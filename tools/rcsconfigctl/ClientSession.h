@@ -81,6 +81,10 @@ public:
     // that the modem came up.
     bool waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error);
 
+    // Waits until the modem behind the service is up, and creates nothing;
+    // false with the reason on timeout.
+    bool waitForModem(std::chrono::milliseconds timeout, std::string* error);
+
     // The object for `slot`, created with our listener on first use. Null
     // with the reason in *error when the factory refuses.
     android::sp<V2_0::IRcsConfig> config(int slot, std::string* error);
@@ -152,8 +156,6 @@ private:
     android::sp<::android::hidl::base::V1_0::IBase> lookUpFactory() const;
     // Attached: the factory once registered, null after the time-out or a stop.
     android::sp<::android::hidl::base::V1_0::IBase> waitForFactory();
-    // Until the modem behind the service is up; false with the reason.
-    bool waitForModem(std::chrono::milliseconds timeout, std::string* error);
     // The service of connection `generation` died; any thread.
     void onServiceDied(uint64_t generation);
     // The listener of `slot` heard that the modem came back; runtime thread.

@@ -106,6 +106,13 @@ const CommandSpec* findCommand(const std::string& name) {
     return nullptr;
 }
 
+const CommandSpec& commandFor(Verb verb) {
+    for (const auto& spec : commandTable()) {
+        if (spec.verb == verb) return spec;
+    }
+    return commandTable().front();  // every verb has a row
+}
+
 bool isCommandWord(const std::string& word) {
     for (const auto& spec : commandTable()) {
         const std::string name = spec.name;

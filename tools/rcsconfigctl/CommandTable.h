@@ -96,6 +96,9 @@ const std::vector<CommandSpec>& commandTable();
 // The command named `name` ("set-settings", "modem restart"); null if none.
 const CommandSpec* findCommand(const std::string& name);
 
+// The command that parses to `verb` (the first, for quit and exit).
+const CommandSpec& commandFor(Verb verb);
+
 // True when `word` is the first word of a command ("slot", "modem").
 bool isCommandWord(const std::string& word);
 

@@ -246,10 +246,14 @@ int main(int argc, char** argv) {
             runnerOptions.replayConfig = options.replayConfig;
             runnerOptions.registryDir = options.registryDir;
             CommandRunner runner(session, notices, out, runnerOptions);
-            // `lshal debug` shows the service as it is: attached, a dump
-            // alone makes no object first.
-            const bool needsObject = !(runnerOptions.oneShot && options.attach && single.verb == Verb::Dump);
-            if (needsObject && !session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
+            // A command that only observes (dump, logcat, the modem's
+            // controls) makes no object: it must not change what it shows,
+            // and a service attached to keeps no orphan of ours. Attached, it
+            // also takes the modem as it finds it.
+            const bool observing = runnerOptions.oneShot && !commandFor(single.verb).usesObject;
+            const bool ready = observing ? options.attach || session.waitForModem(runnerOptions.timeout, &error)
+                                         : session.waitUntilReady(options.slot, runnerOptions.timeout, &error);
+            if (!ready) {
                 out.error("", error);
                 status = interruptedStatus(kExitFailed);
             } else if (runnerOptions.oneShot) {

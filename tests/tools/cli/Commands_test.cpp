@@ -191,7 +191,7 @@ TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
 }
 
 TEST(CommandsTest, Dump_PrintsTheServiceStateAndExits0) {
-    ToolResult r = runTool({"--slot", "2", "dump"});
+    ToolResult r = runScript("dump\n", {"--slot", "2"});
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_TRUE(r.has("Modem (embedded modem emulator)"));
     EXPECT_TRUE(r.has("  slot 2: settings client subscribed: yes, application client subscribed: yes"));

@@ -179,13 +179,18 @@ TEST_F(ThreeProcessesTest, ASecondServiceOnTheRegistryIsRefusedAndTheFirstKeepsS
     EXPECT_TRUE(listed.has(std::to_string(mService->pid()))) << listed.out;
 }
 
-TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThemUntilCtrlC) {
+TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThem_AndObserversCreateNothing) {
     const std::string pid = " " + std::to_string(mService->pid()) + " ";
     ToolResult all = runTool(attached({"logcat"}));
     ASSERT_EQ(0, all.exitCode) << all.err;
     EXPECT_EQ(1u, all.count("rcsconfig-service: serving in registry")) << all.out;
     EXPECT_NE(std::string::npos, all.out.find(pid)) << "no line of the service's pid\n" << all.out;
     EXPECT_EQ("", runTool(attached({"logcat", "*:S"})).out);
+    EXPECT_EQ("modem ping -> pong\n", runTool(attached({"modem", "control", "ping"})).out);
+    EXPECT_EQ(0, runTool(attached({"modem", "show-config"})).exitCode);
+    // Observing left no object, listener or log line of a creation behind.
+    ASSERT_TRUE(waitForDump({"Listeners: 0", "Service objects: 0"})) << mLastDump;
+    EXPECT_FALSE(runTool(attached({"logcat"})).has("New RcsConfig Object"));
 
     std::unique_ptr<BackgroundTool> follow = std::make_unique<BackgroundTool>(attached({"logcat", "--follow"}));
     ASSERT_TRUE(follow->waitFor("rcsconfig-service: serving in registry", kWaitMs));

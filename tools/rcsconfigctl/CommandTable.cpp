@@ -73,7 +73,7 @@ const std::vector<CommandSpec>& commandTable() {
              "", "modem show-config"},
             {"modem control", Verb::ModemControl, {{A::Text, false, true}}, {}, false,
              "any control command of the modem emulator",
-             "`modem control help` lists the emulator's controls.\n",
+             "`modem control help` lists the emulator's controls; their slots count from 1.\n",
              "modem control carrier-config off"},
             {"wait reconfig", Verb::WaitReconfig, {}, {kTimeout}, true,
              "wait until the modem asks for a new configuration",

@@ -185,6 +185,10 @@ TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
     r = runTool({"modem", "control", "explode"});
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode ('help' lists the controls)\n", r.err);
+    // Slots count from 1 here too, and one the modem does not have is an error.
+    r = runTool({"modem", "control", "token", "3"});
+    EXPECT_EQ(1, r.exitCode);
+    EXPECT_EQ("rcsconfigctl: modem token 3: no slot 3 (the modem has 2 slots, counted from 1)\n", r.err);
     r = runTool({"modem", "control", "help"});
     EXPECT_EQ(0, r.exitCode);
     EXPECT_TRUE(r.has("  drop-ind <svc> <msg> [count]")) << r.out;

@@ -222,7 +222,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
     EXPECT_EQ(1u, r.count("\"cmd\":\"set-config\"")) << r.out;
     EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
     // The replayed document reached the modem whole.
-    EXPECT_NE(std::string::npos, modemControl("configs 0").find("gzip=1 len=70925")) << modemControl("configs 0");
+    EXPECT_NE(std::string::npos, modemControl("configs 1").find("gzip=1 len=70925")) << modemControl("configs 1");
 }
 
 TEST_F(ThreeProcessesTest, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {

@@ -432,6 +432,13 @@ bool ClientSession::dump(std::string* text, std::string* error) {
     return debugCall({}, text, error);
 }
 
+bool ClientSession::dumpJson(std::string* json, std::string* error) {
+    waitUntilIdle();
+    if (!hostCommand({"dump-json"}, json, error)) return false;
+    if (!json->empty() && json->back() == '\n') json->pop_back();
+    return true;
+}
+
 bool ClientSession::logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines,
                              std::string* error) {
     std::string text;

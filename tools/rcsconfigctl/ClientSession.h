@@ -132,6 +132,8 @@ public:
     void waitUntilIdle();
     // The service's state dump, as `lshal debug` prints it.
     bool dump(std::string* text, std::string* error);
+    // The same as one JSON object, from the service's own figures.
+    bool dumpJson(std::string* json, std::string* error);
     // The service's kept log lines after line number `after` (0: all), in
     // logcat's threadtime layout; *next is where the next call goes on.
     bool logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines, std::string* error);

@@ -9,14 +9,18 @@
 #include <hostlog/TagFilter.h>
 
 #include "CommandRunner.h"
-#include "DumpJson.h"
 
 namespace rcsctl {
 
 bool CommandRunner::dump(std::string* error) {
     std::string text;
-    if (!mSession.dump(&text, error)) return false;
-    mOut.report(text, Json().str("cmd", "dump").merge(dumpJson(text)));
+    if (mOut.json()) {
+        if (!mSession.dumpJson(&text, error)) return false;
+        mOut.report("", Json().str("cmd", "dump").raw("state", asciiJson(text)));
+    } else {
+        if (!mSession.dump(&text, error)) return false;
+        mOut.report(text, Json());
+    }
     return true;
 }
 

@@ -89,6 +89,26 @@ TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     ASSERT_EQ(0, json.exitCode) << json.err;
     EXPECT_EQ(3u, json.count("\"IMS_USER_AGENT\":\"h\\u00e9llo w\\u00f6rld \\u20ac\\ud83d\\ude00\""))
             << json.out;
+
+    // Bytes that are not UTF-8 are escaped one by one, and every line, the
+    // structured dump's too, decodes with a strict parser into text without
+    // a lone surrogate.
+    json = runScript("set-settings user-agent 'IMS_USER_AGENT=a\xff\xc3" "b'\nget-settings user-agent\ndump\n", {"--json"});
+    ASSERT_EQ(0, json.exitCode) << json.err;
+    const char* check =
+            "import json, sys\n"
+            "def walk(v):\n"
+            "    if isinstance(v, str): assert not any(0xd800 <= ord(c) <= 0xdfff for c in v), ascii(v)\n"
+            "    elif isinstance(v, dict): [walk(k) or walk(x) for k, x in v.items()]\n"
+            "    elif isinstance(v, list): [walk(x) for x in v]\n"
+            "for line in sys.stdin:\n"
+            "    o = json.loads(line); walk(o)\n"
+            "    if o.get('cmd') == 'get-settings': print(o['values']['IMS_USER_AGENT'])\n"
+            "    if o.get('cmd') == 'dump':\n"
+            "        s = o['state']; print(s['serviceObjects']['count'], s['listeners']['entries'][0]['slot'], s['modem']['up'])\n";
+    ToolResult decoded = runProgram("/usr/bin/env", {"python3", "-c", check}, json.out);
+    EXPECT_EQ(0, decoded.exitCode) << decoded.err << json.out;
+    EXPECT_EQ("a\\xff\\xc3b\n1 1 True\n", decoded.out) << json.out;
 }
 
 TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {

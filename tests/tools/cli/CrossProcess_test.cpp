@@ -136,8 +136,10 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
                              "configuration uploads (answers kept until the modem goes down): 1"}))
             << mLastDump;
     // Each listener names the client process it belongs to.
+    const std::string json = runTool(attached({"--json", "dump"})).out;
     for (pid_t client : {survivor->pid(), doomed->pid()}) {
         EXPECT_NE(std::string::npos, mLastDump.find(", client pid " + std::to_string(client) + "\n")) << mLastDump;
+        EXPECT_NE(std::string::npos, json.find("\"clientPid\":" + std::to_string(client) + "}")) << json;
     }
     doomed->stop(SIGKILL);
 

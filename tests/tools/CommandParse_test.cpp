@@ -25,7 +25,7 @@ std::string errorOf(const std::string& line) {
     return error;
 }
 
-TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments) {
+TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments_AndAnUnterminatedQuoteOrTrailingBackslashIsAnError) {
     std::vector<std::string> words;
     std::string error;
     ASSERT_TRUE(splitWords("set-settings user-agent 'IMS_USER_AGENT=Kel Phone/1.0' # the UA", &words, &error));
@@ -36,11 +36,6 @@ TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments) {
     EXPECT_TRUE(words.empty());
     ASSERT_TRUE(splitWords("echo ''", &words, &error));
     EXPECT_EQ((std::vector<std::string>{"echo", ""}), words);
-}
-
-TEST(SplitWordsTest, Quoting_UnterminatedQuoteOrTrailingBackslashIsAnError) {
-    std::vector<std::string> words;
-    std::string error;
     EXPECT_FALSE(splitWords("echo 'open", &words, &error));
     EXPECT_NE(std::string::npos, error.find("unterminated"));
     EXPECT_FALSE(splitWords("echo \"open", &words, &error));

@@ -101,18 +101,15 @@ TEST(BadInputTest, Json_ErrorsAlsoComeAsAJsonObjectOnStdout) {
     EXPECT_EQ("{\"error\":\"unknown group '7' (groups: presence, messaging, user-agent, ims-service)\"}\n", r.out);
 }
 
-TEST(BadInputTest, Help_HelpListsOptionsAndCommandsWithStatus0) {
+// Help (all of it or one command's) and the version answer at once, without
+// starting a service; an unknown topic is bad input.
+TEST(BadInputTest, Help_HelpOneCommandsHelpAndVersionNeedNoService) {
     ToolResult r = runTool({"--help"});
     EXPECT_EQ(0, r.exitCode);
     EXPECT_EQ(0u, r.at("usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]"));
     EXPECT_TRUE(r.has("  set-settings GROUP KEY=VALUE ...        write settings of one group"));
     EXPECT_EQ("", r.err);
-}
-
-// Help for one command answers at once, without starting a service; an
-// unknown topic is bad input.
-TEST(BadInputTest, Help_OneCommandsHelpAndVersionNeedNoService) {
-    ToolResult r = runTool({"help", "set-settings"});
+    r = runTool({"help", "set-settings"});
     EXPECT_EQ(0, r.exitCode) << r.err;
     EXPECT_EQ(0u, r.at("usage: set-settings GROUP KEY=VALUE ..."));
     EXPECT_TRUE(r.has("example:"));

@@ -23,16 +23,16 @@ Command parsed(const std::string& line) {
 }
 
 TEST(HelpTextTest, EveryExampleParsesAsItsOwnCommandAndRunsFromTheRepositoryRoot_AndEveryCommandHasHelp) {
-    for (const CommandSpec& spec : commandTable()) {
-        Command cmd = parsed(spec.example);
-        EXPECT_EQ(spec.verb, cmd.verb) << spec.example;
+    for (const CommandRow& row : commandTable()) {
+        Command cmd = parsed(row.example);
+        EXPECT_EQ(row.verb, cmd.verb) << row.example;
         if (!cmd.path.empty()) {
-            EXPECT_EQ(0, access((std::string(SOURCE_DIR) + "/" + cmd.path).c_str(), R_OK)) << spec.example;
+            EXPECT_EQ(0, access((std::string(SOURCE_DIR) + "/" + cmd.path).c_str(), R_OK)) << row.example;
         }
         std::string text, error;
-        ASSERT_TRUE(topicHelp({spec.name}, &text, &error)) << spec.name;
-        EXPECT_NE(text.find(std::string("example:\n  ") + spec.example), std::string::npos) << text;
-        EXPECT_NE(commandOverview().find(spec.summary), std::string::npos) << spec.name;
+        ASSERT_TRUE(topicHelp({row.name}, &text, &error)) << row.name;
+        EXPECT_NE(text.find(std::string("example:\n  ") + row.example), std::string::npos) << text;
+        EXPECT_NE(commandOverview().find(row.summary), std::string::npos) << row.name;
     }
     for (const char* word : {"slot", "set-settings", "modem", "wait", "help"}) EXPECT_TRUE(isCommandWord(word));
     EXPECT_FALSE(isCommandWord("restart"));
@@ -107,10 +107,10 @@ bool takes(const std::vector<std::string>& words) {
 
 TEST(CompletionTest, EveryWordOfferedAfterEachCommandIsOneTheParserTakesThere) {
     size_t checked = 0;
-    for (const CommandSpec& spec : commandTable()) {
+    for (const CommandRow& row : commandTable()) {
         std::vector<std::string> words;
         std::string error;
-        ASSERT_TRUE(splitWords(spec.example, &words, &error));
+        ASSERT_TRUE(splitWords(row.example, &words, &error));
         for (size_t i = 1; i <= words.size(); ++i) {
             const std::vector<std::string> before(words.begin(), words.begin() + static_cast<long>(i));
             const Completion c = completeCommand(before, "");
@@ -123,7 +123,7 @@ TEST(CompletionTest, EveryWordOfferedAfterEachCommandIsOneTheParserTakesThere) {
                 withRest = alone;
                 if (i < words.size()) withRest.insert(withRest.end(), words.begin() + static_cast<long>(i) + 1, words.end());
                 EXPECT_TRUE(parses(withRest) || takes(alone))
-                        << spec.name << ": '" << word << "' offered after '" << ::testing::PrintToString(before) << "'";
+                        << row.name << ": '" << word << "' offered after '" << ::testing::PrintToString(before) << "'";
                 ++checked;
             }
         }
@@ -131,7 +131,7 @@ TEST(CompletionTest, EveryWordOfferedAfterEachCommandIsOneTheParserTakesThere) {
             std::vector<std::string> flag = words, valued = words;
             flag.push_back(option);
             valued.insert(valued.end(), {option, "1"});
-            EXPECT_TRUE(parses(flag) || parses(valued)) << spec.name << ": option " << option;
+            EXPECT_TRUE(parses(flag) || parses(valued)) << row.name << ": option " << option;
             ++checked;
         }
     }

@@ -190,14 +190,14 @@ bool looksLikeOption(const std::string& word) {
     return word.size() > 1 && word[0] == '-' && !std::isdigit(static_cast<unsigned char>(word[1]));
 }
 
-const OptionSpec* findOption(const CommandSpec& spec, const std::string& word) {
-    for (const auto& o : spec.options) {
+const OptionRule* findOption(const CommandRow& row, const std::string& word) {
+    for (const auto& o : row.options) {
         if (word == o.name || (o.alias != nullptr && word == o.alias)) return &o;
     }
     return nullptr;
 }
 
-bool applyOption(const OptionSpec& option, const std::string& value, Command* out, std::string* error) {
+bool applyOption(const OptionRule& option, const std::string& value, Command* out, std::string* error) {
     if (option.hasValue) return parseArgument(option.value, value, out, error);
     const std::string name = option.name;
     out->fresh = out->fresh || name == "--new";
@@ -208,8 +208,8 @@ bool applyOption(const OptionSpec& option, const std::string& value, Command* ou
 
 std::string subcommands(const std::string& group) {
     std::string out;
-    for (const auto& spec : commandTable()) {
-        const std::string name = spec.name;
+    for (const auto& row : commandTable()) {
+        const std::string name = row.name;
         if (name.rfind(group + " ", 0) == 0) out += (out.empty() ? "" : ", ") + name.substr(group.size() + 1);
     }
     return out;
@@ -251,11 +251,11 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
         name += " " + words[1];
         at = 2;
     }
-    const CommandSpec& spec = *findCommand(name);
-    out->verb = spec.verb;
+    const CommandRow& row = *findCommand(name);
+    out->verb = row.verb;
     out->name = name;
     // Text takes every word as it is, except --help right after the command.
-    const bool text = !spec.args.empty() && spec.args.back().kind == ArgKind::Text;
+    const bool text = !row.args.empty() && row.args.back().kind == ArgKind::Text;
     std::vector<std::string> positional;
     bool optionsEnded = false;
     for (size_t i = at; i < n; ++i) {
@@ -274,7 +274,7 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
             positional.push_back(w);
             continue;
         }
-        if (const OptionSpec* option = findOption(spec, w)) {
+        if (const OptionRule* option = findOption(row, w)) {
             if (option->hasValue && i + 1 >= n) {
                 *error = "option " + w + " needs a value";
                 return false;
@@ -288,15 +288,15 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
         }
     }
     size_t min = 0;
-    for (const auto& a : spec.args) min += a.optional ? 0 : 1;
-    const bool rest = !spec.args.empty() && (spec.args.back().repeated || spec.args.back().kind == ArgKind::HelpTopic);
-    if (positional.size() < min || (!rest && positional.size() > spec.args.size())) {
-        const std::string usage = synopsis(spec);
+    for (const auto& a : row.args) min += a.optional ? 0 : 1;
+    const bool rest = !row.args.empty() && (row.args.back().repeated || row.args.back().kind == ArgKind::HelpTopic);
+    if (positional.size() < min || (!rest && positional.size() > row.args.size())) {
+        const std::string usage = synopsis(row);
         *error = "usage: " + name + (usage.empty() ? "" : " " + usage);
         return false;
     }
     for (size_t p = 0; p < positional.size(); ++p) {
-        const ArgKind kind = spec.args[std::min(p, spec.args.size() - 1)].kind;
+        const ArgKind kind = row.args[std::min(p, row.args.size() - 1)].kind;
         if (kind == ArgKind::Text) {
             for (size_t q = p; q < positional.size(); ++q) out->text += (q > p ? " " : "") + positional[q];
             break;

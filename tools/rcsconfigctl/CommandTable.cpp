@@ -4,13 +4,13 @@ namespace rcsctl {
 
 namespace {
 
-const OptionSpec kTimeout{"--timeout", nullptr, true, ArgKind::Seconds};
+const OptionRule kTimeout{"--timeout", nullptr, true, ArgKind::Seconds};
 
 }  // namespace
 
-const std::vector<CommandSpec>& commandTable() {
+const std::vector<CommandRow>& commandTable() {
     using A = ArgKind;
-    static const std::vector<CommandSpec> kTable = {
+    static const std::vector<CommandRow> kTable = {
             {"slot", Verb::Slot, {{A::Slot}}, {{"--new", nullptr, false, A::Text}}, true,
              "choose the slot of later commands",
              "Later commands act on the RCS configuration object of this SIM slot.\n"
@@ -99,31 +99,31 @@ const std::vector<CommandSpec>& commandTable() {
     return kTable;
 }
 
-const CommandSpec* findCommand(const std::string& name) {
-    for (const auto& spec : commandTable()) {
-        if (name == spec.name) return &spec;
+const CommandRow* findCommand(const std::string& name) {
+    for (const auto& row : commandTable()) {
+        if (name == row.name) return &row;
     }
     return nullptr;
 }
 
-const CommandSpec& commandFor(Verb verb) {
-    for (const auto& spec : commandTable()) {
-        if (spec.verb == verb) return spec;
+const CommandRow& commandFor(Verb verb) {
+    for (const auto& row : commandTable()) {
+        if (row.verb == verb) return row;
     }
     return commandTable().front();  // every verb has a row
 }
 
 bool isCommandWord(const std::string& word) {
-    for (const auto& spec : commandTable()) {
-        const std::string name = spec.name;
+    for (const auto& row : commandTable()) {
+        const std::string name = row.name;
         if (word == name.substr(0, name.find(' '))) return true;
     }
     return false;
 }
 
 bool isCommandGroup(const std::string& word) {
-    for (const auto& spec : commandTable()) {
-        if (std::string(spec.name).rfind(word + " ", 0) == 0) return true;
+    for (const auto& row : commandTable()) {
+        if (std::string(row.name).rfind(word + " ", 0) == 0) return true;
     }
     return false;
 }
@@ -151,20 +151,20 @@ const char* metavar(ArgKind kind) {
     return "?";
 }
 
-std::string synopsis(const CommandSpec& spec) {
+std::string synopsis(const CommandRow& row) {
     std::string out;
     auto add = [&out](const std::string& part) { out += (out.empty() ? "" : " ") + part; };
     // Options that take no value read best first (logcat -f TAG:P).
-    for (const auto& o : spec.options) {
+    for (const auto& o : row.options) {
         if (o.hasValue || o.alias == nullptr) continue;
         add(std::string("[") + o.alias + "|" + o.name + "]");
     }
-    for (const auto& a : spec.args) {
+    for (const auto& a : row.args) {
         std::string part = metavar(a.kind);
         if (a.repeated) part += " ...";
         add(a.optional ? "[" + part + "]" : part);
     }
-    for (const auto& o : spec.options) {
+    for (const auto& o : row.options) {
         if (!o.hasValue && o.alias != nullptr) continue;
         add(std::string("[") + o.name + (o.hasValue ? std::string(" ") + metavar(o.value) : "") + "]");
     }

@@ -64,24 +64,24 @@ enum class ArgKind {
     LogFilter,        // TAG:P
 };
 
-struct ArgSpec {
+struct ArgRule {
     ArgKind kind;
     bool optional = false;
     bool repeated = false;  // only the last argument
 };
 
-struct OptionSpec {
+struct OptionRule {
     const char* name;        // "--gzip"
     const char* alias;       // "-f"; null when none
     bool hasValue;
     ArgKind value;           // the value's kind when hasValue
 };
 
-struct CommandSpec {
+struct CommandRow {
     const char* name;       // "slot", "modem restart"
     Verb verb;
-    std::vector<ArgSpec> args;
-    std::vector<OptionSpec> options;
+    std::vector<ArgRule> args;
+    std::vector<OptionRule> options;
     // Whether it acts on the slot's RCS configuration object; the others
     // only observe the service (or the modem) and create nothing in it.
     bool usesObject;
@@ -91,13 +91,13 @@ struct CommandSpec {
 };
 
 // Every command, in the order the overview lists them. Any thread.
-const std::vector<CommandSpec>& commandTable();
+const std::vector<CommandRow>& commandTable();
 
 // The command named `name` ("set-settings", "modem restart"); null if none.
-const CommandSpec* findCommand(const std::string& name);
+const CommandRow* findCommand(const std::string& name);
 
 // The command that parses to `verb` (the first, for quit and exit).
-const CommandSpec& commandFor(Verb verb);
+const CommandRow& commandFor(Verb verb);
 
 // True when `word` is the first word of a command ("slot", "modem").
 bool isCommandWord(const std::string& word);
@@ -107,7 +107,7 @@ bool isCommandGroup(const std::string& word);
 
 // The arguments and options as the usage line shows them, e.g.
 // "GROUP KEY=VALUE ..." or "1|2 [--new]"; generated from the table.
-std::string synopsis(const CommandSpec& spec);
+std::string synopsis(const CommandRow& row);
 
 // The name a kind has in a synopsis ("GROUP", "ID|last").
 const char* metavar(ArgKind kind);

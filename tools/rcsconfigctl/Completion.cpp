@@ -51,8 +51,8 @@ std::vector<std::string> groupWords() {
 
 std::vector<std::string> commandWords() {
     std::vector<std::string> words;
-    for (const auto& spec : commandTable()) {
-        std::string name = spec.name;
+    for (const auto& row : commandTable()) {
+        std::string name = row.name;
         name = name.substr(0, name.find(' '));
         if (std::find(words.begin(), words.end(), name) == words.end()) words.push_back(name);
     }
@@ -61,8 +61,8 @@ std::vector<std::string> commandWords() {
 
 std::vector<std::string> subcommandWords(const std::string& group) {
     std::vector<std::string> words;
-    for (const auto& spec : commandTable()) {
-        const std::string name = spec.name;
+    for (const auto& row : commandTable()) {
+        const std::string name = row.name;
         if (name.rfind(group + " ", 0) == 0) words.push_back(name.substr(group.size() + 1));
     }
     return words;
@@ -152,13 +152,13 @@ Completion completeCommand(const std::vector<std::string>& before, const std::st
         name += " " + before[1];
         at = 2;
     }
-    const CommandSpec* spec = findCommand(name);
-    if (spec == nullptr) return {};
-    const bool text = !spec->args.empty() && spec->args.back().kind == ArgKind::Text;
+    const CommandRow* row = findCommand(name);
+    if (row == nullptr) return {};
+    const bool text = !row->args.empty() && row->args.back().kind == ArgKind::Text;
     std::vector<std::string> args;
     for (size_t i = at; i < before.size(); ++i) {
-        const OptionSpec* option = nullptr;
-        for (const auto& o : spec->options) {
+        const OptionRule* option = nullptr;
+        for (const auto& o : row->options) {
             if (before[i] == o.name || (o.alias != nullptr && before[i] == o.alias)) option = &o;
         }
         if (option == nullptr || text) {
@@ -171,14 +171,14 @@ Completion completeCommand(const std::vector<std::string>& before, const std::st
     }
     if (!prefix.empty() && prefix[0] == '-' && !text) {
         Completion c;
-        for (const auto& o : spec->options) c.words.push_back(o.name);
+        for (const auto& o : row->options) c.words.push_back(o.name);
         c.words.push_back("--help");
         return matching(c, prefix);
     }
-    if (spec->args.empty()) return {};
-    const ArgSpec& last = spec->args.back();
-    if (args.size() >= spec->args.size() && !last.repeated && last.kind != ArgKind::HelpTopic) return {};
-    const ArgSpec& next = last.kind == ArgKind::HelpTopic ? last : spec->args[std::min(args.size(), spec->args.size() - 1)];
+    if (row->args.empty()) return {};
+    const ArgRule& last = row->args.back();
+    if (args.size() >= row->args.size() && !last.repeated && last.kind != ArgKind::HelpTopic) return {};
+    const ArgRule& next = last.kind == ArgKind::HelpTopic ? last : row->args[std::min(args.size(), row->args.size() - 1)];
     return matching(kindWords(next.kind, args), prefix);
 }
 

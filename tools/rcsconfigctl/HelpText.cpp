@@ -10,9 +10,9 @@ namespace rcsctl {
 
 namespace {
 
-std::string usageLine(const CommandSpec& spec) {
-    const std::string args = synopsis(spec);
-    return spec.name + (args.empty() ? "" : " " + args);
+std::string usageLine(const CommandRow& row) {
+    const std::string args = synopsis(row);
+    return row.name + (args.empty() ? "" : " " + args);
 }
 
 std::string indented(const std::string& lines, const std::string& by) {
@@ -115,7 +115,7 @@ bool topicHelp(const std::vector<std::string>& topic, std::string* text, std::st
     if (topic[0] == "keys" && topic.size() <= 2) return keysHelp(topic.size() == 2 ? topic[1] : "", text, error);
     std::string name = topic[0];
     for (size_t i = 1; i < topic.size(); ++i) name += " " + topic[i];
-    const CommandSpec* doc = findCommand(name);
+    const CommandRow* doc = findCommand(name);
     if (doc == nullptr && topic.size() == 1 && isCommandGroup(name)) {
         // The group's commands together ("help modem").
         std::string out;

@@ -170,11 +170,13 @@ int InteractiveShell::run() {
                     signal = mStopSignal();
                     break;
                 }
-                // Ctrl-C at the prompt: the line typed so far goes, as in a shell.
+                // Ctrl-C at the prompt: the line typed so far goes, as in a
+                // shell. The editor lets the terminal go before the mark is
+                // printed, so keys typed after it meet the new prompt.
                 rl_replace_line("", 0);
+                rl_callback_handler_remove();
                 fputs("^C\n", stdout);
                 fflush(stdout);
-                rl_callback_handler_remove();
                 rl_callback_handler_install(prompt.c_str(), onLine);
                 gTypedSincePrompt = false;
             }

@@ -22,6 +22,20 @@ bool parseNumber(const std::string& text, long* out) {
     return true;
 }
 
+// A SIM slot as the user counts it, 1 to kSubscriptionCount, into the
+// modem's 0-based subscription; false with the reason in *reply.
+bool parseSlot(const std::string& text, int32_t* sub, std::string* reply) {
+    long slot = 0;
+    if (!parseNumber(text, &slot)) return false;
+    if (slot < 1 || slot > kSubscriptionCount) {
+        *reply = "no slot " + text + " (the modem has " + std::to_string(kSubscriptionCount) +
+                 " slots, counted from 1)";
+        return false;
+    }
+    *sub = static_cast<int32_t>(slot - 1);
+    return true;
+}
+
 bool parseService(const std::string& text, uint32_t* out) {
     if (text == "imss") *out = IMSS_SERVICE_ID_V01;
     else if (text == "imsa") *out = IMSA_SERVICE_ID_V01;
@@ -167,17 +181,17 @@ const std::vector<Control>& controls() {
              modem.clearFaults();
              return true;
          }},
-        {{"token-request", "<sub> <type> <reason> [request-id]",
-          "asks the clients of <sub> for an application token; answers \"sent <n>\"", "token-request 0 1 2 5"},
+        {{"token-request", "<slot> <type> <reason> [request-id]",
+          "asks the clients of <slot> for an application token; answers \"sent <n>\"", "token-request 1 1 2 5"},
          [](ModemEmulator& modem, const Command& c, std::string* reply) {
-             long sub = 0, type = 0, reason = 0, id = 0;
-             if ((c.size() != 4 && c.size() != 5) || !c.number(1, &sub) || !c.number(2, &type) ||
+             long type = 0, reason = 0, id = 0;
+             int32_t sub = 0;
+             if ((c.size() != 4 && c.size() != 5) || !parseSlot(c.word(1), &sub, reply) || !c.number(2, &type) ||
                  !c.number(3, &reason) || (c.size() == 5 && !c.number(4, &id))) {
                  return false;
              }
-             int sent = modem.sendTokenRequest(static_cast<int32_t>(sub), static_cast<int32_t>(type),
-                                               static_cast<int32_t>(reason), c.size() == 5,
-                                               static_cast<int32_t>(id));
+             int sent = modem.sendTokenRequest(sub, static_cast<int32_t>(type), static_cast<int32_t>(reason),
+                                               c.size() == 5, static_cast<int32_t>(id));
              *reply = "sent " + std::to_string(sent);
              return true;
          }},
@@ -196,26 +210,26 @@ const std::vector<Control>& controls() {
              *reply = std::to_string(modem.connectionCount(svc));
              return true;
          }},
-        {{"configs", "<sub>",
+        {{"configs", "<slot>",
           "documents received so far, then \"token=<t> gzip=<0|1> len=<bytes>\" for each of the last few kept",
           "configs 1"},
          [](ModemEmulator& modem, const Command& c, std::string* reply) {
-             long sub = 0;
-             if (c.size() != 2 || !c.number(1, &sub)) return false;
+             int32_t sub = 0;
+             if (c.size() != 2 || !parseSlot(c.word(1), &sub, reply)) return false;
              std::ostringstream out;
-             out << modem.receivedConfigCount(static_cast<int32_t>(sub));
-             for (const auto& cfg : modem.receivedConfigs(static_cast<int32_t>(sub))) {
+             out << modem.receivedConfigCount(sub);
+             for (const auto& cfg : modem.receivedConfigs(sub)) {
                  out << "\ntoken=" << unsigned(cfg.token) << " gzip=" << (cfg.gzipped ? 1 : 0)
                      << " len=" << cfg.document.size();
              }
              *reply = out.str();
              return true;
          }},
-        {{"token", "<sub>", "the application token the modem stores for <sub>", "token 1"},
+        {{"token", "<slot>", "the application token the modem stores for <slot>", "token 1"},
          [](ModemEmulator& modem, const Command& c, std::string* reply) {
-             long sub = 0;
-             if (c.size() != 2 || !c.number(1, &sub)) return false;
-             auto token = modem.acsToken(static_cast<int32_t>(sub));
+             int32_t sub = 0;
+             if (c.size() != 2 || !parseSlot(c.word(1), &sub, reply)) return false;
+             auto token = modem.acsToken(sub);
              reply->assign(token.begin(), token.end());
              return true;
          }},
@@ -234,7 +248,7 @@ std::string usageOf(const ControlCommand& about) {
 }
 
 std::string helpText() {
-    std::string text = "modem controls (<svc> is imss or imsa; numbers are decimal or 0x-hex):";
+    std::string text = "modem controls (<svc> is imss or imsa; <slot> is 1 or 2; numbers are decimal or 0x-hex):";
     for (const auto& control : controls()) {
         text += "\n  " + usageOf(control.about) + "\n      " + control.about.what + "; e.g. " +
                 control.about.example;
@@ -261,7 +275,8 @@ bool runControlCommand(ModemEmulator& modem, const std::string& line, std::strin
     for (const auto& control : controls()) {
         if (verb != control.about.verb) continue;
         if (control.run(modem, c, reply)) return true;
-        *reply = "usage: " + usageOf(control.about);
+        // A handler that knows what is wrong has said it; otherwise the usage.
+        if (reply->empty()) *reply = "usage: " + usageOf(control.about);
         return false;
     }
     *reply = "unknown command: " + line + " ('help' lists the controls)";

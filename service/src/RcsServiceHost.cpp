@@ -222,6 +222,10 @@ std::string RcsServiceHost::dump() const {
     return formatServiceDump(mState->snapshot());
 }
 
+std::string RcsServiceHost::dumpJson() const {
+    return formatServiceDumpJson(mState->snapshot());
+}
+
 void RcsServiceHost::waitUntilIdle() const {
     if (mState->loop != nullptr && !mState->loop->waitUntilIdle(kIdleTimeout)) {
         IMS_LOG("RcsServiceHost: the loop did not become idle within %d s",

@@ -117,4 +117,83 @@ std::string formatServiceDump(const ServiceSnapshot& s) {
     return out.str();
 }
 
+namespace {
+
+// A JSON string; quotes, backslashes and control characters escaped.
+std::string quoted(const std::string& text) {
+    std::string out = "\"";
+    for (unsigned char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escape[8];
+            snprintf(escape, sizeof(escape), "\\u%04x", c);
+            out += escape;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out + "\"";
+}
+
+const char* boolean(bool value) { return value ? "true" : "false"; }
+
+// A count the loop thread's own dump cannot know is null.
+std::string count(const ServiceSnapshot& s, size_t value) {
+    return s.offLoop ? std::to_string(value) : "null";
+}
+
+}  // namespace
+
+std::string formatServiceDumpJson(const ServiceSnapshot& s) {
+    std::ostringstream out;
+    out << "{\"title\":\"RCS configuration service\",\"started\":" << boolean(s.started);
+    if (!s.started) return out.str() + "}";
+    out << ",\"modem\":{\"transport\":" << quoted(s.modemTransport) << ",\"up\":" << boolean(s.modemUp)
+        << ",\"carrierConfigurationAccepted\":" << boolean(s.serviceAvailable) << ",\"slots\":[";
+    for (int i = 0; i < 2; ++i) {
+        out << (i ? "," : "") << "{\"slot\":" << i + 1 << ",\"settingsClientSubscribed\":"
+            << boolean(s.imssSubscribed[i]) << ",\"applicationClientSubscribed\":" << boolean(s.imsaSubscribed[i])
+            << "}";
+    }
+    out << "]},\"listeners\":{\"count\":" << count(s, s.listeners.size())
+        << ",\"deathLinksMade\":" << count(s, s.listenerDeathRecipients) << ",\"entries\":[";
+    for (size_t i = 0; i < s.listeners.size(); ++i) {
+        const auto& l = s.listeners[i];
+        out << (i ? "," : "") << "{\"address\":\"" << hex(l.key) << "\",\"slot\":" << l.slotId
+            << ",\"interface\":\"IRcsConfigListener " << (l.version == 1 ? "2.1" : "2.0") << "\",\"clientPid\":";
+        if (l.clientPid != 0) {
+            out << l.clientPid;
+        } else {
+            out << "null";
+        }
+        out << "}";
+    }
+    out << "]},\"serviceObjects\":{\"count\":" << count(s, s.serviceObjects.size()) << ",\"entries\":[";
+    for (size_t i = 0; i < s.serviceObjects.size(); ++i) {
+        const auto& o = s.serviceObjects[i];
+        out << (i ? "," : "") << "{\"address\":\"" << hex(o.address) << "\",\"slot\":" << o.slotId
+            << ",\"callbacksFiled\":{\"setConfig\":" << o.setConfigCallbacks
+            << ",\"getSettings\":" << o.getSettingsCallbacks << ",\"settingsChange\":" << o.settingsChangeCallbacks
+            << "},\"deathLinks\":{\"setConfig\":" << o.setConfigLinks << ",\"getSettings\":" << o.getSettingsLinks
+            << ",\"settingsChange\":" << o.settingsChangeLinks << ",\"uceStatus\":" << o.uceStatusLinks << "}}";
+    }
+    size_t queued = 0;
+    std::string kinds;
+    for (const auto& entry : s.queuedEvents) {
+        queued += entry.second;
+        kinds += (kinds.empty() ? "" : ",") + quoted(eventKindName(entry.first)) + ":" + std::to_string(entry.second);
+    }
+    out << "]},\"pendingRequests\":{\"queuedForTheLoopThread\":" << count(s, queued) << ",\"queued\":{" << kinds
+        << "},\"configurationUploads\":" << s.configUploads << ",\"settingsWrites\":" << s.settingsWrites
+        << ",\"settingsReads\":" << s.settingsReads << ",\"appTokens\":" << s.appTokens
+        << ",\"settingsChangeListeners\":[";
+    for (size_t i = 0; i < s.changeListenerGroups.size(); ++i) {
+        out << (i ? "," : "") << quoted(groupName(s.changeListenerGroups[i]));
+    }
+    out << "]},\"loopThread\":{\"handlerFailuresCaught\":" << s.loopFailures << "}}";
+    return out.str();
+}
+
 }  // namespace rcsservice

@@ -55,6 +55,10 @@ struct ServiceSnapshot {
 // Readable text of `snapshot`, one fact per line, ending in a newline.
 std::string formatServiceDump(const ServiceSnapshot& snapshot);
 
+// The same facts as one JSON object (see formatServiceDump for their
+// meaning). Text is escaped for JSON but its bytes are kept as they are.
+std::string formatServiceDumpJson(const ServiceSnapshot& snapshot);
+
 // Name of a ConfigEventType value for the dump ("set settings", ...).
 const char* eventKindName(uint32_t eventType);
 

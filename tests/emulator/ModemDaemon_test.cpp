@@ -207,8 +207,8 @@ TEST_F(ModemDaemonTest, DaemonKeepsItsStateAcrossClientRestarts) {
     // The client goes away and comes back on a fresh socket connection: the
     // new transport replaces the old one, whose socket closes.
     ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
-    EXPECT_EQ(control("token 1"), "t0k3");
-    EXPECT_EQ(control("configs 1"), "1\ntoken=6 gzip=1 len=3000");
+    EXPECT_EQ(control("token 2"), "t0k3");
+    EXPECT_EQ(control("configs 2"), "1\ntoken=6 gzip=1 len=3000");
     std::string direct;
     ASSERT_TRUE(mcxemu::sendDaemonControl(path, "count imss 0x9c", &direct));
     EXPECT_EQ(direct, "1");
@@ -226,7 +226,7 @@ TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
     imsa_ind_reg_resp_msg_v01 regResp{};
     ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_IND_REGISTER_V01, &reg, 38, &regResp, 8, 1000), MCX_NO_ERR);
 
-    EXPECT_EQ(control("token-request 0 3 1 12"), "sent 1");
+    EXPECT_EQ(control("token-request 1 3 1 12"), "sent 1");
     ASSERT_TRUE(seen.waitUntil([&] { return seen.indications.size() == 1; }));
     imsa_config_token_request_ind_msg_v01 ind{};
     ASSERT_EQ(mcx_client_message_decode(h, MCX_IDL_INDICATION, IMSA_CONFIG_TOKEN_REQUEST_IND_V01,

@@ -342,7 +342,7 @@ TEST_F(ModemEmulatorTest, LongRun_KeepsTheLastFewDocumentsReportsAndRequestsButC
     EXPECT_EQ(configs.back().document, imstest::patternBytes(100 + uploads - 1));
     EXPECT_EQ(modem.receivedConfigCount(1), uploads);
     std::string reply;
-    ASSERT_TRUE(mcxemu::runControlCommand(modem, "configs 1", &reply));
+    ASSERT_TRUE(mcxemu::runControlCommand(modem, "configs 2", &reply));
     EXPECT_EQ(reply.substr(0, reply.find('\n')), std::to_string(uploads));
 
     const size_t reports = ModemEmulator::kKeptRequests + 5;
@@ -498,12 +498,13 @@ TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
     EXPECT_FALSE(modem.isServiceUp(IMSS_SERVICE_ID_V01));
     EXPECT_TRUE(mcxemu::runControlCommand(modem, "connections imss", &reply));
     EXPECT_EQ(reply, "0");
-    EXPECT_TRUE(mcxemu::runControlCommand(modem, "token-request 0 1 2 5", &reply));
+    EXPECT_TRUE(mcxemu::runControlCommand(modem, "token-request 1 1 2 5", &reply));
     EXPECT_EQ(reply, "sent 0");
 
     for (const char* bad : {"", "fail imss", "fail imss 0x98 result 1", "fail nope 0x98 transport",
                             "fail imss 0x98 transport 2 3", "service imss sideways", "count imss x",
-                            "drop-ind imss", "ind-length imss 0x9d -1"}) {
+                            "drop-ind imss", "ind-length imss 0x9d -1", "token 0", "configs 3",
+                            "token-request 3 1 2"}) {
         EXPECT_FALSE(mcxemu::runControlCommand(modem, bad, &reply)) << bad;
         EXPECT_FALSE(reply.empty()) << bad;
     }

@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "DumpJson.h"
 #include "Output.h"
 #include "SettingsCatalog.h"
 
@@ -88,29 +87,6 @@ TEST(OutputTest, Json_ObjectsKeepMemberOrderAndKinds) {
 // é (2 bytes), € (3), 😀 (4, a surrogate pair in JSON), control characters,
 // and bytes that are not UTF-8: a stray byte, a truncated sequence, an
 // overlong '/', an encoded surrogate. None is dropped.
-TEST(OutputTest, DumpJson_SectionsByHeadingWithSummaryAndLines) {
-    const std::string dump =
-            "RCS configuration service\n"
-            "Modem (embedded modem emulator)\n"
-            "  modem up: yes\n"
-            "Listeners: 1 (death links made: 1)\n"
-            "  0x10 slot 1, IRcsConfigListener 2.1, client pid 7\n"
-            "Service objects: 1\n"
-            "  RcsConfig 0x20 slot 1\n"
-            "    callbacks filed: set-config 0\n"
-            "Pending requests\n"
-            "Loop thread: handler failures caught: 0\n";
-    EXPECT_EQ("{\"title\":\"RCS configuration service\",\"sections\":{"
-              "\"Modem\":{\"summary\":\"embedded modem emulator\",\"lines\":[\"modem up: yes\"]},"
-              "\"Listeners\":{\"summary\":\"1 (death links made: 1)\","
-              "\"lines\":[\"0x10 slot 1, IRcsConfigListener 2.1, client pid 7\"]},"
-              "\"Service objects\":{\"summary\":\"1\",\"lines\":[\"RcsConfig 0x20 slot 1\","
-              "\"  callbacks filed: set-config 0\"]},"
-              "\"Pending requests\":{\"summary\":\"\",\"lines\":[]},"
-              "\"Loop thread\":{\"summary\":\"handler failures caught: 0\",\"lines\":[]}}}",
-              rcsctl::dumpJson(dump).text());
-}
-
 TEST(OutputTest, Quote_Utf8IsTextOrCodePoints_OtherBytesAreEscapedNotDropped) {
     const std::string valid = "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"\\\n\x01";
     EXPECT_EQ("\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\\\"\\\\\\n\\x01\"", textQuote(valid));
@@ -118,7 +94,8 @@ TEST(OutputTest, Quote_Utf8IsTextOrCodePoints_OtherBytesAreEscapedNotDropped) {
 
     const std::string invalid = std::string("a\xff") + "\xc3" + "b\xc0\xaf\xed\xa0\x80";
     EXPECT_EQ("\"a\\xff\\xc3b\\xc0\\xaf\\xed\\xa0\\x80\"", textQuote(invalid));
-    EXPECT_EQ("\"a\\udcff\\udcc3b\\udcc0\\udcaf\\udced\\udca0\\udc80\"", jsonQuote(invalid));
+    EXPECT_EQ("\"a\\\\xff\\\\xc3b\\\\xc0\\\\xaf\\\\xed\\\\xa0\\\\x80\"", jsonQuote(invalid));
+    EXPECT_EQ("{\"t\":\"\\u00e9\\\\xff\"}", asciiJson("{\"t\":\"\xc3\xa9\xff\"}"));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ std::string errorOf(const std::string& line) {
     return error;
 }
 
-TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments) {
+TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments_AndAnUnterminatedQuoteOrTrailingBackslashIsAnError) {
     std::vector<std::string> words;
     std::string error;
     ASSERT_TRUE(splitWords("set-settings user-agent 'IMS_USER_AGENT=Kel Phone/1.0' # the UA", &words, &error));
@@ -36,11 +36,6 @@ TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments) {
     EXPECT_TRUE(words.empty());
     ASSERT_TRUE(splitWords("echo ''", &words, &error));
     EXPECT_EQ((std::vector<std::string>{"echo", ""}), words);
-}
-
-TEST(SplitWordsTest, Quoting_UnterminatedQuoteOrTrailingBackslashIsAnError) {
-    std::vector<std::string> words;
-    std::string error;
     EXPECT_FALSE(splitWords("echo 'open", &words, &error));
     EXPECT_NE(std::string::npos, error.find("unterminated"));
     EXPECT_FALSE(splitWords("echo \"open", &words, &error));
@@ -83,7 +78,7 @@ TEST(ParseCommandTest, SetSettings_ValuesMustFitTheModemField) {
     EXPECT_NE(std::string::npos, errorOf("set-settings presence PUBLISH_TIMER=12s").find("not an integer"));
     EXPECT_NE(std::string::npos, errorOf("set-settings ims-service VOLTE_ENABLED=maybe").find("not true or false"));
     EXPECT_NE(std::string::npos,
-              errorOf("set-settings messaging CLIENT_VENDOR=ABCDEFGHIJKLMNOPQ").find("17 characters, at most 16"));
+              errorOf("set-settings messaging CLIENT_VENDOR=ABCDEFGHIJKLMNOPQ").find("17 bytes, at most 16"));
     Command cmd;
     std::string error;
     EXPECT_TRUE(parse("set-settings messaging CLIENT_VENDOR=ABCDEFGHIJKLMNOP", &cmd, &error)) << error;
@@ -102,6 +97,10 @@ TEST(ParseCommandTest, BadInput_UnknownGroupKeyOrCommandNamesTheCulprit) {
               errorOf("set-settings presence VOLTE_ENABLED=1"));
     EXPECT_EQ("unknown key '112' in group PRESENCE_CONFIG", errorOf("set-settings presence 112=1"));
     EXPECT_EQ("bad setting 'PUBLISH_TIMER': write KEY=VALUE", errorOf("set-settings presence PUBLISH_TIMER"));
+    EXPECT_EQ("key PUBLISH_TIMER is given twice (the second time as 'publish_timer')",
+              errorOf("set-settings presence PUBLISH_TIMER=1 publish_timer=2"));
+    EXPECT_EQ("key PUBLISH_TIMER is given twice (the second time as '100')",
+              errorOf("set-settings presence publish_timer=1 100=1"));
     EXPECT_EQ("unknown command 'frobnicate' (try: help)", errorOf("frobnicate"));
     EXPECT_EQ("usage: get-settings GROUP", errorOf("get-settings"));
     EXPECT_EQ("usage: set-settings GROUP KEY=VALUE ...", errorOf("set-settings presence"));

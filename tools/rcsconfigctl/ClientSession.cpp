@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <functional>
 
 #include <stdlib.h>
 #include <string.h>
@@ -31,9 +32,14 @@ namespace {
 // The client's listener for one slot: every notice goes to the queue.
 class ClientListener : public V2_1::IRcsConfigListener {
 public:
-    ClientListener(int slot, NoticeQueue& notices) : mSlot(slot), mNotices(notices) {}
+    ClientListener(int slot, NoticeQueue& notices, std::function<void()> onStale)
+        : mSlot(slot), mNotices(notices), mOnStale(std::move(onStale)) {}
 
     Return<void> onReconfigNeeded() override {
+        // Said when the modem comes back: the slot's object lost its
+        // subscription there. Marked before the notice is queued, so that
+        // whoever sees the notice finds the object stale.
+        mOnStale();
         Notice n;
         n.kind = Notice::Kind::Reconfig;
         n.slot = mSlot;
@@ -56,6 +62,7 @@ public:
 private:
     const int mSlot;
     NoticeQueue& mNotices;
+    const std::function<void()> mOnStale;
 };
 
 class ChangeCallback : public V2_0::ISettingsChangeCb {
@@ -271,7 +278,41 @@ bool ClientSession::waitUntilReady(int slot, std::chrono::milliseconds timeout, 
     if (config(slot, error) == nullptr) return false;
     waitUntilIdle();
     mNotices.drain();
+    hostsync::MutexLock lock(mWaitsLock);
+    mStale.clear();
     return true;
+}
+
+bool ClientSession::stale(int slot) const {
+    hostsync::MutexLock lock(mWaitsLock);
+    return mStale.count(slot) != 0;
+}
+
+void ClientSession::abandonOnReconfig(int slot, const std::shared_ptr<AbandonableWait>& wait) {
+    {
+        hostsync::MutexLock lock(mWaitsLock);
+        if (mStale.count(slot) == 0) {
+            auto& waits = mSlotWaits[slot];
+            waits.erase(std::remove_if(waits.begin(), waits.end(),
+                                       [](const std::weak_ptr<AbandonableWait>& w) { return w.expired(); }),
+                        waits.end());
+            waits.push_back(wait);
+            return;
+        }
+    }
+    wait->abandon();
+}
+
+void ClientSession::markStale(int slot) {
+    std::vector<std::weak_ptr<AbandonableWait>> waits;
+    {
+        hostsync::MutexLock lock(mWaitsLock);
+        mStale.insert(slot);
+        waits.swap(mSlotWaits[slot]);
+    }
+    for (auto& w : waits) {
+        if (auto wait = w.lock()) wait->abandon();
+    }
 }
 
 sp<V2_0::IRcsConfig> ClientSession::config(int slot, std::string* error) {
@@ -296,7 +337,7 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
     // One listener per slot for the whole session, so that a new object for
     // the slot does not double the notices.
     sp<V2_1::IRcsConfigListener>& listener = mListeners[slot];
-    if (listener == nullptr) listener = new ClientListener(slot, mNotices);
+    if (listener == nullptr) listener = new ClientListener(slot, mNotices, [this, slot] { markStale(slot); });
     sp<V2_0::IRcsConfig> config;
     F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
     Return<void> ret = Void();
@@ -334,6 +375,8 @@ sp<V2_0::IRcsConfig> ClientSession::create(int slot, std::string* error) {
     }
     if (mOptions.attach) config->linkToDeath(mRecipient, static_cast<uint64_t>(slot));
     mConfigs[slot] = config;
+    hostsync::MutexLock lock(mWaitsLock);
+    mStale.erase(slot);
     return config;
 }
 
@@ -387,6 +430,13 @@ void ClientSession::waitUntilIdle() {
 bool ClientSession::dump(std::string* text, std::string* error) {
     waitUntilIdle();  // what was asked before is in the dump
     return debugCall({}, text, error);
+}
+
+bool ClientSession::dumpJson(std::string* json, std::string* error) {
+    waitUntilIdle();
+    if (!hostCommand({"dump-json"}, json, error)) return false;
+    if (!json->empty() && json->back() == '\n') json->pop_back();
+    return true;
 }
 
 bool ClientSession::logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines,

@@ -28,6 +28,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,10 @@ public:
     // that the modem came up.
     bool waitUntilReady(int slot, std::chrono::milliseconds timeout, std::string* error);
 
+    // Waits until the modem behind the service is up, and creates nothing;
+    // false with the reason on timeout.
+    bool waitForModem(std::chrono::milliseconds timeout, std::string* error);
+
     // The object for `slot`, created with our listener on first use. Null
     // with the reason in *error when the factory refuses.
     android::sp<V2_0::IRcsConfig> config(int slot, std::string* error);
@@ -98,6 +103,15 @@ public:
     const char* factoryVersion() const { return mOptions.factory_1_0 ? "1.0" : "1.1"; }
     bool attached() const { return mOptions.attach; }
     const std::string& serviceName() const { return mOptions.serviceName; }
+
+    // True once the listener of `slot` heard "reconfiguration needed" (the
+    // modem came back) after its object was made: the modem no longer knows
+    // the object, so requests that need the modem are never answered until
+    // recreate(). Any thread.
+    bool stale(int slot) const;
+    // Ends `wait` early when the object of `slot` becomes stale (at once if
+    // it is). Call before making the call whose answer is awaited.
+    void abandonOnReconfig(int slot, const std::shared_ptr<AbandonableWait>& wait);
 
     // Ends `wait` early if the service dies before it is answered (attached).
     // Call before making the call whose answer is awaited.
@@ -118,6 +132,8 @@ public:
     void waitUntilIdle();
     // The service's state dump, as `lshal debug` prints it.
     bool dump(std::string* text, std::string* error);
+    // The same as one JSON object, from the service's own figures.
+    bool dumpJson(std::string* json, std::string* error);
     // The service's kept log lines after line number `after` (0: all), in
     // logcat's threadtime layout; *next is where the next call goes on.
     bool logLines(uint64_t after, uint64_t* next, std::vector<std::string>* lines, std::string* error);
@@ -142,10 +158,10 @@ private:
     android::sp<::android::hidl::base::V1_0::IBase> lookUpFactory() const;
     // Attached: the factory once registered, null after the time-out or a stop.
     android::sp<::android::hidl::base::V1_0::IBase> waitForFactory();
-    // Until the modem behind the service is up; false with the reason.
-    bool waitForModem(std::chrono::milliseconds timeout, std::string* error);
     // The service of connection `generation` died; any thread.
     void onServiceDied(uint64_t generation);
+    // The listener of `slot` heard that the modem came back; runtime thread.
+    void markStale(int slot);
     // Runs one of the service process's host commands through debug().
     bool hostCommand(const std::vector<std::string>& words, std::string* text, std::string* error);
     bool debugCall(const std::vector<std::string>& options, std::string* text, std::string* error);
@@ -164,8 +180,10 @@ private:
 
     std::atomic<bool> mDead{false};
     std::atomic<uint64_t> mGeneration{0};  // of the current connection; each connect() makes a new one
-    hostsync::Mutex mWaitsLock;
+    mutable hostsync::Mutex mWaitsLock;
     std::vector<std::weak_ptr<AbandonableWait>> mWaits GUARDED_BY(mWaitsLock);
+    std::set<int> mStale GUARDED_BY(mWaitsLock);  // slots whose object predates the modem's restart
+    std::map<int, std::vector<std::weak_ptr<AbandonableWait>>> mSlotWaits GUARDED_BY(mWaitsLock);
 };
 
 }  // namespace rcsctl

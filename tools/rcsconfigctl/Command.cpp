@@ -1,5 +1,8 @@
 #include "Command.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include <hostlog/TagFilter.h>
 #include <vendor/kel/ims/rcsconfig/2.1/types.h>
 
@@ -93,127 +96,129 @@ bool parsePositive(const std::string& what, const std::string& text, int max, in
     return true;
 }
 
-// Separates "--name value" options (from `allowed`) from the positional words.
-bool splitOptions(const std::vector<std::string>& words, size_t from,
-                  const std::vector<std::string>& flags, const std::vector<std::string>& valued,
-                  std::vector<std::string>* positional,
-                  std::vector<std::pair<std::string, std::string>>* options, std::string* error) {
-    for (size_t i = from; i < words.size(); ++i) {
-        const std::string& w = words[i];
-        if (w.size() > 2 && w.compare(0, 2, "--") == 0) {
-            bool isFlag = false, isValued = false;
-            for (const auto& f : flags) isFlag = isFlag || f == w;
-            for (const auto& v : valued) isValued = isValued || v == w;
-            if (isFlag) {
-                options->emplace_back(w, "");
-            } else if (isValued) {
-                if (i + 1 >= words.size()) {
-                    *error = "option " + w + " needs a value";
-                    return false;
-                }
-                options->emplace_back(w, words[++i]);
-            } else {
-                *error = "unknown option '" + w + "' for " + words[0];
-                return false;
-            }
-        } else {
-            positional->push_back(w);
-        }
-    }
-    return true;
-}
-
-bool arity(const std::string& usage, size_t got, size_t min, size_t max, std::string* error) {
-    if (got < min || got > max) {
-        *error = "usage: " + usage;
+// A KEY=VALUE word of set-settings, added to the command's settings. A key
+// may be given once, under whichever of its names.
+bool parseSetting(const std::string& word, Command* out, std::string* error) {
+    const GroupInfo& group = *out->groups[0];
+    const size_t eq = word.find('=');
+    if (eq == std::string::npos || eq == 0) {
+        *error = "bad setting '" + word + "': write KEY=VALUE";
         return false;
     }
-    return true;
+    const std::string keyText = word.substr(0, eq);
+    const KeyInfo* key = group.findKey(keyText);
+    if (key == nullptr) {
+        *error = "unknown key '" + keyText + "' in group " + group.name;
+        return false;
+    }
+    const auto& values = out->settings.settingsValues;
+    auto given = [key](const auto& list) {
+        for (const auto& pair : list) {
+            if (pair.key == key->key) return true;
+        }
+        return false;
+    };
+    if (given(values.intData) || given(values.boolData) || given(values.stringData)) {
+        *error = "key " + key->name + " is given twice (the second time as '" + keyText + "')";
+        return false;
+    }
+    return appendValue(*key, word.substr(eq + 1), &out->settings.settingsValues, error);
 }
 
-bool parseModem(const std::vector<std::string>& words, Command* out, std::string* error) {
-    const std::string sub = words.size() > 1 ? words[1] : "";
-    out->name = "modem " + sub;
-    if (sub == "restart") {
-        out->verb = Verb::ModemRestart;
-        return arity("modem restart", words.size(), 2, 2, error);
-    }
-    if (sub == "show-config") {
-        out->verb = Verb::ModemShowConfig;
-        return arity("modem show-config", words.size(), 2, 2, error);
-    }
-    if (sub == "token-request") {
-        out->verb = Verb::ModemTokenRequest;
-        if (!arity("modem token-request TYPE REASON [REQUEST-ID]", words.size(), 4, 5, error) ||
-            !parseEnum<V2_1::TokenType>(words[2], "token type", &out->tokenType, error) ||
-            !parseEnum<V2_1::TokenRequestReason>(words[3], "reason", &out->reason, error)) {
-            return false;
+// One word of the kind `kind` into the command.
+bool parseArgument(ArgKind kind, const std::string& word, Command* out, std::string* error) {
+    switch (kind) {
+        case ArgKind::Slot: return parseSlot(word, &out->slot, error);
+        case ArgKind::File: out->path = word; return true;
+        case ArgKind::Group: {
+            const GroupInfo* group = nullptr;
+            if (!parseGroup(word, &group, error)) return false;
+            out->groups.push_back(group);
+            out->settings.settingsId = out->groups[0]->id;
+            return true;
         }
-        out->hasRequestId = words.size() == 5;
-        return !out->hasRequestId || parseRequestId(words[4], &out->requestId, error);
+        case ArgKind::Setting: return parseSetting(word, out, error);
+        case ArgKind::Token:
+            out->text = word;
+            if (word.empty()) *error = "bad token: the token is empty";
+            return !word.empty();
+        case ArgKind::RequestIdOrLast:
+            out->lastRequestId = word == "last";
+            return out->lastRequestId || parseRequestId(word, &out->requestId, error);
+        case ArgKind::RequestId:
+            out->hasRequestId = true;
+            return parseRequestId(word, &out->requestId, error);
+        case ArgKind::TokenType: return parseEnum<V2_1::TokenType>(word, "token type", &out->tokenType, error);
+        case ArgKind::FetchStatus: return parseEnum<V2_1::StatusCode>(word, "status", &out->status, error);
+        case ArgKind::Reason: return parseEnum<V2_1::TokenRequestReason>(word, "reason", &out->reason, error);
+        case ArgKind::Mask:
+            out->hasMask = true;
+            return parseMask(word, &out->mask, error);
+        case ArgKind::Seconds: {
+            int seconds = 0;
+            if (!parsePositive("timeout", word, kMaxTimeoutSeconds, &seconds, error)) return false;
+            out->timeoutMs = seconds * 1000;
+            return true;
+        }
+        case ArgKind::Count: return parsePositive("count", word, 1000000, &out->count, error);
+        case ArgKind::DumpPart:
+            out->text = word;
+            if (word != "heap") *error = "dump: unknown part '" + word + "' (only 'heap')";
+            return word == "heap";
+        case ArgKind::LogFilter: {
+            hostlog::TagFilter unused;
+            std::string why;
+            if (!hostlog::TagFilter::parse({word}, &unused, &why)) {
+                *error = "logcat: " + why;
+                return false;
+            }
+            out->filters.push_back(word);
+            return true;
+        }
+        case ArgKind::Text:
+        case ArgKind::HelpTopic:
+            break;  // the rest of the line; see parseCommand
     }
-    if (sub == "control") {
-        out->verb = Verb::ModemControl;
-        if (!arity("modem control TEXT ...", words.size(), 3, SIZE_MAX, error)) return false;
-        for (size_t i = 2; i < words.size(); ++i) out->text += (i > 2 ? " " : "") + words[i];
-        return true;
-    }
-    *error = "unknown modem command '" + sub + "' (restart, token-request, show-config, control)";
+    *error = "internal: no parser for an argument";
     return false;
 }
 
-bool parseWait(const std::vector<std::string>& words, Command* out, std::string* error) {
-    std::vector<std::string> pos;
-    std::vector<std::pair<std::string, std::string>> opts;
-    if (!splitOptions(words, 1, {}, {"--timeout"}, &pos, &opts, error)) return false;
-    for (const auto& o : opts) {
-        int seconds = 0;
-        if (!parsePositive("timeout", o.second, kMaxTimeoutSeconds, &seconds, error)) return false;
-        out->timeoutMs = seconds * 1000;
-    }
-    const std::string what = pos.empty() ? "" : pos[0];
-    out->name = "wait " + what;
-    if (what == "reconfig" && pos.size() == 1) {
-        out->verb = Verb::WaitReconfig;
-        return true;
-    }
-    if (what == "token-request" && pos.size() == 1) {
-        out->verb = Verb::WaitTokenRequest;
-        return true;
-    }
-    if (what == "change" && pos.size() == 2) {
-        out->verb = Verb::WaitChange;
-        out->groups.resize(1);
-        return parseGroup(pos[1], &out->groups[0], error);
-    }
-    *error = "usage: wait reconfig | wait token-request | wait change GROUP [--timeout SECONDS]";
-    return false;
+bool isHelpWord(const std::string& word) { return word == "--help" || word == "-h"; }
+
+// A word that looks like an option rather than a value (not "-1").
+bool looksLikeOption(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && !std::isdigit(static_cast<unsigned char>(word[1]));
 }
 
-bool parseSetSettings(const std::vector<std::string>& words, Command* out, std::string* error) {
-    out->verb = Verb::SetSettings;
-    if (!arity("set-settings GROUP KEY=VALUE ...", words.size(), 3, SIZE_MAX, error)) return false;
-    out->groups.resize(1);
-    if (!parseGroup(words[1], &out->groups[0], error)) return false;
-    const GroupInfo& group = *out->groups[0];
-    out->settings.settingsId = group.id;
-    for (size_t i = 2; i < words.size(); ++i) {
-        size_t eq = words[i].find('=');
-        if (eq == std::string::npos || eq == 0) {
-            *error = "bad setting '" + words[i] + "': write KEY=VALUE";
-            return false;
-        }
-        const std::string keyText = words[i].substr(0, eq);
-        const KeyInfo* key = group.findKey(keyText);
-        if (key == nullptr) {
-            *error = "unknown key '" + keyText + "' in group " + group.name;
-            return false;
-        }
-        if (!appendValue(*key, words[i].substr(eq + 1), &out->settings.settingsValues, error)) {
-            return false;
-        }
+const OptionRule* findOption(const CommandRow& row, const std::string& word) {
+    for (const auto& o : row.options) {
+        if (word == o.name || (o.alias != nullptr && word == o.alias)) return &o;
     }
+    return nullptr;
+}
+
+bool applyOption(const OptionRule& option, const std::string& value, Command* out, std::string* error) {
+    if (option.hasValue) return parseArgument(option.value, value, out, error);
+    const std::string name = option.name;
+    out->fresh = out->fresh || name == "--new";
+    out->gzip = out->gzip || name == "--gzip";
+    out->follow = out->follow || name == "--follow";
     return true;
+}
+
+std::string subcommands(const std::string& group) {
+    std::string out;
+    for (const auto& row : commandTable()) {
+        const std::string name = row.name;
+        if (name.rfind(group + " ", 0) == 0) out += (out.empty() ? "" : ", ") + name.substr(group.size() + 1);
+    }
+    return out;
+}
+
+std::vector<std::string> splitName(const std::string& name) {
+    const size_t blank = name.find(' ');
+    if (blank == std::string::npos) return {name};
+    return {name.substr(0, blank), name.substr(blank + 1)};
 }
 
 }  // namespace
@@ -224,168 +229,86 @@ bool parseCommand(const std::vector<std::string>& words, Command* out, std::stri
         *error = "empty command";
         return false;
     }
-    const std::string& verb = words[0];
-    out->name = verb;
+    const std::string& first = words[0];
     const size_t n = words.size();
-    // COMMAND --help is `help COMMAND`; echo and modem control pass their
-    // words on as text.
-    const bool textArguments = verb == "echo" || (verb == "modem" && n > 1 && words[1] == "control");
-    if (!textArguments && isCommandWord(verb) && verb != "help") {
-        for (size_t i = 1; i < n; ++i) {
-            if (words[i] != "--help" && words[i] != "-h") continue;
-            out->verb = Verb::Help;
-            out->helpTopic = {verb};
-            if (verb == "modem" && i > 1 && findCommandDoc("modem " + words[1]) != nullptr) {
-                out->helpTopic = {"modem", words[1]};
-            }
+    out->name = first;
+    if (!isCommandWord(first)) {
+        *error = "unknown command '" + first + "' (try: help)";
+        return false;
+    }
+    std::string name = first;
+    size_t at = 1;
+    if (isCommandGroup(first)) {
+        if (n > 1 && isHelpWord(words[1])) {
+            out->helpTopic = {first};
             return true;
         }
-    }
-    if (verb == "slot") {
-        out->verb = Verb::Slot;
-        std::vector<std::string> pos;
-        std::vector<std::pair<std::string, std::string>> opts;
-        if (!splitOptions(words, 1, {"--new"}, {}, &pos, &opts, error) ||
-            !arity("slot 1|2 [--new]", pos.size(), 1, 1, error)) {
+        if (n == 1 || findCommand(first + " " + words[1]) == nullptr) {
+            *error = n == 1 ? "usage: " + first + " COMMAND (" + subcommands(first) + ")"
+                            : "unknown " + first + " command '" + words[1] + "' (" + subcommands(first) + ")";
             return false;
         }
-        out->fresh = !opts.empty();
-        return parseSlot(pos[0], &out->slot, error);
+        name += " " + words[1];
+        at = 2;
     }
-    if (verb == "set-config") {
-        out->verb = Verb::SetConfig;
-        std::vector<std::string> pos;
-        std::vector<std::pair<std::string, std::string>> opts;
-        if (!splitOptions(words, 1, {"--gzip"}, {}, &pos, &opts, error) ||
-            !arity("set-config FILE [--gzip]", pos.size(), 1, 1, error)) {
-            return false;
+    const CommandRow& row = *findCommand(name);
+    out->verb = row.verb;
+    out->name = name;
+    // Text takes every word as it is, except --help right after the command.
+    const bool text = !row.args.empty() && row.args.back().kind == ArgKind::Text;
+    std::vector<std::string> positional;
+    bool optionsEnded = false;
+    for (size_t i = at; i < n; ++i) {
+        const std::string& w = words[i];
+        if (isHelpWord(w) && (i == at || (!text && !optionsEnded))) {
+            *out = Command();
+            out->name = first;
+            out->helpTopic = splitName(name);
+            return true;
         }
-        out->path = pos[0];
-        out->gzip = !opts.empty();
-        return true;
-    }
-    if (verb == "set-settings") return parseSetSettings(words, out, error);
-    if (verb == "get-settings") {
-        out->verb = Verb::GetSettings;
-        out->groups.resize(1);
-        return arity("get-settings GROUP", n, 2, 2, error) &&
-               parseGroup(words[1], &out->groups[0], error);
-    }
-    if (verb == "watch" || verb == "unwatch") {
-        out->verb = verb == "watch" ? Verb::Watch : Verb::Unwatch;
-        std::vector<std::string> pos;
-        std::vector<std::pair<std::string, std::string>> opts;
-        std::vector<std::string> valued;
-        if (out->verb == Verb::Watch) valued.push_back("--count");
-        if (!splitOptions(words, 1, {}, valued, &pos, &opts, error) ||
-            !arity(verb + " GROUP ..." + (out->verb == Verb::Watch ? " [--count N]" : ""),
-                   pos.size(), 1, SIZE_MAX, error)) {
-            return false;
+        if (w == "--" && !optionsEnded && (!text || i == at)) {
+            optionsEnded = true;
+            continue;
         }
-        for (const auto& o : opts) {
-            if (!parsePositive("count", o.second, 1000000, &out->count, error)) return false;
+        if (text || optionsEnded) {
+            positional.push_back(w);
+            continue;
         }
-        for (const auto& g : pos) {
-            const GroupInfo* group = nullptr;
-            if (!parseGroup(g, &group, error)) return false;
-            out->groups.push_back(group);
-        }
-        return true;
-    }
-    if (verb == "set-app-token") {
-        out->verb = Verb::SetAppToken;
-        if (!arity("set-app-token TOKEN", n, 2, 2, error)) return false;
-        out->text = words[1];
-        if (out->text.empty()) {
-            *error = "bad token: the token is empty";
-            return false;
-        }
-        return true;
-    }
-    if (verb == "token-fetch-status") {
-        out->verb = Verb::TokenFetchStatus;
-        if (!arity("token-fetch-status REQUEST-ID|last TOKEN-TYPE STATUS", n, 4, 4, error)) return false;
-        out->lastRequestId = words[1] == "last";
-        return (out->lastRequestId || parseRequestId(words[1], &out->requestId, error)) &&
-               parseEnum<V2_1::TokenType>(words[2], "token type", &out->tokenType, error) &&
-               parseEnum<V2_1::StatusCode>(words[3], "status", &out->status, error);
-    }
-    if (verb == "uce-status") {
-        out->verb = Verb::UceStatus;
-        std::vector<std::string> pos;
-        std::vector<std::pair<std::string, std::string>> opts;
-        if (!splitOptions(words, 1, {}, {"--mask"}, &pos, &opts, error) ||
-            !arity("uce-status [--mask MASK]", pos.size(), 0, 0, error)) {
-            return false;
-        }
-        for (const auto& o : opts) {
-            out->hasMask = true;
-            if (!parseMask(o.second, &out->mask, error)) return false;
-        }
-        return true;
-    }
-    if (verb == "platform-mask") {
-        out->verb = Verb::PlatformMask;
-        out->hasMask = true;
-        return arity("platform-mask MASK", n, 2, 2, error) && parseMask(words[1], &out->mask, error);
-    }
-    if (verb == "dump") {
-        out->verb = Verb::Dump;
-        if (!arity("dump [heap]", n, 1, 2, error)) return false;
-        if (n == 2 && words[1] != "heap") {
-            *error = "dump: unknown part '" + words[1] + "' (only 'heap')";
-            return false;
-        }
-        if (n == 2) out->text = words[1];
-        return true;
-    }
-    if (verb == "logcat") {
-        out->verb = Verb::Logcat;
-        for (size_t i = 1; i < n; ++i) {
-            if (words[i] == "-f" || words[i] == "--follow") {
-                out->follow = true;
-            } else if (!words[i].empty() && words[i][0] == '-') {
-                *error = "logcat: unknown option '" + words[i] + "' (only -f, --follow)";
+        if (const OptionRule* option = findOption(row, w)) {
+            if (option->hasValue && i + 1 >= n) {
+                *error = "option " + w + " needs a value";
                 return false;
-            } else {
-                out->filters.push_back(words[i]);
             }
-        }
-        hostlog::TagFilter unused;
-        std::string why;
-        if (!hostlog::TagFilter::parse(out->filters, &unused, &why)) {
-            *error = "logcat: " + why;
+            if (!applyOption(*option, option->hasValue ? words[++i] : "", out, error)) return false;
+        } else if (looksLikeOption(w)) {
+            *error = "unknown option '" + w + "' for " + name;
             return false;
+        } else {
+            positional.push_back(w);
         }
-        return true;
     }
-    if (verb == "list-services") {
-        out->verb = Verb::ListServices;
-        return arity("list-services", n, 1, 1, error);
+    size_t min = 0;
+    for (const auto& a : row.args) min += a.optional ? 0 : 1;
+    const bool rest = !row.args.empty() && (row.args.back().repeated || row.args.back().kind == ArgKind::HelpTopic);
+    if (positional.size() < min || (!rest && positional.size() > row.args.size())) {
+        const std::string usage = synopsis(row);
+        *error = "usage: " + name + (usage.empty() ? "" : " " + usage);
+        return false;
     }
-    if (verb == "modem") return parseModem(words, out, error);
-    if (verb == "wait") return parseWait(words, out, error);
-    if (verb == "echo") {
-        out->verb = Verb::Echo;
-        for (size_t i = 1; i < n; ++i) out->text += (i > 1 ? " " : "") + words[i];
-        return true;
+    for (size_t p = 0; p < positional.size(); ++p) {
+        const ArgKind kind = row.args[std::min(p, row.args.size() - 1)].kind;
+        if (kind == ArgKind::Text) {
+            for (size_t q = p; q < positional.size(); ++q) out->text += (q > p ? " " : "") + positional[q];
+            break;
+        }
+        if (kind == ArgKind::HelpTopic) {
+            out->helpTopic.assign(positional.begin() + static_cast<long>(p), positional.end());
+            std::string unused;
+            return topicHelp(out->helpTopic, &unused, error);
+        }
+        if (!parseArgument(kind, positional[p], out, error)) return false;
     }
-    if (verb == "help") {
-        out->verb = Verb::Help;
-        out->helpTopic.assign(words.begin() + 1, words.end());
-        std::string unused;
-        return topicHelp(out->helpTopic, &unused, error);
-    }
-    *error = "unknown command '" + verb + "' (try: help)";
-    return false;
-}
-
-bool isCommandWord(const std::string& word) {
-    for (const auto& doc : commandDocs()) {
-        std::string name = doc.name;
-        if (word == name.substr(0, name.find(' '))) return true;
-    }
-    return false;
+    return true;
 }
 
 std::string tokenTypeName(int32_t value) { return enumName<V2_1::TokenType>(value); }

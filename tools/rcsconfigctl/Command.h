@@ -2,10 +2,10 @@
  * Command: one parsed client command, complete and checked, so that running
  * it can no longer fail for bad input. parseCommand() is the grammar:
  *
- * The commands, their arguments and an example of each are described once,
- * in HelpText.cpp (`help`, `help COMMAND`, `COMMAND --help`).
- *
- * `wait` takes --timeout SECONDS; every command that waits has a timeout.
+ * the words of each command, the kind of each argument and the options come
+ * from CommandTable, which the help and the completions read as well.
+ * `COMMAND --help` (or -h) anywhere, or right after `echo` and `modem
+ * control`, whose other words are text, is `help COMMAND`.
  */
 #ifndef RCSCONFIGCTL_COMMAND_H
 #define RCSCONFIGCTL_COMMAND_H
@@ -14,34 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "CommandTable.h"
 #include "SettingsCatalog.h"
 
 namespace rcsctl {
 
-enum class Verb {
-    Slot,
-    SetConfig,
-    SetSettings,
-    GetSettings,
-    Watch,
-    Unwatch,
-    SetAppToken,
-    TokenFetchStatus,
-    UceStatus,
-    PlatformMask,
-    Dump,
-    Logcat,
-    ModemRestart,
-    ModemTokenRequest,
-    ModemShowConfig,
-    ModemControl,
-    WaitReconfig,
-    WaitTokenRequest,
-    WaitChange,
-    Echo,
-    Help,
-    ListServices,
-};
 
 struct Command {
     Verb verb = Verb::Help;
@@ -70,9 +47,6 @@ struct Command {
 
 // Parses one command from its words; false with a one-line reason in *error.
 bool parseCommand(const std::vector<std::string>& words, Command* out, std::string* error);
-
-// True when `word` begins a command (for options that take an optional value).
-bool isCommandWord(const std::string& word);
 
 // Names of the 2.1 token enumerations, for output.
 std::string tokenTypeName(int32_t value);

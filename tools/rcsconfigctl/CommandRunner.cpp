@@ -63,6 +63,9 @@ bool CommandRunner::run(const Command& c, std::string* error) {
         case Verb::ListServices:
             printServiceList(mOptions.registryDir, mOut);
             return true;
+        case Verb::Quit:
+            return true;  // the session's loop ends
+
     }
     *error = "command not handled";
     return false;
@@ -83,6 +86,14 @@ void CommandRunner::printNotices() {
 std::string CommandRunner::noAnswer(const std::string& what) const {
     if (mSession.serviceDead()) return what + ": the service died before answering";
     return what + ": no answer from the service within " + seconds(mOptions.timeout);
+}
+
+bool CommandRunner::objectUsable(const std::string& what, std::string* error) const {
+    if (!mSession.stale(mOptions.slot)) return true;
+    const std::string slot = std::to_string(mOptions.slot);
+    *error = what + ": the slot " + slot + " object was made before the modem restarted and the modem " +
+             "no longer answers for it; make a new one with: slot " + slot + " --new";
+    return false;
 }
 
 std::string CommandRunner::callError(const std::string& what, const android::hardware::Status& failed) {

@@ -79,21 +79,28 @@ private:
     // it with the session timeout: `send` makes the call, handing the
     // service a callback that fills the Awaited it is given. False with the
     // reason when the call did not reach the service or no answer came.
+    // `throughModem`: the answer comes from the modem, which forgets the
+    // slot's object when it restarts; a stale object fails at once.
     template <typename T, typename Send>
-    bool callAndWait(const std::string& what, Send send, T* answer, std::string* error) {
+    bool callAndWait(const std::string& what, Send send, T* answer, std::string* error, bool throughModem = false) {
+        if (throughModem && !objectUsable(what, error)) return false;
         auto result = std::make_shared<Awaited<T>>();
         mSession.abandonOnDeath(result);
+        if (throughModem) mSession.abandonOnReconfig(mOptions.slot, result);
         android::hardware::Return<void> ret = send(result);
         if (!ret.isOk()) {
             *error = callError(what, ret.getStatus());
             return false;
         }
         if (!result->wait(mOptions.timeout, answer)) {
-            *error = noAnswer(what);
+            if (!throughModem || objectUsable(what, error)) *error = noAnswer(what);
             return false;
         }
         return true;
     }
+    // False, with the reason and what to do, when the slot's object was
+    // made before the modem last restarted.
+    bool objectUsable(const std::string& what, std::string* error) const;
     // False with the reason when a call with an immediate answer did not
     // reach the service.
     template <typename T>

@@ -1,7 +1,7 @@
 /*
- * HelpText: the one description of rcsconfigctl's commands. The overview of
- * `help`, `help COMMAND` / `COMMAND --help`, `help keys`, the man page and the
- * bash completion are all written from it, so help and docs cannot drift.
+ * HelpText: what rcsconfigctl says about its commands - the overview of
+ * `help`, `help COMMAND` / `COMMAND --help`, `help keys` and the man page -
+ * all written from CommandTable, the same table the parser reads.
  */
 #ifndef RCSCONFIGCTL_HELP_TEXT_H
 #define RCSCONFIGCTL_HELP_TEXT_H
@@ -10,21 +10,6 @@
 #include <vector>
 
 namespace rcsctl {
-
-struct CommandDoc {
-    const char* name;      // the command word(s), e.g. "set-settings", "modem restart"
-    const char* synopsis;  // its arguments, e.g. "GROUP KEY=VALUE ..."
-    const char* summary;   // one line for the overview
-    const char* details;   // what the arguments mean, lines of text (may be empty)
-    const char* example;   // one command line as a user types it
-};
-
-// Every command, in the order the overview lists them.
-const std::vector<CommandDoc>& commandDocs();
-
-// The command named `name` ("set-settings", "modem", "modem restart", ...);
-// null when there is none.
-const CommandDoc* findCommandDoc(const std::string& name);
 
 // The overview: one line per command, the group names and how keys are named.
 std::string commandOverview();
@@ -40,14 +25,6 @@ bool keysHelp(const std::string& groupText, std::string* text, std::string* erro
 
 // The manual page (troff, section 1), with `usage` as its options part.
 std::string manPage(const std::string& usage, const std::string& version);
-
-// The words that may complete the word being typed, `prefix`, after `before`
-// (the text before it on the line): commands, modem subcommands, help
-// topics, wait kinds, groups, and KEY= of the group a set-settings names.
-std::vector<std::string> completeWord(const std::string& before, const std::string& prefix);
-
-// A bash completion script for commands, groups, keys and options.
-std::string bashCompletion();
 
 }  // namespace rcsctl
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -14,7 +15,7 @@
 
 #include "Command.h"
 #include "CommandRunner.h"
-#include "HelpText.h"
+#include "Completion.h"
 #include "NoticeQueue.h"
 #include "Output.h"
 #include "ScriptTokenizer.h"
@@ -25,7 +26,6 @@ namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitBadInput = 2;
-constexpr int kExitInterrupted = 130;  // 128 + SIGINT, as shells report it
 
 // The line-editing library calls back through plain functions.
 std::vector<std::string> gMatches;
@@ -75,7 +75,18 @@ char* nextMatch(const char* /*text*/, int state) {
 }
 
 char** complete(const char* text, int start, int /*end*/) {
-    gMatches = completeWord(std::string(rl_line_buffer, static_cast<size_t>(start)), text);
+    std::vector<std::string> before;
+    std::string error;
+    Completion c;
+    if (splitWords(std::string(rl_line_buffer, static_cast<size_t>(start)), &before, &error)) {
+        c = completeCommand(before, text);
+    }
+    // A file name: the editor's own completion; anything else: only ours.
+    rl_attempted_completion_over = c.files ? 0 : 1;
+    if (c.files) return nullptr;
+    gMatches = c.words;
+    // KEY= is followed by its value, not a blank.
+    rl_completion_append_character = gMatches.size() == 1 && gMatches[0].back() == '=' ? '\0' : ' ';
     return rl_completion_matches(text, nextMatch);
 }
 
@@ -86,8 +97,15 @@ std::string historyPath() {
 
 }  // namespace
 
-InteractiveShell::InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices)
-    : mRunner(runner), mOutput(output), mNotices(notices) {}
+InteractiveShell::InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices,
+                                   std::function<int()> stopSignal)
+    : mRunner(runner), mOutput(output), mNotices(notices), mStopSignal(std::move(stopSignal)) {}
+
+bool InteractiveShell::cancelled() {
+    if (mStopSignal() != SIGINT) return false;
+    mNotices.resume();
+    return true;
+}
 
 void InteractiveShell::runLine(const std::string& line) {
     ++mLineNumber;
@@ -101,9 +119,14 @@ void InteractiveShell::runLine(const std::string& line) {
     }
     if (words.empty()) return;
     add_history(line.c_str());
+    if (command.verb == Verb::Quit) {
+        mQuit = true;
+        return;
+    }
     if (!mRunner.run(command, &error)) {
         mOutput.error("", error);
-        mStatus = std::max(mStatus, kExitFailed);
+        // What the user cancelled has not failed.
+        if (!mNotices.stopped()) mStatus = std::max(mStatus, kExitFailed);
     }
 }
 
@@ -136,15 +159,26 @@ int InteractiveShell::run() {
     const std::string prompt = "rcsconfigctl> ";
     rl_callback_handler_install(prompt.c_str(), onLine);
 
-    bool interrupted = false;
-    while (!gEndOfInput) {
+    int signal = 0;
+    while (!gEndOfInput && !mQuit && signal == 0) {
         pollfd fds[2] = {{gKeysFd >= 0 ? gKeysFd : STDIN_FILENO, POLLIN, 0}, {mNotices.wakeFd(), POLLIN, 0}};
         if (poll(fds, 2, -1) < 0) continue;
         if (fds[1].revents & POLLIN) {
             mNotices.clearWake();
             if (mNotices.stopped()) {
-                interrupted = true;
-                break;
+                if (!cancelled()) {
+                    signal = mStopSignal();
+                    break;
+                }
+                // Ctrl-C at the prompt: the line typed so far goes, as in a
+                // shell. The editor lets the terminal go before the mark is
+                // printed, so keys typed after it meet the new prompt.
+                rl_replace_line("", 0);
+                rl_callback_handler_remove();
+                fputs("^C\n", stdout);
+                fflush(stdout);
+                rl_callback_handler_install(prompt.c_str(), onLine);
+                gTypedSincePrompt = false;
             }
             showNotices(prompt);
         }
@@ -157,10 +191,11 @@ int InteractiveShell::run() {
                 // output and the notices it waits for come in order.
                 rl_callback_handler_remove();
                 runLine(gLine);
-                if (mNotices.stopped()) {
-                    interrupted = true;
+                if (mNotices.stopped() && !cancelled()) {
+                    signal = mStopSignal();
                     break;
                 }
+                if (mQuit) break;
                 rl_callback_handler_install(prompt.c_str(), onLine);
                 gTypedSincePrompt = false;
             }
@@ -172,7 +207,7 @@ int InteractiveShell::run() {
     if (!history.empty()) write_history(history.c_str());
     fputs("\n", stdout);
     fflush(stdout);
-    return interrupted ? kExitInterrupted : mStatus;
+    return signal != 0 ? 128 + signal : mStatus;
 }
 
 }  // namespace rcsctl

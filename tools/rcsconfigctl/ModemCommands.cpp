@@ -9,14 +9,18 @@
 #include <hostlog/TagFilter.h>
 
 #include "CommandRunner.h"
-#include "DumpJson.h"
 
 namespace rcsctl {
 
 bool CommandRunner::dump(std::string* error) {
     std::string text;
-    if (!mSession.dump(&text, error)) return false;
-    mOut.report(text, Json().str("cmd", "dump").merge(dumpJson(text)));
+    if (mOut.json()) {
+        if (!mSession.dumpJson(&text, error)) return false;
+        mOut.report("", Json().str("cmd", "dump").raw("state", asciiJson(text)));
+    } else {
+        if (!mSession.dump(&text, error)) return false;
+        mOut.report(text, Json());
+    }
     return true;
 }
 
@@ -62,7 +66,7 @@ bool CommandRunner::modemRestart(std::string* error) {
 }
 
 bool CommandRunner::modemTokenRequest(const Command& c, std::string* error) {
-    std::string text = "token-request " + std::to_string(mOptions.slot - 1) + " " + std::to_string(c.tokenType) +
+    std::string text = "token-request " + std::to_string(mOptions.slot) + " " + std::to_string(c.tokenType) +
                        " " + std::to_string(c.reason);
     if (c.hasRequestId) text += " " + std::to_string(c.requestId);
     std::string reply;
@@ -83,9 +87,9 @@ bool CommandRunner::modemTokenRequest(const Command& c, std::string* error) {
 }
 
 bool CommandRunner::modemShowConfig(std::string* error) {
-    const int sub = mOptions.slot - 1;
+    const int slot = mOptions.slot;
     std::string reply;
-    if (!mSession.modemControl("configs " + std::to_string(sub), &reply, error)) return false;
+    if (!mSession.modemControl("configs " + std::to_string(slot), &reply, error)) return false;
     std::istringstream lines(reply);
     std::string line;
     std::getline(lines, line);
@@ -108,7 +112,7 @@ bool CommandRunner::modemShowConfig(std::string* error) {
         text += "  (the modem keeps the last " + std::to_string(listed) + " of them)\n";
     }
     std::string token;
-    if (!mSession.modemControl("token " + std::to_string(sub), &token, error)) return false;
+    if (!mSession.modemControl("token " + std::to_string(slot), &token, error)) return false;
     text += "  application token: " + (token.empty() ? std::string("(none)") : textQuote(token));
     mOut.report(text, Json().str("cmd", "modem show-config").num("slot", mOptions.slot).raw("documents", docs)
                           .str("appToken", token).str("status", "OK"));

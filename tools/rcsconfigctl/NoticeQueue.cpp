@@ -71,6 +71,11 @@ bool NoticeQueue::stopped() const {
     return mStopped;
 }
 
+void NoticeQueue::resume() {
+    hostsync::MutexLock lock(mLock);
+    mStopped = false;
+}
+
 bool NoticeQueue::serviceDied() const {
     hostsync::MutexLock lock(mLock);
     for (const auto& n : mNotices) {

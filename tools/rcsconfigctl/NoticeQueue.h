@@ -56,8 +56,12 @@ public:
     // Removes and returns everything queued except a Stop notice; main thread.
     std::vector<Notice> drain();
 
-    // True once a Stop notice was pushed (the user asked the client to end).
+    // True once a Stop notice was pushed (the user asked the client to end,
+    // or, in an interactive session, to cancel what it does).
     bool stopped() const;
+    // Forgets the Stop, for an interactive session that goes on after a
+    // Ctrl-C cancelled a line or a wait. Main thread.
+    void resume();
 
     // True while a ServiceDied notice is queued; any thread.
     bool serviceDied() const;

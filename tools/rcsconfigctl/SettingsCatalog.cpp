@@ -197,7 +197,7 @@ bool appendValue(const KeyInfo& key, const std::string& text, V2_0::SettingsValu
                        text == "0") {
                 value = false;
             } else {
-                *error = "bad value for " + key.name + ": '" + text + "' is not true or false";
+                *error = "bad value for " + key.name + ": '" + text + "' is not true or false (nor on/off, yes/no, 1/0)";
                 return false;
             }
             std::vector<V2_0::KeyValuePairTypeBool> list = values->boolData;
@@ -208,7 +208,7 @@ bool appendValue(const KeyInfo& key, const std::string& text, V2_0::SettingsValu
         case ValueKind::String: {
             if (text.size() > key.capacity) {
                 *error = "bad value for " + key.name + ": " + std::to_string(text.size()) +
-                         " characters, at most " + std::to_string(key.capacity) + " fit";
+                         " bytes, at most " + std::to_string(key.capacity) + " fit";
                 return false;
             }
             V2_0::KeyValuePairTypeString pair;

@@ -62,7 +62,7 @@ bool CommandRunner::setConfig(const Command& c, std::string* error) {
     mLastConfig[mOptions.slot] = c;
     V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
     if (!callAndWait("set-config", [&](auto result) { return config->setConfig(container, new SetConfigCb(result)); },
-                     &status, error)) {
+                     &status, error, true)) {
         return false;
     }
     Result r;
@@ -89,7 +89,7 @@ bool CommandRunner::setSettings(const Command& c, std::string* error) {
     V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
     if (!callAndWait("set-settings",
                      [&](auto result) { return config->setSettingsValue(c.settings, new SetConfigCb(result)); },
-                     &status, error)) {
+                     &status, error, true)) {
         return false;
     }
     const std::string group = groupName(c.settings.settingsId);
@@ -107,7 +107,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
     GetResult answer;
     if (!callAndWait("get-settings",
                      [&](auto result) { return config->getSettingsValue(c.groups[0]->id, new GetSettingsCb(result)); },
-                     &answer, error)) {
+                     &answer, error, true)) {
         return false;
     }
     Result r;
@@ -120,7 +120,7 @@ bool CommandRunner::getSettings(const Command& c, std::string* error) {
 
 bool CommandRunner::watch(const Command& c, std::string* error) {
     sp<V2_0::IRcsConfig> config = mSession.config(mOptions.slot, error);
-    if (config == nullptr) return false;
+    if (config == nullptr || !objectUsable("watch", error)) return false;
     unsigned long sent = mSession.registrationsSent();
     for (const auto* g : c.groups) {
         auto ret = config->registerForSettingsChange(g->id, mSession.changeCallback(mOptions.slot));

@@ -53,6 +53,18 @@ std::string commonEscape(uint32_t c) {
     }
 }
 
+// A character that is not printable ASCII, escaped by code point (a
+// surrogate pair above U+FFFF).
+std::string codePointEscape(uint32_t c) {
+    if (c < 0x10000) return hex("\\u%04x", c);
+    c -= 0x10000;
+    return hex("\\u%04x", 0xd800 + (c >> 10)) + hex("\\u%04x", 0xdc00 + (c & 0x3ff));
+}
+
+// A byte that is not UTF-8, as the four characters \xNN once decoded: JSON
+// has no escape for a byte, and a lone surrogate is no character.
+std::string byteEscape(unsigned char byte) { return hex("\\\\x%02x", byte); }
+
 }  // namespace
 
 std::string jsonQuote(const std::string& s) {
@@ -61,7 +73,7 @@ std::string jsonQuote(const std::string& s) {
         uint32_t c = 0;
         size_t length = utf8Sequence(s, i, &c);
         if (length == 0) {
-            out += hex("\\udc%02x", static_cast<unsigned char>(s[i]));
+            out += byteEscape(static_cast<unsigned char>(s[i]));
             ++i;
             continue;
         }
@@ -71,14 +83,28 @@ std::string jsonQuote(const std::string& s) {
             out += escape;
         } else if (c >= 0x20 && c < 0x7f) {
             out += static_cast<char>(c);
-        } else if (c < 0x10000) {
-            out += hex("\\u%04x", c);
         } else {
-            c -= 0x10000;
-            out += hex("\\u%04x", 0xd800 + (c >> 10)) + hex("\\u%04x", 0xdc00 + (c & 0x3ff));
+            out += codePointEscape(c);
         }
     }
     return out + "\"";
+}
+
+std::string asciiJson(const std::string& json) {
+    std::string out;
+    for (size_t i = 0; i < json.size();) {
+        uint32_t c = 0;
+        const size_t length = utf8Sequence(json, i, &c);
+        if (length == 1) {
+            out += json[i];
+        } else if (length == 0) {
+            out += byteEscape(static_cast<unsigned char>(json[i]));
+        } else {
+            out += codePointEscape(c);
+        }
+        i += length == 0 ? 1 : length;
+    }
+    return out;
 }
 
 std::string textQuote(const std::string& s) {

@@ -19,10 +19,14 @@ size_t utf8Sequence(const std::string& s, size_t at, uint32_t* codePoint);
 
 // A JSON string literal: quotes, backslashes and control characters escaped,
 // every non-ASCII character escaped by code point (\u00e9; surrogate pairs
-// above U+FFFF), and a byte that is not UTF-8 escaped as \udcXX (XX the byte,
-// the lone low surrogate that Python's "surrogateescape" also uses), so that
-// the original bytes can be recovered and the output is always ASCII.
+// above U+FFFF), and each byte that is not UTF-8 escaped on its own as the
+// text \xNN (XX the byte, as the text output shows it), so the output is
+// ASCII, decodes with any strict parser and never holds a lone surrogate.
 std::string jsonQuote(const std::string& s);
+
+// JSON text from elsewhere (the service's dump) made ASCII the same way:
+// the non-ASCII bytes, which only its strings may hold, escaped as above.
+std::string asciiJson(const std::string& json);
 
 // A readable quoted string for text output: UTF-8 characters as they are,
 // quotes, backslashes and control characters escaped as in C, and a byte that

@@ -24,7 +24,7 @@ bool CommandRunner::setAppToken(const Command& c, std::string* error) {
     if (config == nullptr) return false;
     V2_0::RequestStatus status = V2_0::RequestStatus::FAIL;
     if (!callAndWait("set-app-token", [&](auto result) { return config->setAppToken(c.text, new SetConfigCb(result)); },
-                     &status, error)) {
+                     &status, error, true)) {
         return false;
     }
     Result r;

@@ -17,6 +17,7 @@
 #include "ClientSession.h"
 #include "Command.h"
 #include "CommandRunner.h"
+#include "Completion.h"
 #include "HelpText.h"
 #include "InteractiveShell.h"
 #include "NoticeQueue.h"
@@ -118,6 +119,7 @@ int runScriptFile(const std::vector<ScriptLine>& lines, const std::string& path,
                   Output& output, NoticeQueue& notices, bool keepGoing) {
     int status = 0;
     for (const auto& entry : lines) {
+        if (entry.command.verb == Verb::Quit) break;
         if (notices.stopped()) {
             output.error(path + ":" + std::to_string(entry.number), "interrupted");
             return kExitFailed;
@@ -152,6 +154,7 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
             continue;
         }
         if (words.empty()) continue;
+        if (command.verb == Verb::Quit) break;
         if (!runner.run(command, &error)) {
             output.error(where, error);
             status = std::max(status, failureStatus(runner));
@@ -164,6 +167,8 @@ int runStdin(CommandRunner& runner, Output& output, NoticeQueue& notices, bool k
 }  // namespace
 
 int main(int argc, char** argv) {
+    // What the bash completion asks: no service, no other option.
+    if (argc == 3 && std::string(argv[1]) == "--complete") return printCompletion(argv[2]);
     ToolOptions options;
     std::string error;
     Output output(std::cout, std::cerr, false);
@@ -241,10 +246,14 @@ int main(int argc, char** argv) {
             runnerOptions.replayConfig = options.replayConfig;
             runnerOptions.registryDir = options.registryDir;
             CommandRunner runner(session, notices, out, runnerOptions);
-            // `lshal debug` shows the service as it is: attached, a dump
-            // alone makes no object first.
-            const bool needsObject = !(runnerOptions.oneShot && options.attach && single.verb == Verb::Dump);
-            if (needsObject && !session.waitUntilReady(options.slot, runnerOptions.timeout, &error)) {
+            // A command that only observes (dump, logcat, the modem's
+            // controls) makes no object: it must not change what it shows,
+            // and a service attached to keeps no orphan of ours. Attached, it
+            // also takes the modem as it finds it.
+            const bool observing = runnerOptions.oneShot && !commandFor(single.verb).usesObject;
+            const bool ready = observing ? options.attach || session.waitForModem(runnerOptions.timeout, &error)
+                                         : session.waitUntilReady(options.slot, runnerOptions.timeout, &error);
+            if (!ready) {
                 out.error("", error);
                 status = interruptedStatus(kExitFailed);
             } else if (runnerOptions.oneShot) {
@@ -254,7 +263,7 @@ int main(int argc, char** argv) {
                 }
                 status = interruptedStatus(status);
             } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
-                status = InteractiveShell(runner, out, notices).run();
+                status = InteractiveShell(runner, out, notices, [&] { return signalWatcher.signal(); }).run();
             } else if (options.script == "-") {
                 status = runStdin(runner, out, notices, options.keepGoing);
             } else {

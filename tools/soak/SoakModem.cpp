@@ -51,7 +51,7 @@ void emulatorDocuments(SoakService& service, int64_t* count, int64_t* bytes) {
     *bytes = 0;
     for (int sub = 0; sub < 2; ++sub) {
         std::string reply;
-        if (!service.modemControl("configs " + std::to_string(sub), &reply)) continue;
+        if (!service.modemControl("configs " + std::to_string(sub + 1), &reply)) continue;
         const char* p = reply.c_str();
         while ((p = strstr(p, "len=")) != nullptr) {
             p += 4;

@@ -173,7 +173,7 @@ void Soak::workCycle(long cycle) {
     int sub = static_cast<int>(cycle % 2);
     testkit::CallCounts& notices = mListeners[sub]->tokenRequests;
     uint64_t notices0 = notices.total();
-    std::string command = "token-request " + std::to_string(sub) + " 1 2 " + std::to_string(mNextTokenId++);
+    std::string command = "token-request " + std::to_string(sub + 1) + " 1 2 " + std::to_string(mNextTokenId++);
     std::string reply;
     if (mService.modemControl(command, &reply)) {
         ++mTally.modemTokenRequests;

@@ -15,16 +15,18 @@
  *   drop-ind <svc> <msg> [count]
  *   ind-length <svc> <msg> <length> [count]
  *   clear-faults
- *   token-request <sub> <type> <reason> [request-id]   -> "sent <n>"
+ *   token-request <slot> <type> <reason> [request-id]  -> "sent <n>"
  *   count <svc> <msg>                         -> number of such requests received
  *   connections <svc>                         -> number of open connections
- *   configs <sub>                             -> "<n>" (received so far), then one
+ *   configs <slot>                            -> "<n>" (received so far), then one
  *                                                "token=<t> gzip=<0|1> len=<bytes>" line
  *                                                for each of the last few kept
- *   token <sub>                               -> the stored ACS token's text
+ *   token <slot>                              -> the stored ACS token's text
  *   clear-requests
  *
- * Numbers may be decimal or 0x-hex; count 0 means "until cleared".
+ * Numbers may be decimal or 0x-hex; count 0 means "until cleared". A slot
+ * counts from 1, as every SIM slot the user sees (the modem's subscription
+ * is the slot less one); a slot the modem does not have is an error.
  */
 #ifndef EMULATOR_MODEM_CONTROL_H
 #define EMULATOR_MODEM_CONTROL_H

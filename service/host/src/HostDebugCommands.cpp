@@ -91,6 +91,8 @@ bool HostDebugCommands::run(const std::vector<std::string>& options, std::string
         // keeps by design from a leak: RSS alone mixes in the allocator.
         struct mallinfo2 info = mallinfo2();
         *text = std::to_string(info.uordblks + info.hblkhd) + "\n";
+    } else if (verb == "dump-json" && args == 0) {
+        *text = mHost.dumpJson() + "\n";
     } else if (verb == "retained-sizes" && args == 0) {
         *text = retainedSizes();
     } else if (verb == "logcat" && args == 1 && number(options[1], ~0UL, &a)) {
@@ -100,7 +102,7 @@ bool HostDebugCommands::run(const std::vector<std::string>& options, std::string
         for (const auto& line : lines) *text += line;
     } else if (verb == "wait-idle" || verb == "wait-ready" || verb == "registrations" ||
                verb == "wait-registrations" || verb == "platform-mask" || verb == "modem" || verb == "heap" ||
-               verb == "retained-sizes" || verb == "logcat") {
+               verb == "retained-sizes" || verb == "logcat" || verb == "dump-json") {
         *text = "error: bad arguments for '" + verb + "'\n";
     } else {
         return false;

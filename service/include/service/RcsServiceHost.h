@@ -74,6 +74,9 @@ public:
     // subscribed slots, listeners, service objects, pending requests per kind).
     // Any thread.
     std::string dump() const;
+    // The same facts as one JSON object: numbers as numbers, flags as
+    // booleans, each listener's client process as a field. Any thread.
+    std::string dumpJson() const;
 
     // Blocks until every event posted so far has been handled by the loop
     // thread. For tools and tests that need a quiet point. Any thread but the loop.

@@ -101,18 +101,15 @@ TEST(BadInputTest, Json_ErrorsAlsoComeAsAJsonObjectOnStdout) {
     EXPECT_EQ("{\"error\":\"unknown group '7' (groups: presence, messaging, user-agent, ims-service)\"}\n", r.out);
 }
 
-TEST(BadInputTest, Help_HelpListsOptionsAndCommandsWithStatus0) {
+// Help (all of it or one command's) and the version answer at once, without
+// starting a service; an unknown topic is bad input.
+TEST(BadInputTest, Help_HelpOneCommandsHelpAndVersionNeedNoService) {
     ToolResult r = runTool({"--help"});
     EXPECT_EQ(0, r.exitCode);
     EXPECT_EQ(0u, r.at("usage: rcsconfigctl [OPTIONS] COMMAND [ARGS...]"));
     EXPECT_TRUE(r.has("  set-settings GROUP KEY=VALUE ...        write settings of one group"));
     EXPECT_EQ("", r.err);
-}
-
-// Help for one command answers at once, without starting a service; an
-// unknown topic is bad input.
-TEST(BadInputTest, Help_OneCommandsHelpAndVersionNeedNoService) {
-    ToolResult r = runTool({"help", "set-settings"});
+    r = runTool({"help", "set-settings"});
     EXPECT_EQ(0, r.exitCode) << r.err;
     EXPECT_EQ(0u, r.at("usage: set-settings GROUP KEY=VALUE ..."));
     EXPECT_TRUE(r.has("example:"));
@@ -121,6 +118,26 @@ TEST(BadInputTest, Help_OneCommandsHelpAndVersionNeedNoService) {
     ToolResult unknown = runTool({"help", "set-setings"});
     EXPECT_EQ(2, unknown.exitCode);
     EXPECT_EQ("rcsconfigctl: no help for 'set-setings' (try: help)\n", unknown.err);
+}
+
+// The written bash completion asks the tool, so bash offers what the
+// parser takes: slots after --slot, a wait's kinds, files for a document.
+TEST(BadInputTest, Help_BashCompletionOffersWhatTheParserTakesAtTheCursor) {
+    TempDir dir;
+    const std::string script = dir.write("completion.bash", runTool({"--bash-completion"}).out);
+    dir.write("doc.xml", "<x/>");
+    const std::string driver =
+            "source \"$1\"; cd \"$2\"; shift 2\n"
+            "for line in \"$@\"; do\n"
+            "  COMP_LINE=$line; COMP_POINT=${#line}; read -ra COMP_WORDS <<< \"$line\"\n"
+            "  [[ $line == *' ' ]] && COMP_WORDS+=('')\n"
+            "  COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _rcsconfigctl " RCSCONFIGCTL_PATH "\n"
+            "  echo \"${COMPREPLY[*]}\"\n"
+            "done\n";
+    ToolResult r = runProgram("/bin/bash", {"-c", driver, "bash", script, dir.path(), "rcsconfigctl --slot ",
+                                            "rcsconfigctl --slot 2 wait ", "rcsconfigctl set-config d",
+                                            "rcsconfigctl set-settings presence publish_t"});
+    EXPECT_EQ("1 2\nreconfig token-request change\ndoc.xml\npublish_timer=\n", r.out) << r.err;
 }
 
 }  // namespace

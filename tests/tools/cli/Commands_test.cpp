@@ -89,6 +89,26 @@ TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     ASSERT_EQ(0, json.exitCode) << json.err;
     EXPECT_EQ(3u, json.count("\"IMS_USER_AGENT\":\"h\\u00e9llo w\\u00f6rld \\u20ac\\ud83d\\ude00\""))
             << json.out;
+
+    // Bytes that are not UTF-8 are escaped one by one, and every line, the
+    // structured dump's too, decodes with a strict parser into text without
+    // a lone surrogate.
+    json = runScript("set-settings user-agent 'IMS_USER_AGENT=a\xff\xc3" "b'\nget-settings user-agent\ndump\n", {"--json"});
+    ASSERT_EQ(0, json.exitCode) << json.err;
+    const char* check =
+            "import json, sys\n"
+            "def walk(v):\n"
+            "    if isinstance(v, str): assert not any(0xd800 <= ord(c) <= 0xdfff for c in v), ascii(v)\n"
+            "    elif isinstance(v, dict): [walk(k) or walk(x) for k, x in v.items()]\n"
+            "    elif isinstance(v, list): [walk(x) for x in v]\n"
+            "for line in sys.stdin:\n"
+            "    o = json.loads(line); walk(o)\n"
+            "    if o.get('cmd') == 'get-settings': print(o['values']['IMS_USER_AGENT'])\n"
+            "    if o.get('cmd') == 'dump':\n"
+            "        s = o['state']; print(s['serviceObjects']['count'], s['listeners']['entries'][0]['slot'], s['modem']['up'])\n";
+    ToolResult decoded = runProgram("/usr/bin/env", {"python3", "-c", check}, json.out);
+    EXPECT_EQ(0, decoded.exitCode) << decoded.err << json.out;
+    EXPECT_EQ("a\\xff\\xc3b\n1 1 True\n", decoded.out) << json.out;
 }
 
 TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
@@ -137,7 +157,7 @@ TEST(CommandsTest, Config_GzipOnTheFlyPlainAndPrecompressedDocumentsReachTheMode
 TEST(CommandsTest, Config_RefusedWithoutCarrierConfigurationSupport) {
     TempDir dir;
     std::string doc = dir.write("d.xml", "<wap-provisioningdoc/>");
-    ToolResult r = runScript("modem control carrier-config off\nmodem restart\nwait reconfig\nset-config " + doc + "\n");
+    ToolResult r = runScript("modem control carrier-config off\nmodem restart\nwait reconfig\nslot 1 --new\nset-config " + doc + "\n");
     EXPECT_EQ(1, r.exitCode) << r.out;
     EXPECT_TRUE(r.has("bytes, sent uncompressed -> FAIL"));
 }
@@ -162,12 +182,20 @@ TEST(CommandsTest, Uce_PlatformMaskCommandSetsTheMaskLaterQueriesUse) {
     EXPECT_TRUE(r.has("[slot 1] uce-status: presence not supported, options not supported (platform mask 0x1)"));
 }
 
-TEST(CommandsTest, Modem_AfterARestartTheOldObjectHasNoModemConnection) {
-    // Only a creation subscribes a slot at the modem; the old object's
-    // requests are dropped by the service, and the client reports the timeout.
-    ToolResult r = runScript("modem restart\nwait reconfig\nget-settings presence\n", {"--timeout", "1"});
+TEST(CommandsTest, Modem_AfterARestartTheOldObjectFailsAtOnceWithTheHintAndANewOneWorks) {
+    // Only a creation subscribes a slot at the modem again: the old object's
+    // requests would never be answered, so they fail without waiting (with a
+    // minute's time-out, waiting for two would outlast the test's own).
+    ToolResult r = runScript("modem restart\nwait reconfig\nget-settings presence\nset-settings presence PUBLISH_TIMER=5\n"
+                             "slot 1 --new\nget-settings presence\n",
+                             {"--timeout", "60", "--keep-going"});
     EXPECT_EQ(1, r.exitCode) << r.out;
-    EXPECT_EQ("rcsconfigctl: stdin:3: get-settings: no answer from the service within 1 s\n", r.err);
+    const std::string hint = " object was made before the modem restarted and the modem no longer answers for it; "
+                             "make a new one with: slot 1 --new\n";
+    EXPECT_EQ("rcsconfigctl: stdin:3: get-settings: the slot 1" + hint + "rcsconfigctl: stdin:4: set-settings: the slot 1" +
+                      hint,
+              r.err);
+    EXPECT_TRUE(r.has("[slot 1] get-settings PRESENCE_CONFIG -> OK")) << r.out;
 }
 
 TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
@@ -177,13 +205,17 @@ TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
     r = runTool({"modem", "control", "explode"});
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode ('help' lists the controls)\n", r.err);
+    // Slots count from 1 here too, and one the modem does not have is an error.
+    r = runTool({"modem", "control", "token", "3"});
+    EXPECT_EQ(1, r.exitCode);
+    EXPECT_EQ("rcsconfigctl: modem token 3: no slot 3 (the modem has 2 slots, counted from 1)\n", r.err);
     r = runTool({"modem", "control", "help"});
     EXPECT_EQ(0, r.exitCode);
     EXPECT_TRUE(r.has("  drop-ind <svc> <msg> [count]")) << r.out;
 }
 
 TEST(CommandsTest, Dump_PrintsTheServiceStateAndExits0) {
-    ToolResult r = runTool({"--slot", "2", "dump"});
+    ToolResult r = runScript("dump\n", {"--slot", "2"});
     ASSERT_EQ(0, r.exitCode) << r.err;
     EXPECT_TRUE(r.has("Modem (embedded modem emulator)"));
     EXPECT_TRUE(r.has("  slot 2: settings client subscribed: yes, application client subscribed: yes"));

@@ -136,8 +136,10 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
                              "configuration uploads (answers kept until the modem goes down): 1"}))
             << mLastDump;
     // Each listener names the client process it belongs to.
+    const std::string json = runTool(attached({"--json", "dump"})).out;
     for (pid_t client : {survivor->pid(), doomed->pid()}) {
         EXPECT_NE(std::string::npos, mLastDump.find(", client pid " + std::to_string(client) + "\n")) << mLastDump;
+        EXPECT_NE(std::string::npos, json.find("\"clientPid\":" + std::to_string(client) + "}")) << json;
     }
     doomed->stop(SIGKILL);
 
@@ -179,13 +181,18 @@ TEST_F(ThreeProcessesTest, ASecondServiceOnTheRegistryIsRefusedAndTheFirstKeepsS
     EXPECT_TRUE(listed.has(std::to_string(mService->pid()))) << listed.out;
 }
 
-TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThemUntilCtrlC) {
+TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThem_AndObserversCreateNothing) {
     const std::string pid = " " + std::to_string(mService->pid()) + " ";
     ToolResult all = runTool(attached({"logcat"}));
     ASSERT_EQ(0, all.exitCode) << all.err;
     EXPECT_EQ(1u, all.count("rcsconfig-service: serving in registry")) << all.out;
     EXPECT_NE(std::string::npos, all.out.find(pid)) << "no line of the service's pid\n" << all.out;
     EXPECT_EQ("", runTool(attached({"logcat", "*:S"})).out);
+    EXPECT_EQ("modem ping -> pong\n", runTool(attached({"modem", "control", "ping"})).out);
+    EXPECT_EQ(0, runTool(attached({"modem", "show-config"})).exitCode);
+    // Observing left no object, listener or log line of a creation behind.
+    ASSERT_TRUE(waitForDump({"Listeners: 0", "Service objects: 0"})) << mLastDump;
+    EXPECT_FALSE(runTool(attached({"logcat"})).has("New RcsConfig Object"));
 
     std::unique_ptr<BackgroundTool> follow = std::make_unique<BackgroundTool>(attached({"logcat", "--follow"}));
     ASSERT_TRUE(follow->waitFor("rcsconfig-service: serving in registry", kWaitMs));
@@ -217,7 +224,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
     EXPECT_EQ(1u, r.count("\"cmd\":\"set-config\"")) << r.out;
     EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
     // The replayed document reached the modem whole.
-    EXPECT_NE(std::string::npos, modemControl("configs 0").find("gzip=1 len=70925")) << modemControl("configs 0");
+    EXPECT_NE(std::string::npos, modemControl("configs 1").find("gzip=1 len=70925")) << modemControl("configs 1");
 }
 
 TEST_F(ThreeProcessesTest, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {

@@ -59,14 +59,9 @@ public:
     // prompt is printed a moment before; keys typed in between would meet
     // the kernel's line discipline instead, as they would for a person
     // typing ahead, which is not what these tests are about.
-    bool waitForLineEditor() {
-        for (int i = 0; i < 2500; ++i) {
-            termios mode{};
-            if (tcgetattr(mFd, &mode) == 0 && (mode.c_lflag & ICANON) == 0) return true;
-            usleep(2 * 1000);
-        }
-        return false;
-    }
+    bool waitForLineEditor() { return waitForMode(false); }
+    // Waits until a command runs: the editor has given the terminal back.
+    bool waitForCommand() { return waitForMode(true); }
 
     // Waits for the client to end (20 s at most), reading the screen meanwhile;
     // -1 when it did not end or was killed by a signal.
@@ -92,6 +87,15 @@ public:
     const std::string& screen() const { return mScreen; }
 
 private:
+    bool waitForMode(bool canonical) {
+        for (int i = 0; i < 2500; ++i) {
+            termios mode{};
+            if (tcgetattr(mFd, &mode) == 0 && ((mode.c_lflag & ICANON) != 0) == canonical) return true;
+            usleep(2 * 1000);
+        }
+        return false;
+    }
+
     size_t occurrences(const std::string& text) const {
         size_t n = 0;
         for (size_t at = mScreen.find(text); at != std::string::npos; at = mScreen.find(text, at + 1)) ++n;
@@ -123,13 +127,25 @@ TEST(InteractiveTest, Terminal_CompletesNamesAndShowsNoticesAboveTheLineBeingTyp
     EXPECT_EQ(0, t.exitStatus()) << t.screen();
 }
 
-TEST(InteractiveTest, Terminal_CtrlCEndsTheSessionWithStatus130) {
+TEST(InteractiveTest, Terminal_CtrlCDropsTheLineOrEndsTheWaitAndTheSessionGoesOnUntilQuit) {
     TempDir home;
     Terminal t(home.path());
     ASSERT_TRUE(t.waitFor("rcsconfigctl> ") && t.waitForLineEditor()) << t.screen();
     t.type("get-sett");
     t.type("\x03");
-    EXPECT_EQ(130, t.exitStatus()) << t.screen();
+    ASSERT_TRUE(t.waitFor("^C\r\n") && t.waitForLineEditor()) << t.screen();
+    t.type("echo one\r");
+    ASSERT_TRUE(t.waitFor("one\r\n") && t.waitForLineEditor()) << t.screen();
+
+    t.type("wait reconfig --timeout 600\r");
+    ASSERT_TRUE(t.waitForCommand()) << t.screen();
+    t.type("\x03");
+    ASSERT_TRUE(t.waitFor("rcsconfigctl: wait reconfig: interrupted") && t.waitForLineEditor()) << t.screen();
+    t.type("echo two\r");
+    ASSERT_TRUE(t.waitFor("two\r\n") && t.waitForLineEditor()) << t.screen();
+    t.type("quit\r");
+    EXPECT_EQ(0, t.exitStatus()) << t.screen();
+    EXPECT_EQ(std::string::npos, t.screen().find("unknown command")) << t.screen();
 }
 
 }  // namespace

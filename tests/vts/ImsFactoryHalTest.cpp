@@ -1,8 +1,8 @@
 // The factory as any client meets it: served under every instance name the
-// device declares, validating the slot before anything else, creating RCS
+// device declares, validating its input before anything else, creating RCS
 // configuration objects for slots 1 and 2 (the call capability service is
-// optional), and answering `lshal debug`. Runs against every declared 1.0
-// instance (a declared 1.1 factory is one too).
+// optional). Runs against every declared 1.0 instance (a declared 1.1
+// factory is one too).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,7 +13,6 @@
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
 #include "HalCallbacks.h"
-#include "HalDump.h"
 #include "HalInstances.h"
 
 namespace imsrcs_vts {
@@ -60,13 +59,24 @@ protected:
     sp<F1_0::IImsFactory> mFactory;
 };
 
-TEST_P(ImsFactoryHalTest, Create_SlotOtherThanOneOrTwo_InvalidArgumentsAndNoObject) {
+TEST_P(ImsFactoryHalTest, Create_SlotOtherThanOneOrTwoOrNoListener_InvalidArgumentsAndNoObject) {
     for (uint32_t slot : {0u, 3u, 0xFFFFFFFFu}) {
         for (const Answer& a : createEverything(slot)) {
             EXPECT_EQ(a.status, Status::INVALID_ARGUMENTS) << a.method << " slot " << slot;
             EXPECT_FALSE(a.hasObject) << a.method << " slot " << slot;
         }
     }
+    // A 1.1 factory also refuses an RCS configuration object nobody listens to.
+    sp<F1_1::IImsFactory> v1_1 = F1_1::IImsFactory::castFrom(mFactory);
+    if (v1_1 == nullptr) return;
+    Status status = Status::SUCCESS;
+    bool hasObject = true;
+    ASSERT_TRUE(v1_1->createRcsConfig(1, nullptr, [&](Status s, const auto& c) {
+                        status = s;
+                        hasObject = c != nullptr;
+                    }).isOk());
+    EXPECT_EQ(status, Status::INVALID_ARGUMENTS);
+    EXPECT_FALSE(hasObject);
 }
 
 TEST_P(ImsFactoryHalTest, Create_SlotOneOrTwo_RcsConfigObject_CallCapabilityObjectExactlyWhenSuccess) {
@@ -94,13 +104,6 @@ TEST_P(ImsFactoryHalTest, InterfaceChain_RunsFromItsOwnVersionDownToIBase) {
     EXPECT_EQ(chain.front(), is1_1 ? F1_1::IImsFactory::descriptor : F1_0::IImsFactory::descriptor);
     EXPECT_NE(std::find(chain.begin(), chain.end(), F1_0::IImsFactory::descriptor), chain.end());
     EXPECT_EQ(chain.back(), ::android::hidl::base::V1_0::IBase::descriptor);
-}
-
-TEST_P(ImsFactoryHalTest, Debug_WritesTheServiceDump) {
-    bool ok = false;
-    std::string dump = debugText(mFactory, {}, &ok);
-    ASSERT_TRUE(ok);
-    EXPECT_NE(dump.find("RCS configuration service\n"), std::string::npos) << dump;
 }
 
 IMSRCS_PER_INSTANCE(ImsFactoryHalTest, F1_0::IImsFactory::descriptor);

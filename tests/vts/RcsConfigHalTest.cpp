@@ -14,17 +14,6 @@ namespace {
 
 class RcsConfigHalTest : public RcsConfigHalFixture {};
 
-TEST_P(RcsConfigHalTest, CreateRcsConfig_WithoutListener_InvalidArguments) {
-    Status status = Status::SUCCESS;
-    bool hasObject = true;
-    ASSERT_TRUE(mFactory->createRcsConfig(kSlot, nullptr, [&](Status s, const sp<V2_0::IRcsConfig>& c) {
-                            status = s;
-                            hasObject = c != nullptr;
-                        }).isOk());
-    EXPECT_EQ(status, Status::INVALID_ARGUMENTS);
-    EXPECT_FALSE(hasObject);
-}
-
 TEST_P(RcsConfigHalTest, GetSettingsValue_EachGroup_OkNamingThatGroup) {
     for (V2_0::SettingsId group : kGroups) {
         std::optional<SettingsAnswer> answer = read(group);

@@ -101,6 +101,12 @@ class Result:
         self.problems = []
 
 
+# Platform packages the device's HAL test uses (android.hidl.manager@1.2 for
+# the device manifest) beyond those the interfaces import: their headers only,
+# as a device's libhidl has their code.
+PLATFORM_HEADER_PACKAGES = ['android.hidl.manager@1.1', 'android.hidl.manager@1.2']
+
+
 def hidl_packages():
     """(package, root) of every package under interfaces/, e.g.
     ('vendor.kel.ims.factory@1.1', 'vendor.kel')."""
@@ -114,14 +120,40 @@ def hidl_packages():
     return sorted(packages)
 
 
+def android_hidl_root(headers, work, result):
+    """The android.hidl package root for hidl-gen. hidl-gen refuses a
+    released vendor interface (in the vendor root's current.txt) that depends
+    on an unreleased one, so it needs the platform's record of
+    android.hidl.base@1.0. A device tree has it (current.txt beside the
+    definitions); the shared headers leave the file out, so a copy of their
+    root gets one with the hashes of those unchanged platform files."""
+    if os.path.isfile(os.path.join(headers.hidl_root, 'current.txt')):
+        return headers.hidl_root
+    root = os.path.join(work, 'android.hidl')
+    shutil.rmtree(root, ignore_errors=True)
+    os.makedirs(root)
+    for entry in os.listdir(headers.hidl_root):
+        os.symlink(os.path.join(headers.hidl_root, entry), os.path.join(root, entry))
+    run = subprocess.run(['hidl-gen', '-L', 'hash', '-R', '-r', f'android.hidl:{root}', 'android.hidl.base@1.0'],
+                         capture_output=True, text=True)
+    if run.returncode != 0:
+        result.problems.append(f'hidl-gen -L hash android.hidl.base@1.0 failed:\n{run.stderr.strip()}')
+    with open(os.path.join(root, 'current.txt'), 'w') as current:
+        current.write(run.stdout)
+    return root
+
+
 def generate_glue(headers, out, result):
     """hidl-gen's C++ headers and sources of every package into `out`; the
     generated sources. Files whose content is unchanged keep their time."""
-    roots = ['-r', f'vendor.kel:{TOP}/interfaces/vendor/kel', '-r', f'android.hidl:{headers.hidl_root}']
+    hidl_root = android_hidl_root(headers, os.path.dirname(out), result)
+    roots = ['-r', f'vendor.kel.ims:{TOP}/interfaces/vendor/kel/ims', '-r', f'android.hidl:{hidl_root}']
     fresh = out + '.new'
     shutil.rmtree(fresh, ignore_errors=True)
-    for package, _ in hidl_packages():
-        for language in ('c++-headers', 'c++-sources'):
+    requests = [(p, ('c++-headers', 'c++-sources')) for p, _ in hidl_packages()]
+    requests += [(p, ('c++-headers',)) for p in PLATFORM_HEADER_PACKAGES]
+    for package, languages in requests:
+        for language in languages:
             cmd = ['hidl-gen', '-p', TOP, '-o', fresh, '-L', language, '-R'] + roots + [package]
             run = subprocess.run(cmd, capture_output=True, text=True)
             if run.returncode != 0:

@@ -42,6 +42,11 @@ public:
         mChanged.wait_for(lock, kCallbackWait, [&] { return mValues.size() >= count; });
         return mValues;
     }
+    // How many calls came so far.
+    size_t size() {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mValues.size();
+    }
 
 private:
     std::mutex mLock;
@@ -57,28 +62,28 @@ struct SettingsAnswer {
 class SettingsRecorder : public V2_0::IGetSettingsCb {
 public:
     Return<void> getSettingsResponse(V2_0::RequestStatus status, const V2_0::SettingsData& data) override {
-        answers.add(SettingsAnswer{status, data});
+        calls.add(SettingsAnswer{status, data});
         return Void();
     }
-    Calls<SettingsAnswer> answers;
+    Calls<SettingsAnswer> calls;
 };
 
 class ResultRecorder : public V2_0::ISetConfigCb {
 public:
     Return<void> setConfigResponse(V2_0::RequestStatus status) override {
-        results.add(status);
+        calls.add(status);
         return Void();
     }
-    Calls<V2_0::RequestStatus> results;
+    Calls<V2_0::RequestStatus> calls;
 };
 
 class UceRecorder : public V2_0::IRcsServiceStatusListener {
 public:
     Return<void> onUceStatus(const V2_0::UceStatus& status) override {
-        statuses.add(status);
+        calls.add(status);
         return Void();
     }
-    Calls<V2_0::UceStatus> statuses;
+    Calls<V2_0::UceStatus> calls;
 };
 
 // The client's listener; the tests only need it to exist.

@@ -3,7 +3,12 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include <cutils/native_handle.h>
+
+#include "HalCallbacks.h"
 
 namespace imsrcs_vts {
 
@@ -36,6 +41,26 @@ std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& o
     }
     fclose(file);
     return text;
+}
+
+bool waitForModemState(const ::android::sp<::android::hidl::base::V1_0::IBase>& factory,
+                       const std::string& wanted, std::string* seen) {
+    const std::string label = "IMS settings service: ";
+    const auto deadline = std::chrono::steady_clock::now() + kCallbackWait;
+    *seen = "no dump";
+    for (;;) {
+        bool ok = false;
+        const std::string dump = debugText(factory, {}, &ok);
+        const size_t at = dump.find(label);
+        if (at != std::string::npos) {
+            *seen = dump.substr(at, dump.find('\n', at) - at);
+            if (seen->compare(label.size(), wanted.size(), wanted) == 0) return true;
+        }
+        // The service learns the modem's state from the modem, after it
+        // registered: a test started with the service may ask first.
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
 }
 
 }  // namespace imsrcs_vts

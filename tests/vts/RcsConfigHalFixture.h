@@ -1,11 +1,17 @@
 /*
  * An RCS configuration object of slot 1 from a 1.1 factory, created afresh
- * for each test, as telephony creates one per SIM.
+ * for each test, as telephony creates one per SIM, once the modem's IMS
+ * settings service is up. Every request made through the fixture's helpers
+ * must have its callback called exactly once: checked after the test, when
+ * a later request has been answered.
  */
 #ifndef VTS_RCS_CONFIG_HAL_FIXTURE_H
 #define VTS_RCS_CONFIG_HAL_FIXTURE_H
 
+#include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +20,22 @@
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 
 #include "HalCallbacks.h"
+#include "HalDump.h"
+#include "HalTransport.h"
+
+// A precondition of the case: when it does not hold, the case fails on a
+// workstation and is skipped on a device, with `reason` either way. In a
+// test body or SetUp() only.
+#define IMSRCS_REQUIRE(condition, reason)                      \
+    do {                                                       \
+        if (!(condition)) {                                    \
+            if (::imsrcs_vts::unmetPreconditionFails()) {      \
+                FAIL() << "precondition: " << reason;          \
+            } else {                                           \
+                GTEST_SKIP() << reason;                        \
+            }                                                  \
+        }                                                      \
+    } while (0)
 
 namespace imsrcs_vts {
 
@@ -37,7 +59,10 @@ class RcsConfigHalFixture : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override {
         mFactory = F1_1::IImsFactory::getService(GetParam());
-        ASSERT_NE(mFactory, nullptr) << "no IImsFactory 1.1 \"" << GetParam() << "\"";
+        ASSERT_NE(mFactory, nullptr) << "IImsFactory 1.1 \"" << GetParam() << "\" is declared but not served";
+        std::string state;
+        IMSRCS_REQUIRE(waitForModemState(mFactory, "up", &state),
+                       "the modem's IMS settings service is not up (" << state << ")");
         mListener = new QuietListener();
         Status status = Status::NOT_SUPPORTED;
         ASSERT_TRUE(mFactory->createRcsConfig_1_1(kSlot, mListener, [&](Status s, const sp<V2_1::IRcsConfig>& c) {
@@ -48,9 +73,52 @@ protected:
         ASSERT_NE(mConfig, nullptr);
     }
 
+    void TearDown() override {
+        if (mCallCounts.empty() || HasFatalFailure()) return;
+        std::vector<std::function<size_t()>> counts;
+        counts.swap(mCallCounts);
+        // One more request answered: a second call of an earlier request's
+        // callback, made by the service before it took this one, has come.
+        ASSERT_TRUE(read(V2_0::SettingsId::USER_AGENT_STRING).has_value()) << "no answer to the last read";
+        for (size_t i = 0; i < counts.size(); ++i) {
+            EXPECT_EQ(counts[i](), 1u) << "the callback of request " << i + 1 << " of the case";
+        }
+    }
+
+    // `recorder`, its calls counted in TearDown().
+    template <typename Recorder>
+    sp<Recorder> tracked(sp<Recorder> recorder) {
+        mCallCounts.push_back([recorder] { return recorder->calls.size(); });
+        return recorder;
+    }
+
+    // The answer to reading `group`; nullopt when the call failed or no
+    // answer came in time.
+    std::optional<SettingsAnswer> read(V2_0::SettingsId group) {
+        sp<SettingsRecorder> cb = tracked(sp<SettingsRecorder>(new SettingsRecorder()));
+        if (!mConfig->getSettingsValue(group, cb).isOk()) return std::nullopt;
+        std::vector<SettingsAnswer> answers = cb->calls.waitFor(1);
+        if (answers.empty()) return std::nullopt;
+        return answers[0];
+    }
+
+    // The answer of a request made with a fresh result callback; nullopt
+    // when the call failed or no answer came in time.
+    template <typename Request>
+    std::optional<V2_0::RequestStatus> answerOf(Request request) {
+        sp<ResultRecorder> cb = tracked(sp<ResultRecorder>(new ResultRecorder()));
+        if (!request(cb).isOk()) return std::nullopt;
+        std::vector<V2_0::RequestStatus> results = cb->calls.waitFor(1);
+        if (results.empty()) return std::nullopt;
+        return results[0];
+    }
+
     sp<F1_1::IImsFactory> mFactory;
     sp<QuietListener> mListener;
     sp<V2_1::IRcsConfig> mConfig;
+
+private:
+    std::vector<std::function<size_t()>> mCallCounts;
 };
 
 }  // namespace imsrcs_vts

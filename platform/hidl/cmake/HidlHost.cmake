@@ -4,7 +4,7 @@
 # registration, in-process proxies). One definition serves host and device.
 #
 #   hidl_host_generate(<target>
-#       ROOTS <prefix>:<dir> ...     package roots, e.g. vendor.kel:/src/interfaces/vendor/kel
+#       ROOTS <prefix>:<dir> ...     package roots, e.g. vendor.kel.ims:/src/interfaces/vendor/kel/ims
 #       PACKAGES <pkg@x.y> ...
 #       OUTPUT_DIR <dir>)
 #
@@ -54,6 +54,11 @@ function(hidl_host_generate target)
     string(REGEX MATCH "^([^:]+):(.+)$" _m "${_root}")
     file(GLOB_RECURSE _hal CONFIGURE_DEPENDS ${CMAKE_MATCH_2}/*.hal)
     list(APPEND _all_hal ${_hal})
+    # hidl-gen refuses a released interface (listed in the root's current.txt)
+    # whose hash changed, as a device build does: a new record is a new input.
+    if(EXISTS ${CMAKE_MATCH_2}/current.txt)
+      list(APPEND _all_hal ${CMAKE_MATCH_2}/current.txt)
+    endif()
   endforeach()
 
   set(_root_args)

@@ -106,7 +106,7 @@ def main(argv=None):
     parser.add_argument("--hidl-gen", default="hidl-gen", help="the hidl-gen program")
     parser.add_argument("--root", type=_root, action="append", required=True,
                         help="<prefix>:<folder> of a package root, e.g. "
-                             "vendor.kel:/src/interfaces/vendor/kel (repeatable)")
+                             "vendor.kel.ims:/src/interfaces/vendor/kel/ims (repeatable)")
     parser.add_argument("--package", required=True, help="pkg@x.y")
     parser.add_argument("--output-dir", required=True, help="where the headers go")
     parser.add_argument("--glue", required=True, help="the glue .cpp to write")

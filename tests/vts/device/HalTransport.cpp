@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>  // hwbinder/Parcel.h names std::unique_ptr without including it
 
-#include <android/hidl/manager/1.0/IServiceManager.h>
+#include <android/hidl/manager/1.2/IServiceManager.h>
 #include <hidl/HidlTransportSupport.h>
 #include <hidl/ServiceManagement.h>
 #include <hwbinder/ProcessState.h>
@@ -17,15 +17,21 @@ void joinHalTransport() {
     android::hardware::ProcessState::self()->startThreadPool();
 }
 
-std::vector<std::string> registeredInstances(const std::string& descriptor) {
+std::vector<std::string> declaredInstances(const std::string& descriptor) {
     std::vector<std::string> names;
-    auto manager = android::hardware::defaultServiceManager();
+    auto manager = android::hardware::defaultServiceManager1_2();
     if (manager == nullptr) return names;
-    manager->listByInterface(descriptor, [&](const auto& instances) {
+    // The device manifest, as hwservicemanager reads it (later releases wrap
+    // this call as getAllHalInstanceNames()).
+    manager->listManifestByInterface(descriptor, [&](const auto& instances) {
         for (const auto& instance : instances) names.push_back(instance);
     });
     std::sort(names.begin(), names.end());
     return names;
+}
+
+bool unmetPreconditionFails() {
+    return false;
 }
 
 }  // namespace imsrcs_vts

@@ -1,6 +1,10 @@
 #include "HalTransport.h"
 
+#include <algorithm>
+
 #include <hidl/HidlHostTransport.h>
+
+#include "VintfFragment.h"
 
 namespace imsrcs_vts {
 
@@ -12,12 +16,21 @@ void joinHalTransport() {
     host::useServiceRegistry(host::defaultRegistryDir());
 }
 
-std::vector<std::string> registeredInstances(const std::string& descriptor) {
+std::vector<std::string> declaredInstances(const std::string& descriptor) {
+    // What a device with this repository's fragment in its manifest declares.
     std::vector<std::string> names;
-    for (const auto& entry : host::listServices(host::defaultRegistryDir())) {
-        if (entry.descriptor == descriptor) names.push_back(entry.instance);
+    for (const DeclaredHal& hal : readVintfFragment(SERVICE_DIR "/vendor.kel.ims.rcsconfig-service.xml")) {
+        if (hal.serves(descriptor)) names.push_back(hal.instance);
     }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
+}
+
+bool unmetPreconditionFails() {
+    // run_with_service.sh starts the modem with the service and provisions
+    // settings values before the tests.
+    return true;
 }
 
 }  // namespace imsrcs_vts

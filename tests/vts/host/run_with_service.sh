@@ -4,13 +4,19 @@
 # binary as a separate client of it; then stops the service as init does
 # (SIGTERM) and fails unless it stopped cleanly. With --modem-daemon the
 # modem is mcx-modemd, a third process, instead of the embedded emulator.
-#   run_with_service.sh [--modem-daemon MCX_MODEMD] SERVICE TESTS [gtest options...]
+# With --provision, RCSCONFIGCTL runs SCRIPT against the service first, as an
+# operator's provisioning fills a device's modem.
+#   run_with_service.sh [--modem-daemon MCX_MODEMD] [--provision RCSCONFIGCTL SCRIPT]
+#                       SERVICE TESTS [gtest options...]
 set -uo pipefail
-modemd=
-if [ "${1:-}" = --modem-daemon ]; then
-  modemd=$2
-  shift 2
-fi
+modemd= ctl= provision=
+while true; do
+  case "${1:-}" in
+    --modem-daemon) modemd=$2; shift 2 ;;
+    --provision) ctl=$2 provision=$3; shift 3 ;;
+    *) break ;;
+  esac
+done
 service=$1 tests=$2
 shift 2
 work=$(mktemp -d "${TMPDIR:-/tmp}/imsrcs-vts.XXXXXX")
@@ -44,6 +50,12 @@ fi
 pid=$!
 pids+=("$pid")
 wait_for_line "serving in registry" "$work/service.log" "$pid" || exit 1
+
+if [ -n "$provision" ] && ! "$ctl" --service --registry "$IMSRCS_HIDL_REGISTRY" --script "$provision" >"$work/provision.log" 2>&1; then
+  echo "run_with_service: provisioning with $(basename "$provision") failed:" >&2
+  cat "$work/provision.log" >&2
+  exit 1
+fi
 
 "$tests" "$@"
 status=$?

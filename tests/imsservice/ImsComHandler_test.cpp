@@ -15,12 +15,12 @@
 
 #include "hardware_legacy/power_host.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 const char kLock[] = "imsComHandler_wakeLock_";
@@ -120,7 +120,7 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
 }
 
 TEST_F(ImsComHandlerTest, PostDuringABatch_WaitsAndIsHandledAtTheNextSignal) {
-    LoopThread loop;
+    HostLoop loop;
     Recorder<2> h(loop.com(), loop.timer());
     std::promise<void> inBatch;
     std::promise<void> release;
@@ -253,7 +253,7 @@ TEST_F(ImsComHandlerTest, Destruction_UnregistersTheEventFd) {
 }
 
 TEST_F(ImsComHandlerTest, ManyPostingThreads_EachThreadsOrderIsKept) {
-    LoopThread loop;
+    HostLoop loop;
     Recorder<10> h(loop.com(), loop.timer());
     loop.start();
     const int kThreads = 4;

@@ -19,12 +19,12 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_host.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 mcx_idl_service_object* imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
@@ -103,7 +103,7 @@ protected:
 
     LogCapture log;
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
-    LoopThread loop;
+    HostLoop loop;
     std::vector<std::unique_ptr<TestSvc>> watchers;
 };
 

@@ -18,12 +18,12 @@
 #include "mcx_host.h"
 #include "rcsconfig/McxImsaClient.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 struct Received {
@@ -64,7 +64,7 @@ protected:
 
     LogCapture log;
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
-    LoopThread loop;
+    HostLoop loop;
     std::unique_ptr<ImsMcxApplication> app;
     std::mutex lock;
     std::condition_variable cv;

@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
-#include "xproc/FakeImsFactory.h"
+#include "testkit/FakeImsFactory.h"
 
 using namespace xproc;
 using namespace std::chrono_literals;

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <hidl/HidlTesting.h>
+#include <hostsync/Mutex.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "ServiceFixture.h"
@@ -207,26 +206,30 @@ struct LineGate {
     }
     static void logger(const struct __android_logger_data*, const char* message) {
         LineGate& g = instance();
-        std::unique_lock<std::mutex> lock(g.mutex);
+        hostsync::MutexLock lock(g.mutex);
         if (message == nullptr || g.needle.empty() || std::strstr(message, g.needle.c_str()) == nullptr) return;
         ++g.reached;
-        g.changed.notify_all();
-        g.changed.wait_for(lock, std::chrono::seconds(10), [&] { return g.released; });
+        g.changed.notifyAll();
+        g.changed.waitFor(g.mutex, std::chrono::seconds(10), [&]() REQUIRES(g.mutex) { return g.released; });
+    }
+    void hold(const std::string& text) {
+        hostsync::MutexLock lock(mutex);
+        needle = text;
     }
     bool waitReached(int count) {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached >= count; });
+        hostsync::MutexLock lock(mutex);
+        return changed.waitFor(mutex, std::chrono::seconds(10), [&]() REQUIRES(mutex) { return reached >= count; });
     }
     void release() {
-        std::lock_guard<std::mutex> lock(mutex);
+        hostsync::MutexLock lock(mutex);
         released = true;
-        changed.notify_all();
+        changed.notifyAll();
     }
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::string needle;  // guarded by mutex
-    int reached = 0;  // guarded by mutex
-    bool released = false;  // guarded by mutex
+    hostsync::Mutex mutex;
+    hostsync::CondVar changed;
+    std::string needle GUARDED_BY(mutex);
+    int reached GUARDED_BY(mutex) = 0;
+    bool released GUARDED_BY(mutex) = false;
 };
 
 TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed) {
@@ -241,7 +244,7 @@ TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed
     // its callback (the object's) are held at their first lines while the
     // service stops and lets the manager and every object go.
     LineGate& gate = LineGate::instance();
-    gate.needle = "service died. cookie:";  // the first line of both recipients
+    gate.hold("service died. cookie:");  // the first line of both recipients
     __android_log_set_logger(LineGate::logger);
     killProcessOf(listener);
     killProcessOf(getCb);

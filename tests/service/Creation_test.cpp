@@ -12,7 +12,6 @@
 #include <string>
 
 #include "ServiceFixture.h"
-#include "testkit/ModemDaemonProcess.h"
 
 namespace servicetest {
 namespace {
@@ -126,41 +125,6 @@ TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeep
     host->waitUntilIdle();
     EXPECT_EQ(slot2->tokenRequests.at(0).requestId, 0);
     EXPECT_EQ(slot1->tokenRequests.size(), 0u);
-}
-
-// The modem as a process of its own, killed and started again: after each
-// restart a client that asks for a new object is served as on the first day.
-TEST_F(CreationTest, DaemonKilledAndRestarted_NewObjectsServeEveryTime) {
-    const std::string path = "/tmp/rcs-creation-daemon-" + std::to_string(getpid()) + ".sock";
-    testkit::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
-    ASSERT_TRUE(daemon.start());
-    ASSERT_NO_FATAL_FAILURE(startService(true, rcsservice::hostServiceOptions(rcsservice::HostModem::daemon(path))));
-    ASSERT_EQ(log.count("RcsConfigManager: ServiceStatus::AVAILABLE"), 1u);
-    sp<Listener_2_1> listener = new Listener_2_1();
-    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-    const V2_0::SettingsData data =
-            settingsOf(V2_0::SettingsId::PRESENCE_CONFIG, {{100, 600}}, {}, {});
-    const int cycles = 12;
-    int failed = 0;
-    for (int cycle = 1; cycle <= cycles; ++cycle) {
-        daemon.kill();
-        ASSERT_TRUE(daemon.start());
-        // The restarted modem is AVAILABLE again (the listener is told), and
-        // the client asks for a new object, as a phone's would.
-        ASSERT_TRUE(log.waitFor("RcsConfigManager: ServiceStatus::AVAILABLE", kWait,
-                                static_cast<size_t>(cycle) + 1));
-        config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-        sp<SetConfigCb> cb = new SetConfigCb();
-        config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
-        ASSERT_TRUE(cb->responses.waitFor(1));
-        if (cb->responses.at(0) != V2_0::RequestStatus::OK) ++failed;
-    }
-    std::printf("daemon restarts: %d, restarts after which a new object's write failed: %d\n",
-                cycles, failed);
-    EXPECT_EQ(failed, 0);
-    host->stop();
-    daemon.kill();
-    unlink(path.c_str());
 }
 
 // One client keeps the proxy it handed in; the other hands in a temporary,

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,6 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
-#include "support/ModemTestUtil.h"
 #include "testkit/ModemDaemonProcess.h"
 
 namespace {
@@ -189,40 +187,6 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
     std::printf("daemon restarts: %d, cycles whose new connections failed: %d\n", cycles, failed);
     EXPECT_EQ(failed, 0);
     mcx_client_release(notifier);
-}
-
-TEST_F(ModemDaemonTest, DaemonKeepsItsStateAcrossClientRestarts) {
-    mcx_client_type h = open(imss());
-    ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
-    ims_settings_set_acs_token_req_msg_v01 token{};
-    token.token_len = 4;
-    std::memcpy(token.token, "t0k3", 4);
-    ims_settings_set_acs_token_resp_msg_v01 resp{};
-    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_ACS_TOKEN_V01, &token, sizeof(token), &resp,
-                                       sizeof(resp), 1000),
-              MCX_NO_ERR);
-    auto gz = imstest::gzipBytes(imstest::patternBytes(3000));
-    ims_settings_set_new_carrier_config_req_msg_v01 seg{};
-    seg.is_gzipped = 1;
-    seg.token = 6;
-    seg.seq_num = 1;
-    seg.seg_count = 1;
-    seg.config_len = static_cast<uint32_t>(gz.size());
-    std::memcpy(seg.config, gz.data(), gz.size());
-    ims_settings_set_new_carrier_config_resp_msg_v01 segResp{};
-    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_NEW_CARRIER_CONFIG_V01, &seg, sizeof(seg), &segResp,
-                                       sizeof(segResp), 1000),
-              MCX_NO_ERR);
-    mcx_client_release(h);
-
-    // The client goes away and comes back on a fresh socket connection: the
-    // new transport replaces the old one, whose socket closes.
-    ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
-    EXPECT_EQ(control("token 1"), "t0k3");
-    EXPECT_EQ(control("configs 1"), "1\ntoken=6 gzip=1 len=3000");
-    std::string direct;
-    ASSERT_TRUE(mcxemu::sendDaemonControl(path, "count imss 0x9c", &direct));
-    EXPECT_EQ(direct, "1");
 }
 
 TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {

@@ -27,7 +27,7 @@
 #include <hostsync/Mutex.h>
 #include <string>
 
-#include "FakeImsFactory.h"
+#include "testkit/FakeImsFactory.h"
 
 using namespace xproc;
 using Clock = std::chrono::steady_clock;

@@ -1,48 +1,67 @@
 // Fuzzes the configuration document path from the file a person hands to
 // rcsconfigctl (`set-config FILE [--gzip]`) to the modem: the file is read
-// and, when asked, compressed (ConfigDocument), cut into 2000-byte segments
-// the way the settings client sends them, and reassembled and inflated by the
-// modem emulator, which answers with its configuration status. Plain files,
+// and, when asked, compressed (ConfigDocument), then uploaded by the settings
+// client itself (ImsMcxSettings::sendRcsConfig: its worker cuts the document
+// into 2000-byte segments) to the embedded modem emulator, which reassembles
+// and inflates it and answers with its configuration status. Plain files,
 // gzip files and corrupt gzip (a file whose magic bytes say gzip, so it is
 // sent as it is) all take this path.
 //
+// This thread is the settings client's loop thread: it runs loop passes until
+// the upload is answered, either by the worker (a refused or unsendable
+// upload) or by the modem's status indication.
+//
 // Input: byte 0 bit 0 is `--gzip`; the rest is the file's content.
+#include <android/log.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include <hostsync/Mutex.h>
+
 #include "ConfigDocument.h"
+#include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
-#include "ims_settings_service_v01.h"
+#include "imsservice/ITimerMonitor.h"
+#include "imsservice/ImsCom.h"
+#include "imsservice/ImsTimer.h"
+#include "rcsconfig/ImsMcxSettings.h"
 
 namespace {
 
-// Collects the modem's configuration status indications.
-class StatusSink : public mcx::ModemListener {
+class WakeMonitor : public ITimerMonitor {
 public:
-    void onServiceState(uint32_t, bool) override {}
-    void onIndication(uint64_t, uint32_t msgId, std::vector<uint8_t> data) override {
-        if (msgId != IMSS_CARRIER_CONFIG_STATUS_IND_V01) return;
-        ims_settings_carrier_config_status_ind_msg_v01 ind{};
-        if (data.size() != sizeof(ind)) abort();
-        memcpy(&ind, data.data(), sizeof(ind));
-        statuses.push_back(ind.config_status);
-    }
-    void onConnectionLost(uint64_t) override {}
-    std::vector<int32_t> statuses;
+    // The loop is this thread, which recomputes its time-out on every pass.
+    void nextEventChanged() override {}
+};
+
+// The upload callbacks' answers. A callback runs on a worker or on this
+// thread; once the 8-bit token has wrapped, the settings client answers a
+// later upload through the callback an earlier one filed, so every callback
+// writes here rather than into one upload's own state.
+struct Answers {
+    hostsync::Mutex lock;
+    unsigned long count GUARDED_BY(lock) = 0;
+    bool lastOk GUARDED_BY(lock) = false;
 };
 
 struct Harness {
-    mcxemu::ModemEmulator modem;
-    StatusSink sink;
-    uint64_t connId = 0;
+    ImsCom com;
+    WakeMonitor monitor;
+    ImsTimer timer{&monitor};
+    ImsMcxSettings* settings = nullptr;
+    Answers answers;
+    unsigned long uploads = 0;  // this thread only
     std::string path;
+
+    unsigned long answered() {
+        hostsync::MutexLock guard(answers.lock);
+        return answers.count;
+    }
 };
 
 Harness* gHarness = nullptr;
@@ -52,44 +71,40 @@ void fail(const char* what) {
     abort();
 }
 
-// Sends the document as the settings client does (one message buffer for the
-// whole upload, count announced as length / 2000 + 1); false if a segment
-// was refused.
-bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped, uint8_t token) {
-    constexpr size_t kSegment = IMSS_CARRIER_CONFIG_SEGMENT_MAX_V01;
-    ims_settings_set_new_carrier_config_req_msg_v01 msg;
-    memset(&msg, 0, sizeof(msg));
-    msg.is_gzipped = gzipped ? 1 : 0;
-    msg.token = token;
-    msg.seg_count = static_cast<uint8_t>(doc.size() / kSegment + 1);
-    int seq = 1;
-    for (size_t offset = 0; offset < doc.size(); offset += kSegment, ++seq) {
-        size_t len = std::min(doc.size() - offset, kSegment);
-        msg.seq_num = static_cast<uint8_t>(seq);
-        msg.config_len = static_cast<uint32_t>(len);
-        memcpy(msg.config, doc.data() + offset, len);
-        mcxemu::ModemReply reply = h.modem.request(
-                h.connId, IMSS_SET_NEW_CARRIER_CONFIG_V01, reinterpret_cast<const uint8_t*>(&msg),
-                sizeof(msg));
-        ims_settings_set_new_carrier_config_resp_msg_v01 resp{};
-        if (reply.status != 0 || reply.response.size() != sizeof(resp)) fail("segment not answered");
-        memcpy(&resp, reply.response.data(), sizeof(resp));
-        if (resp.seg_status_valid == 1 && resp.seg_status != 0) return false;
-    }
-    return true;
+void discardLog(const struct __android_logger_data*, const char*) {}
+
+// Uploads through the settings client and runs the loop until the upload is
+// answered; the answer.
+bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
+    if (h.answered() != h.uploads) fail("an upload was answered twice");
+    ++h.uploads;
+    Harness* self = &h;
+    auto answer = [self](bool ok) {
+        {
+            hostsync::MutexLock guard(self->answers.lock);
+            ++self->answers.count;
+            self->answers.lastOk = ok;
+        }
+        self->com.wake();  // a worker's answer ends this thread's wait
+    };
+    if (!h.settings->sendRcsConfig(answer, 0, doc, gzipped)) fail("the upload was not taken");
+    while (h.answered() < h.uploads) h.com.processEvents(h.timer.timeUntilNextEvent(), h.timer);
+    hostsync::MutexLock guard(h.answers.lock);
+    return h.answers.lastOk;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // The client's lines are still formatted but not printed: they would
+    // swamp the run.
+    __android_log_set_logger(discardLog);
+    mcxemu::useEmbeddedModem();
     auto* h = new Harness();
     h->path = "/tmp/config_document_fuzz." + std::to_string(getpid());
-    h->connId = h->modem.connect(IMSS_SERVICE_ID_V01, &h->sink);
-    if (h->connId == 0) fail("no IMS Settings connection");
-    ims_settings_bind_subscription_req_msg_v01 bind{};
-    bind.subscription = 0;
-    h->modem.request(h->connId, IMSS_BIND_SUBSCRIPTION_V01, reinterpret_cast<const uint8_t*>(&bind),
-                     sizeof(bind));
+    h->settings = new ImsMcxSettings(h->com, h->timer);
+    h->settings->registerServiceStatusListener([](ServiceStatus) {});
+    if (!h->settings->subscribeToSub(0)) fail("no IMS Settings connection for subscription 0");
     gHarness = h;
     atexit([] { unlink(gHarness->path.c_str()); });
     return 0;
@@ -113,23 +128,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (doc.fileSize != content.size()) fail("file size");
     if (!doc.compressed && doc.bytes != content) fail("a plain document was changed");
 
-    static uint8_t token = 0;
-    ++token;
-    h.sink.statuses.clear();
-    const bool sent = upload(h, doc.bytes, doc.compressed, token);
+    const bool ok = upload(h, doc.bytes, doc.compressed);
     // A length that the announced 8-bit segment count cannot describe never
-    // completes on the modem (the settings client reports that upload failed
-    // itself); the tool warns of or refuses exactly those lengths.
-    const bool countFits = rcsctl::unsendableReason(doc.bytes.size()).empty() &&
+    // completes on the modem, and the client answers FAIL itself; the tool
+    // warns of or refuses exactly those lengths.
+    const bool countFits = !doc.bytes.empty() && rcsctl::unsendableReason(doc.bytes.size()).empty() &&
                            !rcsctl::answeredFailFirst(doc.bytes.size());
-    // Otherwise the verdict of a whole upload is one status indication.
-    if (sent && countFits && h.sink.statuses.size() != 1) fail("no single verdict for a whole upload");
+    if (!countFits && ok) fail("an upload the modem cannot complete was answered OK");
 
     // What the tool compressed itself, and every plain document, must arrive
     // as the file was.
     if (countFits && (doc.compressedHere || !doc.compressed)) {
-        if (!sent || h.sink.statuses.at(0) != 0) fail("a well-formed document was refused");
-        std::vector<mcxemu::ReceivedConfig> kept = h.modem.receivedConfigs(0);
+        if (!ok) fail("a well-formed document was refused");
+        std::vector<mcxemu::ReceivedConfig> kept = mcxemu::embeddedModem().receivedConfigs(0);
         if (kept.empty() || kept.back().document != content) fail("the modem kept other bytes");
     }
     return 0;

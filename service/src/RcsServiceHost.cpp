@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "DebuggableImsFactory.h"
-#include "HostLoop.h"
+#include "service/HostLoop.h"
 #include "ServiceDump.h"
 #include "imsservice/ImsCom.h"
 #include "imsservice/ImsLog.h"

@@ -10,12 +10,11 @@
 #include <unistd.h>
 
 #include <dirent.h>
+#include <hostsync/Mutex.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <fstream>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -288,20 +287,24 @@ private:
 };
 
 struct Notices {
-    std::mutex lock;
-    std::condition_variable cv;
-    std::vector<int> events;  // guarded by lock
+    hostsync::Mutex lock;
+    hostsync::CondVar cv;
+    std::vector<int> events GUARDED_BY(lock);
     bool waitFor(size_t count) {
-        std::unique_lock<std::mutex> l(lock);
-        return cv.wait_for(l, kWait, [&] { return events.size() >= count; });
+        hostsync::MutexLock l(lock);
+        return cv.waitFor(lock, kWait, [&]() REQUIRES(lock) { return events.size() >= count; });
+    }
+    int at(size_t i) {
+        hostsync::MutexLock l(lock);
+        return events.at(i);
     }
 };
 
 void recordNotice(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
     auto* n = static_cast<Notices*>(d);
-    std::lock_guard<std::mutex> l(n->lock);
+    hostsync::MutexLock l(n->lock);
     n->events.push_back(ev);
-    n->cv.notify_all();
+    n->cv.notifyAll();
 }
 
 TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
@@ -331,10 +334,10 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
         int fd = fake.acceptClient();
         ASSERT_GE(fd, 0) << c.name;
         ASSERT_TRUE(notices.waitFor(seen + 1)) << c.name;
-        EXPECT_EQ(notices.events[seen], MCX_CLIENT_SERVICE_COUNT_INC) << c.name;
+        EXPECT_EQ(notices.at(seen), MCX_CLIENT_SERVICE_COUNT_INC) << c.name;
         send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL);
         ASSERT_TRUE(notices.waitFor(seen + 2)) << c.name;
-        EXPECT_EQ(notices.events[seen + 1], MCX_CLIENT_SERVICE_COUNT_DEC) << c.name;
+        EXPECT_EQ(notices.at(seen + 1), MCX_CLIENT_SERVICE_COUNT_DEC) << c.name;
         EXPECT_TRUE(closedByPeer(fd)) << c.name;
         close(fd);
         seen += 2;

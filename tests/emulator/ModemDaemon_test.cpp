@@ -2,13 +2,11 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
+#include <hostsync/Mutex.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -18,7 +16,6 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
-#include "support/ModemTestUtil.h"
 #include "testkit/ModemDaemonProcess.h"
 
 namespace {
@@ -26,35 +23,47 @@ namespace {
 using namespace std::chrono_literals;
 
 struct Seen {
-    std::mutex lock;
-    std::condition_variable cv;
-    std::vector<int> notify;
-    std::vector<int> errors;
-    std::vector<std::vector<uint8_t>> indications;
+    hostsync::Mutex lock;
+    hostsync::CondVar cv;
+    std::vector<int> notify GUARDED_BY(lock);
+    std::vector<int> errors GUARDED_BY(lock);
+    std::vector<std::vector<uint8_t>> indications GUARDED_BY(lock);
+    struct Arrived {
+        std::vector<int> notify;
+        std::vector<int> errors;
+        std::vector<std::vector<uint8_t>> indications;
+    };
+    // Waits until `pred` holds for what arrived.
     template <typename Pred>
     bool waitUntil(Pred pred) {
-        std::unique_lock<std::mutex> l(lock);
-        return cv.wait_for(l, 10s, [&] { return pred(); });
+        hostsync::MutexLock l(lock);
+        return cv.waitFor(lock, 10s, [&]() REQUIRES(lock) { return pred(Arrived{notify, errors, indications}); });
+    }
+    // A copy of what arrived so far.
+    Arrived snapshot() {
+        hostsync::MutexLock l(lock);
+        return Arrived{notify, errors, indications};
     }
 };
 
-// Records into the Seen behind `d` and wakes its waiters.
-template <typename F>
-void record(void* d, F&& f) {
-    auto* s = static_cast<Seen*>(d);
-    std::lock_guard<std::mutex> l(s->lock);
-    f(*s);
-    s->cv.notify_all();
-}
 void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
-    record(d, [&](Seen& s) { s.notify.push_back(ev); });
+    auto* s = static_cast<Seen*>(d);
+    hostsync::MutexLock l(s->lock);
+    s->notify.push_back(ev);
+    s->cv.notifyAll();
 }
 void onError(mcx_client_type, int err, void* d) {
-    record(d, [&](Seen& s) { s.errors.push_back(err); });
+    auto* s = static_cast<Seen*>(d);
+    hostsync::MutexLock l(s->lock);
+    s->errors.push_back(err);
+    s->cv.notifyAll();
 }
 void onInd(mcx_client_type, unsigned int, void* buf, unsigned int len, void* d) {
     auto* p = static_cast<uint8_t*>(buf);
-    record(d, [&](Seen& s) { s.indications.emplace_back(p, p + len); });
+    auto* s = static_cast<Seen*>(d);
+    hostsync::MutexLock l(s->lock);
+    s->indications.emplace_back(p, p + len);
+    s->cv.notifyAll();
 }
 
 mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
@@ -98,28 +107,28 @@ TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsRetur
     mcx_client_type notifier = nullptr;
     ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &watch), MCX_NO_ERR);
-    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 1; }));
+    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 1; }));
 
     mcx_client_type h = open(imss());
     ASSERT_EQ(mcx_client_register_error_cb(h, onError, &errors), MCX_NO_ERR);
     ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
 
     daemon.kill();
-    ASSERT_TRUE(errors.waitUntil([&] { return !errors.errors.empty(); }));
-    EXPECT_EQ(errors.errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
+    ASSERT_TRUE(errors.waitUntil([&](const Seen::Arrived& a) { return !a.errors.empty(); }));
+    EXPECT_EQ(errors.snapshot().errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
     EXPECT_EQ(bind(h, 1), MCX_ERR_SERVICE_GONE);
     mcx_service_info info;
     EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
-    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 2; }));
-    EXPECT_EQ(watch.notify[1], MCX_CLIENT_SERVICE_COUNT_DEC);
+    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 2; }));
+    EXPECT_EQ(watch.snapshot().notify.at(1), MCX_CLIENT_SERVICE_COUNT_DEC);
 
     // A new daemon on the same socket is the service coming back.
     ASSERT_TRUE(daemon.start());
-    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 3; }));
-    EXPECT_EQ(watch.notify[2], MCX_CLIENT_SERVICE_COUNT_INC);
+    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 3; }));
+    EXPECT_EQ(watch.snapshot().notify.at(2), MCX_CLIENT_SERVICE_COUNT_INC);
     mcx_client_type again = open(imss());
     EXPECT_EQ(bind(again, 0), MCX_NO_ERR);
-    EXPECT_EQ(errors.errors.size(), 1u);
+    EXPECT_EQ(errors.snapshot().errors.size(), 1u);
 
     mcx_client_release(h);
     mcx_client_release(again);
@@ -132,25 +141,25 @@ TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsRetur
 // service went down, racing the library's own news of the lost connections.
 TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEveryTime) {
     struct Watch : Seen {
-        std::vector<mcx_client_type> open;  // guarded by lock
+        std::vector<mcx_client_type> open GUARDED_BY(lock);
     } watch;
     auto onChange = [](mcx_client_type, mcx_idl_service_object_type,
                        mcx_client_notify_event_type ev, void* d) {
         auto* w = static_cast<Watch*>(d);
         std::vector<mcx_client_type> handles;
         if (ev == MCX_CLIENT_SERVICE_COUNT_DEC) {
-            std::lock_guard<std::mutex> l(w->lock);
+            hostsync::MutexLock l(w->lock);
             handles.swap(w->open);
         }
         for (mcx_client_type h : handles) mcx_client_release(h);
-        std::lock_guard<std::mutex> l(w->lock);
+        hostsync::MutexLock l(w->lock);
         w->notify.push_back(ev);
-        w->cv.notify_all();
+        w->cv.notifyAll();
     };
     mcx_client_type notifier = nullptr;
     ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_notify_cb(notifier, onChange, &watch), MCX_NO_ERR);
-    ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == 1; }));
+    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 1; }));
 
     const char* env = getenv("MCX_RESTART_CYCLES");
     const int cycles = env != nullptr ? std::max(1, atoi(env)) : 40;
@@ -162,56 +171,22 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
         const bool bound = bind(first, 0) == MCX_NO_ERR && bind(second, 1) == MCX_NO_ERR;
         if (!bound) ++failed;
         {
-            std::lock_guard<std::mutex> l(watch.lock);
+            hostsync::MutexLock l(watch.lock);
             watch.open = {first, second};
         }
         size_t seen;
         {
-            std::lock_guard<std::mutex> l(watch.lock);  // the callback thread appends
+            hostsync::MutexLock l(watch.lock);  // the callback thread appends
             seen = watch.notify.size();
         }
         daemon.kill();
-        ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == seen + 1; }));
+        ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == seen + 1; }));
         ASSERT_TRUE(daemon.start());
-        ASSERT_TRUE(watch.waitUntil([&] { return watch.notify.size() == seen + 2; }));
+        ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == seen + 2; }));
     }
     std::printf("daemon restarts: %d, cycles whose new connections failed: %d\n", cycles, failed);
     EXPECT_EQ(failed, 0);
     mcx_client_release(notifier);
-}
-
-TEST_F(ModemDaemonTest, DaemonKeepsItsStateAcrossClientRestarts) {
-    mcx_client_type h = open(imss());
-    ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
-    ims_settings_set_acs_token_req_msg_v01 token{};
-    token.token_len = 4;
-    std::memcpy(token.token, "t0k3", 4);
-    ims_settings_set_acs_token_resp_msg_v01 resp{};
-    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_ACS_TOKEN_V01, &token, sizeof(token), &resp,
-                                       sizeof(resp), 1000),
-              MCX_NO_ERR);
-    auto gz = imstest::gzipBytes(imstest::patternBytes(3000));
-    ims_settings_set_new_carrier_config_req_msg_v01 seg{};
-    seg.is_gzipped = 1;
-    seg.token = 6;
-    seg.seq_num = 1;
-    seg.seg_count = 1;
-    seg.config_len = static_cast<uint32_t>(gz.size());
-    std::memcpy(seg.config, gz.data(), gz.size());
-    ims_settings_set_new_carrier_config_resp_msg_v01 segResp{};
-    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_SET_NEW_CARRIER_CONFIG_V01, &seg, sizeof(seg), &segResp,
-                                       sizeof(segResp), 1000),
-              MCX_NO_ERR);
-    mcx_client_release(h);
-
-    // The client goes away and comes back on a fresh socket connection: the
-    // new transport replaces the old one, whose socket closes.
-    ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
-    EXPECT_EQ(control("token 2"), "t0k3");
-    EXPECT_EQ(control("configs 2"), "1\ntoken=6 gzip=1 len=3000");
-    std::string direct;
-    ASSERT_TRUE(mcxemu::sendDaemonControl(path, "count imss 0x9c", &direct));
-    EXPECT_EQ(direct, "1");
 }
 
 TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
@@ -227,10 +202,11 @@ TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
     ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_IND_REGISTER_V01, &reg, 38, &regResp, 8, 1000), MCX_NO_ERR);
 
     EXPECT_EQ(control("token-request 1 3 1 12"), "sent 1");
-    ASSERT_TRUE(seen.waitUntil([&] { return seen.indications.size() == 1; }));
+    ASSERT_TRUE(seen.waitUntil([&](const Seen::Arrived& a) { return a.indications.size() == 1; }));
     imsa_config_token_request_ind_msg_v01 ind{};
+    const std::vector<uint8_t> first = seen.snapshot().indications.at(0);
     ASSERT_EQ(mcx_client_message_decode(h, MCX_IDL_INDICATION, IMSA_CONFIG_TOKEN_REQUEST_IND_V01,
-                                        seen.indications[0].data(), 16, &ind, sizeof(ind)),
+                                        first.data(), 16, &ind, sizeof(ind)),
               MCX_NO_ERR);
     EXPECT_EQ(ind.token_type, 3);
     EXPECT_EQ(ind.request_id, 12);

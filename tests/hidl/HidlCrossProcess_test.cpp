@@ -18,16 +18,16 @@
 
 #include <chrono>
 #include <cstring>
-#include <condition_variable>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <hostsync/Mutex.h>
+
 #include "support/LogCapture.h"
-#include "xproc/FakeImsFactory.h"
+#include "testkit/FakeImsFactory.h"
 
 using namespace xproc;
 using namespace std::chrono_literals;
@@ -105,29 +105,29 @@ public:
     // The last listener holding these events may be released on a pool thread
     // through RefBase, whose counts ThreadSanitizer cannot see (libutils is not
     // instrumented); taking the lock orders the destruction after every add().
-    ~Events() { std::lock_guard<std::mutex> guard(mLock); }
+    ~Events() { hostsync::MutexLock guard(mLock); }
     void add(const std::string& e) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mEvents.push_back(e);
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
     bool waitForCount(size_t n) {
-        std::unique_lock<std::mutex> lock(mLock);
-        return mChanged.wait_for(lock, 20s, [&] { return mEvents.size() >= n; });
+        hostsync::MutexLock lock(mLock);
+        return mChanged.waitFor(mLock, 20s, [&]() REQUIRES(mLock) { return mEvents.size() >= n; });
     }
     std::vector<std::string> all() {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mEvents;
     }
     size_t count(const std::string& e) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return static_cast<size_t>(std::count(mEvents.begin(), mEvents.end(), e));
     }
 
 private:
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    std::vector<std::string> mEvents;
+    hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    std::vector<std::string> mEvents GUARDED_BY(mLock);
 };
 
 // Sockets this process holds: the connections are sockets, and counting only
@@ -176,20 +176,20 @@ struct Listener : R21::IRcsConfigListener {
 struct SetCb : R20::ISetConfigCb {
     explicit SetCb(Events& e) : events(e) {}
     Return<void> setConfigResponse(R20::RequestStatus status) override {
-        std::unique_lock<std::mutex> lock(gateLock);
-        gateOpen.wait(lock, [&] { return open; });
+        hostsync::MutexLock lock(gateLock);
+        gateOpen.wait(gateLock, [&]() REQUIRES(gateLock) { return open; });
         events.add("set " + R20::toString(status));
         return Void();
     }
     void setGate(bool isOpen) {
-        std::lock_guard<std::mutex> guard(gateLock);
+        hostsync::MutexLock guard(gateLock);
         open = isOpen;
-        gateOpen.notify_all();
+        gateOpen.notifyAll();
     }
     Events& events;
-    std::mutex gateLock;
-    std::condition_variable gateOpen;
-    bool open = true;  // guarded by gateLock
+    hostsync::Mutex gateLock;
+    hostsync::CondVar gateOpen;
+    bool open GUARDED_BY(gateLock) = true;
 };
 
 // Each callback adds one line per call to the events it was given.

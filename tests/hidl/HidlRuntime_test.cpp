@@ -12,10 +12,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <vector>
+#include <hostsync/Mutex.h>
 
 using ::android::sp;
 using ::android::wp;
@@ -66,22 +65,26 @@ struct RecordingRecipient : hidl_death_recipient {
         wp<IBase> who;
         pid_t tid;
     };
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<Notice> notices;  // guarded by lock
+    hostsync::Mutex lock;
+    hostsync::CondVar changed;
+    std::vector<Notice> notices GUARDED_BY(lock);
 
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
-        std::lock_guard<std::mutex> guard(lock);
+        hostsync::MutexLock guard(lock);
         notices.push_back(Notice{cookie, who, gettid()});
-        changed.notify_all();
+        changed.notifyAll();
     }
     bool waitFor(size_t count) {
-        std::unique_lock<std::mutex> guard(lock);
-        return changed.wait_for(guard, std::chrono::seconds(5), [&] { return notices.size() >= count; });
+        hostsync::MutexLock guard(lock);
+        return changed.waitFor(lock, std::chrono::seconds(5), [&]() REQUIRES(lock) { return notices.size() >= count; });
     }
     size_t count() {
-        std::lock_guard<std::mutex> guard(lock);
+        hostsync::MutexLock guard(lock);
         return notices.size();
+    }
+    Notice at(size_t i) {
+        hostsync::MutexLock guard(lock);
+        return notices.at(i);
     }
 };
 
@@ -159,7 +162,7 @@ TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnU
     testing_hooks::waitForDeathNotifications();
     EXPECT_EQ(dropped->count(), 0u);
     ASSERT_EQ(recipient->count(), 1u);
-    const RecordingRecipient::Notice& notice = recipient->notices[0];
+    const RecordingRecipient::Notice notice = recipient->at(0);
     EXPECT_EQ(notice.cookie, 0x1234u);
     EXPECT_NE(notice.tid, gettid());
     EXPECT_EQ(notice.who.promote().get(), static_cast<IBase*>(remote.get()));
@@ -190,7 +193,7 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     ASSERT_TRUE(throughKept->waitFor(1));
     testing_hooks::waitForDeathNotifications();
     EXPECT_EQ(throughReleased->count(), 0u);
-    EXPECT_EQ(throughKept->notices[0].who.promote().get(), static_cast<IBase*>(kept.get()));
+    EXPECT_EQ(throughKept->at(0).who.promote().get(), static_cast<IBase*>(kept.get()));
 }
 
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {

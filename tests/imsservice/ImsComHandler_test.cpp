@@ -8,19 +8,19 @@
 
 #include <chrono>
 #include <future>
-#include <mutex>
+#include <hostsync/Mutex.h>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "hardware_legacy/power_host.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 const char kLock[] = "imsComHandler_wakeLock_";
@@ -40,14 +40,18 @@ public:
     Recorder(ImsCom& com, ImsTimer& timer) : Base(com, timer) {}
 
     void handleEvent(Ev<N>& item) override {
-        std::lock_guard<std::mutex> guard(lock);
+        hostsync::MutexLock guard(lock);
         handled.push_back(item.value);
         texts.push_back(item.text);
         if (onEvent) onEvent(item);
     }
     std::vector<int> values() {
-        std::lock_guard<std::mutex> guard(lock);
+        hostsync::MutexLock guard(lock);
         return handled;
+    }
+    std::vector<std::string> textsSeen() {
+        hostsync::MutexLock guard(lock);
+        return texts;
     }
     void post(int v, const std::string& text = "") {
         Ev<N> e{v, text};
@@ -57,9 +61,9 @@ public:
     static wakelockWrapper& wakeLock() { return Base::mWakeLock; }
 
     std::function<void(Ev<N>&)> onEvent;
-    std::mutex lock;
-    std::vector<int> handled;  // guarded by lock
-    std::vector<std::string> texts;  // guarded by lock
+    hostsync::Mutex lock;
+    std::vector<int> handled GUARDED_BY(lock);
+    std::vector<std::string> texts GUARDED_BY(lock);
 };
 
 // Lets tests make the guard timer due without waiting a second.
@@ -108,7 +112,7 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
 
     com.processEvents(0, timer);
     EXPECT_EQ(h.values(), (std::vector<int>{1, 2, 3}));
-    EXPECT_EQ(h.texts, (std::vector<std::string>{"one", "two", "three"}));
+    EXPECT_EQ(h.textsSeen(), (std::vector<std::string>{"one", "two", "three"}));
     EXPECT_EQ(log.count("imsComHandler cb start"), 1u);
     EXPECT_EQ(log.count("imsComHandler cb end"), 1u);
 
@@ -120,7 +124,7 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
 }
 
 TEST_F(ImsComHandlerTest, PostDuringABatch_WaitsAndIsHandledAtTheNextSignal) {
-    LoopThread loop;
+    HostLoop loop;
     Recorder<2> h(loop.com(), loop.timer());
     std::promise<void> inBatch;
     std::promise<void> release;
@@ -253,7 +257,7 @@ TEST_F(ImsComHandlerTest, Destruction_UnregistersTheEventFd) {
 }
 
 TEST_F(ImsComHandlerTest, ManyPostingThreads_EachThreadsOrderIsKept) {
-    LoopThread loop;
+    HostLoop loop;
     Recorder<10> h(loop.com(), loop.timer());
     loop.start();
     const int kThreads = 4;

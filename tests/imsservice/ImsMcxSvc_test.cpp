@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
@@ -19,24 +19,25 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_host.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 mcx_idl_service_object* imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
 mcx_idl_service_object* imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
 
-std::mutex gOrderLock;
-std::condition_variable gOrderChanged;
-std::vector<std::string> gOrder;  // guarded by gOrderLock: svcUp calls across instances
+// svcUp calls across instances, in order.
+hostsync::Mutex gOrderLock;
+hostsync::CondVar gOrderChanged;
+std::vector<std::string> gOrder GUARDED_BY(gOrderLock);
 
 bool waitForBringUps(size_t n) {
-    std::unique_lock<std::mutex> l(gOrderLock);
-    return gOrderChanged.wait_for(l, 5s, [&] { return gOrder.size() >= n; });
+    hostsync::MutexLock l(gOrderLock);
+    return gOrderChanged.waitFor(gOrderLock, 5s, [&]() REQUIRES(gOrderLock) { return gOrder.size() >= n; });
 }
 
 // A minimal client: opens its connection in svcUp and waits again after a loss.
@@ -52,9 +53,9 @@ public:
         if (mcx_client_get_any_service(svcObj, &info) == MCX_NO_ERR) {
             mcx_client_init(&info, svcObj, nullptr, nullptr, &clientOsParams, &client);
         }
-        std::lock_guard<std::mutex> l(gOrderLock);
+        hostsync::MutexLock l(gOrderLock);
         gOrder.push_back(mName);
-        gOrderChanged.notify_all();
+        gOrderChanged.notifyAll();
     }
     void modemDown() override {
         downs++;
@@ -74,7 +75,7 @@ private:
 class ImsMcxSvcTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::lock_guard<std::mutex> l(gOrderLock);
+        hostsync::MutexLock l(gOrderLock);
         gOrder.clear();
     }
     void TearDown() override {
@@ -103,7 +104,7 @@ protected:
 
     LogCapture log;
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
-    LoopThread loop;
+    HostLoop loop;
     std::vector<std::unique_ptr<TestSvc>> watchers;
 };
 
@@ -124,7 +125,7 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     EXPECT_EQ(log.count("ImsMcxSvc[Second]: handleImsSvcStatusEvent"), 0u)
         << "the queued one is never signalled through its own eventfd";
     {
-        std::lock_guard<std::mutex> l(gOrderLock);
+        hostsync::MutexLock l(gOrderLock);
         EXPECT_EQ(gOrder, (std::vector<std::string>{"First", "Second"}));
     }
     // The flag was cleared: after a modem restart both come up once more
@@ -171,7 +172,7 @@ TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakes
     EXPECT_EQ(log.count("ImsMcxSvc[Third]: handleImsSvcStatusEvent"), 0u)
         << "the rest of the queue is brought up by the one that took over";
     {
-        std::lock_guard<std::mutex> l(gOrderLock);
+        hostsync::MutexLock l(gOrderLock);
         EXPECT_EQ(gOrder, (std::vector<std::string>{"Second", "Third"}));
     }
     // The flag was released after the hand-over: a later watcher is not queued.

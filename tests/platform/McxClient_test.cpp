@@ -324,16 +324,4 @@ TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndSto
     mcx_client_release(writer);
 }
 
-TEST_F(McxClientTest, UseDaemon_WhileHandlesOpenOrWithoutPath_IsRefused) {
-    mcx_client_type h = open(imsa());
-    EXPECT_EQ(mcx_host_use_daemon("/tmp/x"), MCX_ERR_INVALID_ARG);
-    mcx_client_release(h);
-    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG);
-    EXPECT_EQ(mcxemu::useEmbeddedModem(), MCX_NO_ERR);
-    char reply[32];
-    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_NO_ERR);
-    EXPECT_STREQ(reply, "pong");
-    EXPECT_EQ(mcx_host_modem_control("no such thing", reply, sizeof(reply)), MCX_ERR_INVALID_ARG);
-}
-
 }  // namespace

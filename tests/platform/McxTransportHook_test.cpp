@@ -111,6 +111,7 @@ TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoM
     EXPECT_EQ(mcx_client_init(&info, settingsService(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
     char reply[32];
     EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
 
     // A factory that makes nothing is the same as none.
     ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);

@@ -5,12 +5,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
@@ -18,12 +18,12 @@
 #include "mcx_host.h"
 #include "rcsconfig/McxImsaClient.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace {
 
 using imstest::LogCapture;
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 using namespace std::chrono_literals;
 
 struct Received {
@@ -36,9 +36,9 @@ protected:
     void SetUp() override {
         app = std::make_unique<ImsMcxApplication>(loop.com(), loop.timer());
         app->registerServiceStatusListener([this](ImsAppServiceData& d) {
-            std::lock_guard<std::mutex> l(lock);
+            hostsync::MutexLock l(lock);
             events.push_back({d, static_cast<int>(syscall(SYS_gettid))});
-            cv.notify_all();
+            cv.notifyAll();
         });
         loop.start();
         ASSERT_TRUE(waitForEvents(1));
@@ -48,11 +48,11 @@ protected:
         app.reset();
     }
     bool waitForEvents(size_t n) {
-        std::unique_lock<std::mutex> l(lock);
-        return cv.wait_for(l, 5s, [&] { return events.size() >= n; });
+        hostsync::MutexLock l(lock);
+        return cv.waitFor(lock, 5s, [&]() REQUIRES(lock) { return events.size() >= n; });
     }
     std::vector<Received> received() {
-        std::lock_guard<std::mutex> l(lock);
+        hostsync::MutexLock l(lock);
         return events;
     }
     bool subscribe(int sub) {
@@ -64,11 +64,11 @@ protected:
 
     LogCapture log;
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
-    LoopThread loop;
+    HostLoop loop;
     std::unique_ptr<ImsMcxApplication> app;
-    std::mutex lock;
-    std::condition_variable cv;
-    std::vector<Received> events;  // guarded by lock
+    hostsync::Mutex lock;
+    hostsync::CondVar cv;
+    std::vector<Received> events GUARDED_BY(lock);
 };
 
 TEST_F(ImsMcxApplicationTest, ServiceUp_ReportsModemUpOnTheLoopThread) {

@@ -4,16 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <hidl/HidlTesting.h>
+#include <hostsync/Mutex.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "ServiceFixture.h"
-#include "testkit/ModemDaemonProcess.h"
 
 namespace servicetest {
 namespace {
@@ -129,41 +127,6 @@ TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeep
     EXPECT_EQ(slot1->tokenRequests.size(), 0u);
 }
 
-// The modem as a process of its own, killed and started again: after each
-// restart a client that asks for a new object is served as on the first day.
-TEST_F(CreationTest, DaemonKilledAndRestarted_NewObjectsServeEveryTime) {
-    const std::string path = "/tmp/rcs-creation-daemon-" + std::to_string(getpid()) + ".sock";
-    testkit::ModemDaemonProcess daemon(MCX_MODEMD_PATH, path);
-    ASSERT_TRUE(daemon.start());
-    ASSERT_NO_FATAL_FAILURE(startService(true, rcsservice::hostServiceOptions(rcsservice::HostModem::daemon(path))));
-    ASSERT_EQ(log.count("RcsConfigManager: ServiceStatus::AVAILABLE"), 1u);
-    sp<Listener_2_1> listener = new Listener_2_1();
-    sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-    const V2_0::SettingsData data =
-            settingsOf(V2_0::SettingsId::PRESENCE_CONFIG, {{100, 600}}, {}, {});
-    const int cycles = 12;
-    int failed = 0;
-    for (int cycle = 1; cycle <= cycles; ++cycle) {
-        daemon.kill();
-        ASSERT_TRUE(daemon.start());
-        // The restarted modem is AVAILABLE again (the listener is told), and
-        // the client asks for a new object, as a phone's would.
-        ASSERT_TRUE(log.waitFor("RcsConfigManager: ServiceStatus::AVAILABLE", kWait,
-                                static_cast<size_t>(cycle) + 1));
-        config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-        sp<SetConfigCb> cb = new SetConfigCb();
-        config->setSettingsValue(data, remote<V2_0::ISetConfigCb>(cb));
-        ASSERT_TRUE(cb->responses.waitFor(1));
-        if (cb->responses.at(0) != V2_0::RequestStatus::OK) ++failed;
-    }
-    std::printf("daemon restarts: %d, restarts after which a new object's write failed: %d\n",
-                cycles, failed);
-    EXPECT_EQ(failed, 0);
-    host->stop();
-    daemon.kill();
-    unlink(path.c_str());
-}
-
 // One client keeps the proxy it handed in; the other hands in a temporary,
 // as a client passing a fresh binder proxy does, so only the service holds it.
 TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProxy) {
@@ -207,26 +170,30 @@ struct LineGate {
     }
     static void logger(const struct __android_logger_data*, const char* message) {
         LineGate& g = instance();
-        std::unique_lock<std::mutex> lock(g.mutex);
+        hostsync::MutexLock lock(g.mutex);
         if (message == nullptr || g.needle.empty() || std::strstr(message, g.needle.c_str()) == nullptr) return;
         ++g.reached;
-        g.changed.notify_all();
-        g.changed.wait_for(lock, std::chrono::seconds(10), [&] { return g.released; });
+        g.changed.notifyAll();
+        g.changed.waitFor(g.mutex, std::chrono::seconds(10), [&]() REQUIRES(g.mutex) { return g.released; });
+    }
+    void hold(const std::string& text) {
+        hostsync::MutexLock lock(mutex);
+        needle = text;
     }
     bool waitReached(int count) {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return reached >= count; });
+        hostsync::MutexLock lock(mutex);
+        return changed.waitFor(mutex, std::chrono::seconds(10), [&]() REQUIRES(mutex) { return reached >= count; });
     }
     void release() {
-        std::lock_guard<std::mutex> lock(mutex);
+        hostsync::MutexLock lock(mutex);
         released = true;
-        changed.notify_all();
+        changed.notifyAll();
     }
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::string needle;  // guarded by mutex
-    int reached = 0;  // guarded by mutex
-    bool released = false;  // guarded by mutex
+    hostsync::Mutex mutex;
+    hostsync::CondVar changed;
+    std::string needle GUARDED_BY(mutex);
+    int reached GUARDED_BY(mutex) = 0;
+    bool released GUARDED_BY(mutex) = false;
 };
 
 TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed) {
@@ -241,7 +208,7 @@ TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed
     // its callback (the object's) are held at their first lines while the
     // service stops and lets the manager and every object go.
     LineGate& gate = LineGate::instance();
-    gate.needle = "service died. cookie:";  // the first line of both recipients
+    gate.hold("service died. cookie:");  // the first line of both recipients
     __android_log_set_logger(LineGate::logger);
     killProcessOf(listener);
     killProcessOf(getCb);

@@ -9,9 +9,9 @@
 #define TESTS_SERVICE_FAKE_CLIENTS_H
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
 #include <vendor/kel/ims/rcsconfig/2.0/IRcsServiceStatusListener.h>
@@ -33,28 +33,28 @@ template <typename T>
 class Calls {
 public:
     void add(T value) {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mItems.push_back(std::move(value));
-        mChanged.notify_all();
+        mChanged.notifyAll();
     }
     // Waits until at least `count` calls arrived.
     bool waitFor(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const {
-        std::unique_lock<std::mutex> lock(mLock);
-        return mChanged.wait_for(lock, timeout, [&] { return mItems.size() >= count; });
+        hostsync::MutexLock lock(mLock);
+        return mChanged.waitFor(mLock, timeout, [&]() REQUIRES(mLock) { return mItems.size() >= count; });
     }
     size_t size() const {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mItems.size();
     }
     T at(size_t i) const {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mItems.at(i);
     }
 
 private:
-    mutable std::mutex mLock;
-    mutable std::condition_variable mChanged;
-    std::vector<T> mItems;  // guarded by mLock
+    mutable hostsync::Mutex mLock;
+    mutable hostsync::CondVar mChanged;
+    std::vector<T> mItems GUARDED_BY(mLock);
 };
 
 class SetConfigCb : public V2_0::ISetConfigCb {

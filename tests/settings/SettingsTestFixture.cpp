@@ -77,7 +77,7 @@ mcxemu::ModemEmulator& SettingsTest::modem() { return mcxemu::embeddedModem(); }
 
 void SettingsTest::SetUp() {
     modem().reset();
-    mLoop = std::make_unique<imstest::LoopThread>();
+    mLoop = std::make_unique<rcsservice::HostLoop>();
 }
 
 void SettingsTest::TearDown() {

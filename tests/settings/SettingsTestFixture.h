@@ -20,7 +20,7 @@
 #include "ims_settings_service_v01.h"
 #include "rcsconfig/ImsMcxSettings.h"
 #include "support/LogCapture.h"
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 namespace settingstest {
 
@@ -103,7 +103,7 @@ protected:
     uint64_t requestSeed() const;
 
     imstest::LogCapture mLog;
-    std::unique_ptr<imstest::LoopThread> mLoop;
+    std::unique_ptr<rcsservice::HostLoop> mLoop;
     std::unique_ptr<ImsMcxSettings> mSettings;
     std::shared_ptr<Recorder<ServiceStatus>> mStatus = std::make_shared<Recorder<ServiceStatus>>();
 };

@@ -2,16 +2,28 @@
 
 #include <android/log.h>
 
-#include <condition_variable>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+#include <utils/Timers.h>
+
 #include <cstdlib>
-#include <mutex>
 
 namespace imstest {
 namespace {
 
-std::mutex gMutex;
-std::condition_variable gChanged;
-std::vector<LogLine> gLines;  // guarded by gMutex
+// libutils' locks: this file is built into the device tests too, which have
+// no host-only headers.
+android::Mutex gMutex;
+android::Condition gChanged;
+std::vector<LogLine> gLines GUARDED_BY(gMutex);
+
+size_t countLocked(const std::string& needle) REQUIRES(gMutex) {
+    size_t n = 0;
+    for (const auto& l : gLines) {
+        if (l.message.find(needle) != std::string::npos) ++n;
+    }
+    return n;
+}
 
 void recordLine(const struct __android_logger_data* data, const char* message) {
     LogLine line;
@@ -21,11 +33,9 @@ void recordLine(const struct __android_logger_data* data, const char* message) {
     if (!parseImsLogLine(line.text, &line)) {
         line.message = line.text;
     }
-    {
-        std::lock_guard<std::mutex> lock(gMutex);
-        gLines.push_back(std::move(line));
-    }
-    gChanged.notify_all();
+    android::Mutex::Autolock lock(gMutex);
+    gLines.push_back(std::move(line));
+    gChanged.broadcast();
 }
 
 }  // namespace
@@ -61,12 +71,12 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    android::Mutex::Autolock lock(gMutex);
     return gLines;
 }
 
 std::vector<std::string> LogCapture::messages() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    android::Mutex::Autolock lock(gMutex);
     std::vector<std::string> out;
     out.reserve(gLines.size());
     for (const auto& l : gLines) out.push_back(l.message);
@@ -74,16 +84,12 @@ std::vector<std::string> LogCapture::messages() const {
 }
 
 size_t LogCapture::count(const std::string& needle) const {
-    std::lock_guard<std::mutex> lock(gMutex);
-    size_t n = 0;
-    for (const auto& l : gLines) {
-        if (l.message.find(needle) != std::string::npos) ++n;
-    }
-    return n;
+    android::Mutex::Autolock lock(gMutex);
+    return countLocked(needle);
 }
 
 int LogCapture::indexOf(const std::string& needle, size_t from) const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    android::Mutex::Autolock lock(gMutex);
     for (size_t i = from; i < gLines.size(); ++i) {
         if (gLines[i].message.find(needle) != std::string::npos) return static_cast<int>(i);
     }
@@ -92,23 +98,23 @@ int LogCapture::indexOf(const std::string& needle, size_t from) const {
 
 bool LogCapture::waitFor(const std::string& needle, std::chrono::milliseconds timeout,
                          size_t times) const {
-    std::unique_lock<std::mutex> lock(gMutex);
-    return gChanged.wait_for(lock, timeout, [&] {
-        size_t n = 0;
-        for (const auto& l : gLines) {
-            if (l.message.find(needle) != std::string::npos) ++n;
-        }
-        return n >= times;
-    });
+    const nsecs_t deadline = systemTime(SYSTEM_TIME_MONOTONIC) + milliseconds_to_nanoseconds(timeout.count());
+    android::Mutex::Autolock lock(gMutex);
+    while (countLocked(needle) < times) {
+        const nsecs_t left = deadline - systemTime(SYSTEM_TIME_MONOTONIC);
+        if (left <= 0) return false;
+        gChanged.waitRelative(gMutex, left);
+    }
+    return true;
 }
 
 void LogCapture::clear() {
-    std::lock_guard<std::mutex> lock(gMutex);
+    android::Mutex::Autolock lock(gMutex);
     gLines.clear();
 }
 
 std::string LogCapture::dump() const {
-    std::lock_guard<std::mutex> lock(gMutex);
+    android::Mutex::Autolock lock(gMutex);
     std::string out;
     for (const auto& l : gLines) {
         out += l.text;

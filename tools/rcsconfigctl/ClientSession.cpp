@@ -15,7 +15,7 @@
 
 #include "PatientWait.h"
 #include "service/WorkstationService.h"
-#include "testkit/DebugCall.h"
+#include "clientkit/DebugCall.h"
 
 namespace rcsctl {
 
@@ -408,7 +408,7 @@ bool ClientSession::debugCall(const std::vector<std::string>& options, std::stri
         return false;
     }
     android::hardware::Status status;
-    if (testkit::callDebug(mFactory, options, text, error, &status)) return true;
+    if (clientkit::callDebug(mFactory, options, text, error, &status)) return true;
     if (!status.isOk() && takeDeathOf(status)) *error = "the service died before answering its debug call";
     return false;
 }

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <thread>
 
-#include "testkit/DebugCall.h"
+#include "clientkit/DebugCall.h"
 
 namespace soak {
 
@@ -43,7 +43,7 @@ void SoakService::stop() {
 
 std::string SoakService::ask(const std::vector<std::string>& words) {
     std::string text, error;
-    if (mFactory == nullptr || !testkit::callDebug(mFactory, words, &text, &error)) return std::string();
+    if (mFactory == nullptr || !clientkit::callDebug(mFactory, words, &text, &error)) return std::string();
     return text;
 }
 

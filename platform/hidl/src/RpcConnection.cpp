@@ -37,11 +37,6 @@ bool RpcConnection::isDead() const {
     return mDead;
 }
 
-size_t RpcConnection::exportedCount() const {
-    hostsync::MutexLock guard(mLock);
-    return mExports.size();
-}
-
 void RpcConnection::protocolError(const std::string& what) {
     {
         hostsync::MutexLock guard(mLock);

@@ -66,8 +66,6 @@ public:
     void protocolError(const std::string& what);
     bool isDead() const;
     pid_t peerPid() const { return mPeerPid; }
-    // Local objects the peer currently holds. Any thread.
-    size_t exportedCount() const;
 
     // For RpcNode: the node of `id` is going away after `received` references.
     void releaseNode(uint32_t id, RpcNode* node, uint32_t received);

@@ -403,12 +403,6 @@ bool useServiceRegistry(const std::string& dir) {
     return true;
 }
 
-std::string serviceRegistryDir() {
-    TransportState& s = state();
-    hostsync::MutexLock guard(s.lock);
-    return s.dir;
-}
-
 void setServiceWaitTimeout(std::chrono::milliseconds timeout) {
     TransportState& s = state();
     hostsync::MutexLock guard(s.lock);

@@ -37,7 +37,6 @@ struct Registry {
     status_t forcedFailure GUARDED_BY(lock) = OK;
     size_t maxThreads GUARDED_BY(lock) = 0;
     bool callerWillJoin GUARDED_BY(lock) = false;
-    size_t configureCount GUARDED_BY(lock) = 0;
 };
 Registry& registry() {
     static Registry* instance = new Registry();  // services may be looked up during exit
@@ -56,7 +55,6 @@ status_t configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
     hostsync::MutexLock guard(r.lock);
     r.maxThreads = maxThreads;
     r.callerWillJoin = callerWillJoin;
-    ++r.configureCount;
     details::RpcThreadPool::instance().configure(maxThreads, callerWillJoin);
     return OK;
 }
@@ -166,12 +164,6 @@ bool threadpoolCallerWillJoin() {
     Registry& r = registry();
     hostsync::MutexLock guard(r.lock);
     return r.callerWillJoin;
-}
-
-size_t threadpoolConfigureCount() {
-    Registry& r = registry();
-    hostsync::MutexLock guard(r.lock);
-    return r.configureCount;
 }
 
 void failServiceRegistrations(status_t status) {

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "FakeImsFactory.h"
+#include "testkit/FakeImsFactory.h"
 
 using namespace xproc;
 

@@ -93,7 +93,7 @@ void BackgroundTool::readAll() {
             if (fds[i].fd < 0 || fds[i].revents == 0) continue;
             char buf[4096];
             ssize_t n = read(fds[i].fd, buf, sizeof(buf));
-            std::lock_guard<std::mutex> lock(mLock);
+            hostsync::MutexLock lock(mLock);
             if (n > 0) {
                 (i == 0 ? mResult.out : mResult.err).append(buf, static_cast<size_t>(n));
             } else {
@@ -101,28 +101,28 @@ void BackgroundTool::readAll() {
                 fds[i].fd = -1;
                 --open;
             }
-            mChanged.notify_all();
+            mChanged.notifyAll();
         }
     }
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     mEnded = true;
-    mChanged.notify_all();
+    mChanged.notifyAll();
 }
 
 bool BackgroundTool::waitFor(const std::string& needle, int timeoutMs, size_t count, bool onStderr) {
-    std::unique_lock<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     const std::string& text = onStderr ? mResult.err : mResult.out;
     auto seen = [&] {
         size_t n = 0;
         for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
         return n >= count;
     };
-    mChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return seen() || mEnded; });
+    mChanged.waitFor(mLock, std::chrono::milliseconds(timeoutMs), [&]() REQUIRES(mLock) { return seen() || mEnded; });
     return seen();
 }
 
 ToolResult BackgroundTool::sofar() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     return mResult;
 }
 
@@ -132,7 +132,7 @@ ToolResult BackgroundTool::stop(int signal) {
     if (mPid > 0) ::kill(mPid, signal);
     if (mReader.joinable()) mReader.join();
     int status = 0;
-    std::lock_guard<std::mutex> lock(mLock);
+    hostsync::MutexLock lock(mLock);
     pid_t waited = -1;
     while (mPid > 0 && (waited = waitpid(mPid, &status, 0)) < 0 && errno == EINTR) {
     }

@@ -5,12 +5,12 @@
 #ifndef TESTS_TOOLS_CLI_TOOL_PROCESS_H
 #define TESTS_TOOLS_CLI_TOOL_PROCESS_H
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <sys/types.h>
 #include <thread>
 #include <vector>
+
+#include <hostsync/Mutex.h>
 
 #include "testkit/ModemDaemonProcess.h"
 
@@ -63,10 +63,10 @@ private:
     int mIn = -1;
     int mOut = -1;  // read by mReader only
     int mErr = -1;  // read by mReader only
-    mutable std::mutex mLock;
-    std::condition_variable mChanged;
-    ToolResult mResult;  // guarded by mLock
-    bool mEnded = false;  // guarded by mLock
+    mutable hostsync::Mutex mLock;
+    hostsync::CondVar mChanged;
+    ToolResult mResult GUARDED_BY(mLock);
+    bool mEnded GUARDED_BY(mLock) = false;
     std::thread mReader;
 };
 

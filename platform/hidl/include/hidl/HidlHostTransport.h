@@ -48,10 +48,6 @@ std::string defaultRegistryDir();
 // false, with one log line, when the folder cannot be used. Any thread.
 bool useServiceRegistry(const std::string& dir);
 
-// The folder given to useServiceRegistry(), empty when the transport is off.
-// Any thread.
-std::string serviceRegistryDir();
-
 // How long getService() waits for a service to appear in the registry
 // (default 5 s; 0 = look once, do not wait). Any thread.
 void setServiceWaitTimeout(std::chrono::milliseconds timeout);

@@ -36,7 +36,6 @@ void waitForDeathNotifications();
 // What the last configureRpcThreadpool() asked for (0/false before any call).
 size_t threadpoolMaxThreads();
 bool threadpoolCallerWillJoin();
-size_t threadpoolConfigureCount();
 
 // Makes registerAsService() fail with `status` until called again with OK.
 void failServiceRegistrations(status_t status);

@@ -1,4 +1,4 @@
-#include "support/LoopThread.h"
+#include "service/HostLoop.h"
 
 #include <stdint.h>
 #include <sys/eventfd.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-using imstest::LoopThread;
+using rcsservice::HostLoop;
 
 struct Msg {
     int value;
@@ -33,8 +33,8 @@ public:
     std::vector<int> seen;  // loop thread only
 };
 
-TEST(LoopThreadTest, RunOnLoop_RunsOnTheLoopThread) {
-    LoopThread loop;
+TEST(HostLoopTest, RunOnLoop_RunsOnTheLoopThread) {
+    HostLoop loop;
     loop.start();
     pid_t tid = 0;
     bool onLoop = false;
@@ -49,9 +49,9 @@ TEST(LoopThreadTest, RunOnLoop_RunsOnTheLoopThread) {
     EXPECT_FALSE(loop.isLoopThread());
 }
 
-TEST(LoopThreadTest, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
+TEST(HostLoopTest, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
     ImsCom com;
-    LoopThread loop(com);
+    HostLoop loop(com);
     Relay last(com, loop.timer(), nullptr);
     Relay first(com, loop.timer(), &last);
     loop.start();
@@ -71,9 +71,9 @@ TEST(LoopThreadTest, WaitUntilIdle_CoversChainedPostsAndDueTimers) {
     loop.stop();
 }
 
-TEST(LoopThreadTest, BusyDescriptor_IsNeverIdle) {
+TEST(HostLoopTest, BusyDescriptor_IsNeverIdle) {
     ImsCom com;
-    LoopThread loop(com);
+    HostLoop loop(com);
     int fd = eventfd(1, EFD_NONBLOCK);  // readable, and its callback never drains it
     com.addComEventHandler(fd, [](int, void*) {}, nullptr, nullptr, EPOLLIN);
     loop.start();
@@ -84,9 +84,9 @@ TEST(LoopThreadTest, BusyDescriptor_IsNeverIdle) {
     close(fd);
 }
 
-TEST(LoopThreadTest, PostedWork_SurvivesStopAndRunsAfterRestart) {
+TEST(HostLoopTest, PostedWork_SurvivesStopAndRunsAfterRestart) {
     ImsCom com;
-    LoopThread loop(com);
+    HostLoop loop(com);
     EXPECT_FALSE(loop.waitUntilIdle(std::chrono::milliseconds(1)));  // not running
     int runs = 0;  // loop thread only, read after the loop stopped
     loop.post([&] { ++runs; });
@@ -102,9 +102,9 @@ TEST(LoopThreadTest, PostedWork_SurvivesStopAndRunsAfterRestart) {
     EXPECT_EQ(runs, 2);
 }
 
-TEST(LoopThreadTest, TimerAddedFromAnotherThread_WakesABlockedLoop) {
+TEST(HostLoopTest, TimerAddedFromAnotherThread_WakesABlockedLoop) {
     ImsCom com;
-    LoopThread loop(com);
+    HostLoop loop(com);
     loop.start();
     ASSERT_TRUE(loop.waitUntilIdle());  // the loop now blocks without time-out
     static std::atomic<int> runs;

@@ -1,11 +1,11 @@
-#include "testkit/DebugCall.h"
+#include "clientkit/DebugCall.h"
 
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <cutils/native_handle.h>
 
-namespace testkit {
+namespace clientkit {
 
 using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
@@ -44,4 +44,4 @@ bool callDebug(const ::android::sp<::android::hidl::base::V1_0::IBase>& target,
     return ok;
 }
 
-}  // namespace testkit
+}  // namespace clientkit

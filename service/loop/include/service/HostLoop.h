@@ -1,6 +1,14 @@
 /*
- * HostLoop: the service's one event-loop thread, the timer queue it drives
- * and the way other threads get work onto it.
+ * HostLoop: an event-loop thread, the timer queue it drives and the way other
+ * threads get work onto it. The service runs its one loop with it; tests run
+ * a real loop thread with it and synchronise with it without sleeping:
+ *
+ *     rcsservice::HostLoop loop;          // drives ImsCom::getInstance()
+ *     MyClient client(loop.com(), loop.timer());
+ *     loop.start();
+ *     client.somethingThatPosts();        // any thread
+ *     ASSERT_TRUE(loop.waitUntilIdle());  // everything posted so far is handled
+ *     loop.runOnLoop([&] { EXPECT_EQ(client.state(), ...); });
  *
  * The thread calls com.processEvents(timer.timeUntilNextEvent(), timer) until
  * stopped. The timer queue's monitor wakes a blocked loop when another thread
@@ -9,8 +17,21 @@
  * then runs on the loop thread (the manager uses it to re-signal events that
  * were queued behind the failed one).
  *
- * Closures posted with post() run on the loop thread in posting order; they
- * carry the service dump and the idle check of waitUntilIdle().
+ * Closures posted with post() run on the loop thread in posting order; a
+ * stop() leaves the ones not yet run queued for the next start().
+ *
+ * "Idle" (waitUntilIdle()) means: after the call, the loop thread found,
+ * between two passes, no registered descriptor ready, no timed callback due
+ * and no posted closure waiting. So whatever was posted (to any
+ * imsComHandler, or with post()) before the call is handled when it returns
+ * true, together with everything that work posted in turn and every timer
+ * that fell due meanwhile. Timers due later do not count as work. Work that
+ * other threads post after the call is covered only if it arrives before the
+ * loop is found idle: who waits for a worker thread waits for the worker's
+ * effect first (a log line, a callback) and then for idle.
+ *
+ * Owners of objects registered with the loop must outlive the loop thread or
+ * be destroyed on it (runOnLoop), since callbacks may run until stop().
  *
  * All methods may be called from any thread unless stated otherwise.
  */
@@ -35,6 +56,8 @@ namespace rcsservice {
 
 class HostLoop : private ITimerMonitor {
 public:
+    // Drives the process's ImsCom::getInstance().
+    HostLoop();
     // Registers a wake descriptor with `com`, which must outlive this object.
     explicit HostLoop(ImsCom& com);
     // Stops the thread and unregisters.
@@ -42,6 +65,7 @@ public:
     HostLoop(const HostLoop&) = delete;
     HostLoop& operator=(const HostLoop&) = delete;
 
+    ImsCom& com() { return mCom; }
     ImsTimer& timer() { return mTimer; }
 
     // Runs on the loop thread after an exception from a handler was caught.
@@ -54,6 +78,8 @@ public:
     void stop();
     bool running() const;
     bool isLoopThread() const;
+    // Kernel thread id of the loop thread (as in log lines), 0 when stopped.
+    pid_t loopTid() const;
 
     // Runs `fn` on the loop thread, later, in posting order.
     void post(std::function<void()> fn);
@@ -65,7 +91,7 @@ public:
     // timer, no posted closure) after this call was made: everything posted
     // to any handler before the call has then been handled. False on time-out
     // or when the loop does not run. Not from the loop thread.
-    bool waitUntilIdle(std::chrono::milliseconds timeout) const;
+    bool waitUntilIdle(std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
     // Number of exceptions caught on the loop thread so far.
     unsigned long caughtFailures() const;
@@ -89,6 +115,7 @@ private:
     bool mRunning GUARDED_BY(mLock) = false;
     bool mStopRequested GUARDED_BY(mLock) = false;
     std::thread::id mThreadId GUARDED_BY(mLock);
+    pid_t mTid GUARDED_BY(mLock) = 0;
     mutable unsigned long mIdleRequested GUARDED_BY(mLock) = 0;
     unsigned long mIdleSeen GUARDED_BY(mLock) = 0;
     unsigned long mFailures GUARDED_BY(mLock) = 0;

@@ -1,20 +1,21 @@
 /*
- * A small IImsFactory 1.1 / IRcsConfig 2.1 used by the cross-process tests on
- * both sides of a socket: it keeps what it is given and answers through the
+ * A small IImsFactory 1.1 / IRcsConfig 2.1 used by the cross-process tests and
+ * the transport benchmark on both sides of a socket: it keeps what it is given and answers through the
  * client's callbacks, so every argument and result type makes a round trip.
  *
  * setAppToken() tokens steer it: "burst:N" calls the callback N times,
  * "hang" never returns (the test kills the process).
  */
-#ifndef TESTS_HIDL_XPROC_FAKEIMSFACTORY_H
-#define TESTS_HIDL_XPROC_FAKEIMSFACTORY_H
+#ifndef TESTKIT_FAKE_IMS_FACTORY_H
+#define TESTKIT_FAKE_IMS_FACTORY_H
 
 #include <unistd.h>
 
 #include <atomic>
 #include <map>
-#include <mutex>
 #include <string>
+
+#include <hostsync/Mutex.h>
 
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
@@ -67,7 +68,7 @@ public:
     Return<void> setSettingsValue(const R20::SettingsData& data, const sp<R20::ISetConfigCb>& cb) override {
         sp<R20::ISettingsChangeCb> watcher;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             mValues[data.settingsId] = data;
             auto it = mWatchers.find(data.settingsId);
             if (it != mWatchers.end()) watcher = it->second;
@@ -79,7 +80,7 @@ public:
     Return<void> getSettingsValue(R20::SettingsId id, const sp<R20::IGetSettingsCb>& cb) override {
         R20::SettingsData data;
         {
-            std::lock_guard<std::mutex> guard(mLock);
+            hostsync::MutexLock guard(mLock);
             data = mValues[id];
         }
         if (cb != nullptr) cb->getSettingsResponse(R20::RequestStatus::OK, data).isOk();
@@ -87,12 +88,12 @@ public:
     }
     Return<R20::RequestStatus> registerForSettingsChange(R20::SettingsId id,
                                                          const sp<R20::ISettingsChangeCb>& cb) override {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         mWatchers[id] = cb;
         return R20::RequestStatus::OK;
     }
     Return<R20::RequestStatus> deregisterForSettingsChange(R20::SettingsId id) override {
-        std::lock_guard<std::mutex> guard(mLock);
+        hostsync::MutexLock guard(mLock);
         return mWatchers.erase(id) != 0 ? R20::RequestStatus::OK : R20::RequestStatus::FAIL;
     }
     Return<void> getUceStatus(const sp<R20::IRcsServiceStatusListener>& listener) override {
@@ -120,9 +121,9 @@ public:
     }
 
 private:
-    std::mutex mLock;
-    std::map<R20::SettingsId, R20::SettingsData> mValues;            // guarded by mLock
-    std::map<R20::SettingsId, sp<R20::ISettingsChangeCb>> mWatchers;  // guarded by mLock
+    hostsync::Mutex mLock;
+    std::map<R20::SettingsId, R20::SettingsData> mValues GUARDED_BY(mLock);
+    std::map<R20::SettingsId, sp<R20::ISettingsChangeCb>> mWatchers GUARDED_BY(mLock);
     sp<R20::IRcsConfigListener> mListener;
 };
 
@@ -164,4 +165,4 @@ private:
 
 }  // namespace xproc
 
-#endif  // TESTS_HIDL_XPROC_FAKEIMSFACTORY_H
+#endif  // TESTKIT_FAKE_IMS_FACTORY_H

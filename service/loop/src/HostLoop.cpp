@@ -1,4 +1,4 @@
-#include "HostLoop.h"
+#include "service/HostLoop.h"
 
 #include <errno.h>
 #include <stdint.h>
@@ -10,6 +10,8 @@
 #include "imsservice/ImsLog.h"
 
 namespace rcsservice {
+
+HostLoop::HostLoop() : HostLoop(*ImsCom::getInstance()) {}
 
 HostLoop::HostLoop(ImsCom& com) : mCom(com), mTimer(this) {
     mFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
@@ -33,6 +35,7 @@ void HostLoop::start() {
     mRunning = true;
     mThread = std::thread(&HostLoop::threadMain, this);
     mThreadId = mThread.get_id();
+    while (mTid == 0) mChanged.wait(mLock);  // loopTid() is known once start() returns
 }
 
 void HostLoop::stop() {
@@ -46,6 +49,7 @@ void HostLoop::stop() {
     android::Mutex::Autolock guard(mLock);
     mRunning = false;
     mThreadId = std::thread::id();
+    mTid = 0;
     mChanged.broadcast();
 }
 
@@ -107,6 +111,11 @@ bool HostLoop::waitUntilIdle(std::chrono::milliseconds timeout) const {
     return mIdleSeen >= target;
 }
 
+pid_t HostLoop::loopTid() const {
+    android::Mutex::Autolock guard(mLock);
+    return mTid;
+}
+
 unsigned long HostLoop::caughtFailures() const {
     android::Mutex::Autolock guard(mLock);
     return mFailures;
@@ -166,6 +175,11 @@ void HostLoop::passOnce() {
 }
 
 void HostLoop::threadMain() {
+    {
+        android::Mutex::Autolock guard(mLock);
+        mTid = gettid();
+        mChanged.broadcast();
+    }
     unsigned long idleSeenByLoop = 0;
     for (;;) {
         {

@@ -4,8 +4,8 @@
  * temporary file rather than a pipe, so that an answer of any size is whole
  * when the call returns, and read back from there.
  */
-#ifndef TESTKIT_DEBUG_CALL_H
-#define TESTKIT_DEBUG_CALL_H
+#ifndef CLIENTKIT_DEBUG_CALL_H
+#define CLIENTKIT_DEBUG_CALL_H
 
 #include <string>
 #include <vector>
@@ -13,7 +13,7 @@
 #include <android/hidl/base/1.0/IBase.h>
 #include <hidl/Status.h>
 
-namespace testkit {
+namespace clientkit {
 
 // Calls `target`->debug() with `words` and puts what it wrote in *text.
 // False when no file could be made for the answer or the call failed; *error
@@ -23,6 +23,6 @@ bool callDebug(const ::android::sp<::android::hidl::base::V1_0::IBase>& target,
                const std::vector<std::string>& words, std::string* text, std::string* error,
                ::android::hardware::Status* status = nullptr);
 
-}  // namespace testkit
+}  // namespace clientkit
 
-#endif  // TESTKIT_DEBUG_CALL_H
+#endif  // CLIENTKIT_DEBUG_CALL_H

@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -482,11 +483,17 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
     EXPECT_EQ(factoryEntries, entriesOf(getpid()));
     EXPECT_TRUE(entriesOf(other.pid).empty());
 
-    // A folder others may enter is refused.
+    // A folder others may enter is refused, naming its owner.
     char loose[] = "/tmp/hidl-loose-XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(loose));
     chmod(loose, 0770);
+    imstest::LogCapture log;
     EXPECT_FALSE(host::useServiceRegistry(loose));
+    const passwd* me = getpwuid(geteuid());
+    ASSERT_NE(nullptr, me);
+    EXPECT_TRUE(log.contains(std::string("it is a folder of ") + me->pw_name + " (uid " + std::to_string(geteuid()) +
+                             ") with mode 0770"))
+            << log.dump();
     rmdir(loose);
 }
 

@@ -1,5 +1,6 @@
-// Peers that die, stall or lie, with real processes: each costs only its own
-// connection, and the service goes on serving everyone else. A wedged service
+// Peers that die, stall, lie or lose a registration, with real processes:
+// each costs only its own connection (or its own files), and the service goes
+// on serving everyone else. A wedged service
 // never answers again, so every wait here is bounded; the bounds only end the
 // test, they time nothing.
 #include <hidl/HidlHostTransport.h>
@@ -11,6 +12,9 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 
+#include <dirent.h>
+
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -218,5 +222,43 @@ TEST_F(HidlPeerFailureTest, CallPastItsLimit_FailsWithTimedOutAndClosesItsConnec
         Peer next("client");
         EXPECT_TRUE(next.waitForLine("ready"));
         host::setClientCallTimeout(10s);
+    }
+}
+
+TEST_F(HidlPeerFailureTest, ServicesLosingTheRegistrationRace_LeaveNoSocketBehind) {
+    auto socketFiles = [] {
+        std::vector<std::string> found;
+        if (DIR* d = opendir(registryDir().c_str())) {
+            while (dirent* e = readdir(d)) {
+                std::string name = e->d_name;
+                if (name.rfind("proc-", 0) == 0) found.push_back(name);
+            }
+            closedir(d);
+        }
+        return found;
+    };
+    const std::vector<std::string> before = socketFiles();
+    for (int race = 0; race < 30; ++race) {
+        SCOPED_TRACE("race " + std::to_string(race));
+        Peer first("serve");
+        Peer second("serve");
+        // The loser exits on its own; the winner serves until killed.
+        Peer* loser = nullptr;
+        int status = 0;
+        ASSERT_TRUE(waitUntil([&] {
+            for (Peer* p : {&first, &second}) {
+                if (waitpid(p->pid, &status, WNOHANG) == p->pid) loser = p;
+            }
+            return loser != nullptr;
+        }));
+        loser->pid = -1;
+        EXPECT_TRUE(WIFEXITED(status));
+        Peer& winner = loser == &first ? second : first;
+        std::vector<std::string> expected = before;
+        expected.push_back("proc-" + std::to_string(winner.pid) + ".sock");
+        std::vector<std::string> now = socketFiles();
+        std::sort(expected.begin(), expected.end());
+        std::sort(now.begin(), now.end());
+        EXPECT_EQ(expected, now);
     }
 }

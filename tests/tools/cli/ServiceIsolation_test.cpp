@@ -1,0 +1,96 @@
+// What one client of the service executable can do to the others: hand its
+// debug() a broken descriptor, wait inside the service. The test process is
+// itself one of the clients, through the host transport, next to
+// rcsconfigctl processes.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <cutils/native_handle.h>
+#include <hidl/HidlHostTransport.h>
+#include <vendor/kel/ims/factory/1.1/IImsFactory.h>
+
+#include "ToolProcess.h"
+#include "testkit/DebugCall.h"
+
+namespace clitest {
+namespace {
+
+constexpr int kIsolationWaitMs = 20000;
+
+class ServiceIsolationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(mDir.path().empty());
+        ASSERT_TRUE(mModem.start());
+        mService = std::make_unique<BackgroundTool>(
+                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
+        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kIsolationWaitMs, 1, true))
+                << mService->sofar().err;
+        ASSERT_TRUE(android::hardware::host::useServiceRegistry(mRegistry));
+        mFactory = vendor::kel::ims::factory::V1_1::IImsFactory::getService("default");
+        ASSERT_NE(nullptr, mFactory.get());
+    }
+
+    std::vector<std::string> attached(std::vector<std::string> more) const {
+        std::vector<std::string> args{"--service", "--registry", mRegistry};
+        args.insert(args.end(), more.begin(), more.end());
+        return args;
+    }
+
+    TempDir mDir;
+    const std::string mModemSocket = mDir.path() + "/modem.sock";
+    const std::string mRegistry = mDir.path() + "/registry";
+    ModemDaemon mModem{mModemSocket};
+    std::unique_ptr<BackgroundTool> mService;
+    android::sp<vendor::kel::ims::factory::V1_1::IImsFactory> mFactory;
+};
+
+TEST_F(ServiceIsolationTest, DebugIntoAPipeNobodyReads_FailsThatDumpAndTheServiceGoesOnServing) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    close(ends[0]);
+    native_handle_t* native = native_handle_create(1, 0);
+    native->data[0] = ends[1];
+    // The dump and a host command's answer are written the same way.
+    for (const std::vector<std::string>& words : {std::vector<std::string>{}, std::vector<std::string>{"heap"}}) {
+        android::hardware::hidl_vec<android::hardware::hidl_string> options;
+        options.resize(words.size());
+        for (size_t i = 0; i < words.size(); ++i) options[i] = words[i];
+        EXPECT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), options).isOk());
+    }
+    native_handle_close(native);
+    native_handle_delete(native);
+
+    EXPECT_TRUE(mService->waitFor("ImsFactory debug: write failed: Broken pipe", kIsolationWaitMs, 2, true))
+            << mService->sofar().err;
+    ToolResult next = runTool(attached({"get-settings", "presence"}));
+    EXPECT_EQ(0, next.exitCode) << next.err;
+    EXPECT_TRUE(next.has("get-settings PRESENCE_CONFIG -> OK")) << next.out;
+}
+
+TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClientsCalls) {
+    std::string text, error;
+    ASSERT_TRUE(testkit::callDebug(mFactory, {"registrations"}, &text, &error)) << error;
+    const unsigned long next = std::stoul(text) + 1;
+    // Waits for a registration that only the other client below makes: the
+    // wait can end well only if that client's calls are served meanwhile.
+    std::string answer, waitError;
+    std::thread waiter([&] {
+        testkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kIsolationWaitMs)},
+                           &answer, &waitError);
+    });
+    ToolResult other = runTool(attached({"--script", "-"}), "watch presence\n");
+    waiter.join();
+    EXPECT_EQ(0, other.exitCode) << other.err;
+    EXPECT_TRUE(other.has("watch PRESENCE_CONFIG -> OK")) << other.out;
+    EXPECT_EQ("sent\n", answer) << waitError;
+}
+
+}  // namespace
+}  // namespace clitest

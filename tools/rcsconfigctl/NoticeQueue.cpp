@@ -40,7 +40,10 @@ bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
     hostsync::MutexLock lock(mLock);
     size_t found = 0;
     auto ready = [&]() REQUIRES(mLock) {
-        if (mStopped) return true;
+        if (mStopped) {
+            noteStopSeen();
+            return true;
+        }
         for (size_t i = 0; i < mNotices.size(); ++i) {
             if (mNotices[i].kind == Notice::Kind::ServiceDied) return true;
             if (match(mNotices[i])) {
@@ -68,7 +71,19 @@ std::vector<Notice> NoticeQueue::drain() {
 
 bool NoticeQueue::stopped() const {
     hostsync::MutexLock lock(mLock);
+    if (mStopped) noteStopSeen();
     return mStopped;
+}
+
+void NoticeQueue::noteStopSeen() const {
+    if (mStopSeen) return;
+    mStopSeen = true;
+    mStopSeenChanged.notifyAll();
+}
+
+bool NoticeQueue::waitUntilStopSeen(std::chrono::milliseconds timeout) {
+    hostsync::MutexLock lock(mLock);
+    return mStopSeenChanged.waitFor(mLock, timeout, [this]() REQUIRES(mLock) { return mStopSeen; });
 }
 
 bool NoticeQueue::serviceDied() const {

@@ -57,17 +57,27 @@ public:
     std::vector<Notice> drain();
 
     // True once a Stop notice was pushed (the user asked the client to end).
+    // Main thread: a true answer counts as the main thread having seen it.
     bool stopped() const;
+    // Waits up to `timeout` until the main thread has seen the Stop notice
+    // (stopped() said so, or a wait ended on it): false when the main thread
+    // is somewhere no notice reaches, such as a call that is not answered.
+    // Any thread but the main thread.
+    bool waitUntilStopSeen(std::chrono::milliseconds timeout);
 
     // True while a ServiceDied notice is queued; any thread.
     bool serviceDied() const;
 
 private:
+    void noteStopSeen() const REQUIRES(mLock);
+
     int mWakeFd = -1;  // eventfd, written by push()
     mutable hostsync::Mutex mLock;
     hostsync::CondVar mChanged;
     std::deque<Notice> mNotices GUARDED_BY(mLock);
     bool mStopped GUARDED_BY(mLock) = false;
+    mutable bool mStopSeen GUARDED_BY(mLock) = false;
+    mutable hostsync::CondVar mStopSeenChanged;
 };
 
 // A wait for an answer that the death of the answering process ends early.

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -24,7 +25,10 @@
 #include "ScriptTokenizer.h"
 #include "ServiceList.h"
 #include "ToolOptions.h"
+#include "service/PrivateFile.h"
 #include "service/ServiceLog.h"
+
+#include <hostsync/Mutex.h>
 
 namespace {
 
@@ -36,8 +40,17 @@ constexpr int kExitBadInput = 2;
 // Turns SIGINT/SIGTERM into a Stop notice so a waiting command ends and the
 // service is stopped in order. The signals are blocked in every thread
 // (including the service's, which inherit the mask) and taken here.
+//
+// The main thread may be inside a synchronous call to a service that does
+// not answer, where no notice reaches it. A client whose main thread has not
+// seen the notice within kNoticeGrace, has not ended in order within
+// kOrderlyEnd, or gets a second signal ends here at once, with the status a
+// shell reports for a program the signal ended.
 class SignalWatcher {
 public:
+    static constexpr std::chrono::milliseconds kNoticeGrace{300};
+    static constexpr std::chrono::milliseconds kOrderlyEnd{10000};
+
     explicit SignalWatcher(NoticeQueue& notices) {
         sigset_t set = signals();
         pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -46,17 +59,27 @@ public:
                 int sig = 0;
                 if (sigwait(&set, &sig) != 0) continue;
                 if (mEnding) return;
-                mSignal = sig;
+                if (mSignal.exchange(sig) != 0) endNow(sig);
                 notices.push(Notice{});
+                mGrace = std::thread([this, &notices, sig] {
+                    if (!notices.waitUntilStopSeen(kNoticeGrace) && !mEnding.load()) endNow(sig);
+                    hostsync::MutexLock lock(mGraceLock);
+                    if (!mEnded.waitFor(mGraceLock, kOrderlyEnd, [this] { return mEnding.load(); })) endNow(sig);
+                });
             }
         });
     }
     // The signal that asked the client to end; 0 before one came. Any thread.
     int signal() const { return mSignal.load(); }
     ~SignalWatcher() {
-        mEnding = true;
+        {
+            hostsync::MutexLock lock(mGraceLock);
+            mEnding = true;
+        }
+        mEnded.notifyAll();
         pthread_kill(mThread.native_handle(), SIGUSR2);
         mThread.join();
+        if (mGrace.joinable()) mGrace.join();
     }
 
 private:
@@ -68,8 +91,16 @@ private:
         sigaddset(&set, SIGUSR2);
         return set;
     }
+    [[noreturn]] static void endNow(int sig) {
+        std::fflush(nullptr);
+        _exit(128 + sig);
+    }
+
     std::atomic<bool> mEnding{false};
     std::atomic<int> mSignal{0};
+    hostsync::Mutex mGraceLock;
+    hostsync::CondVar mEnded;
+    std::thread mGrace;  // started by the first signal, on the signal thread
     std::thread mThread;
 };
 
@@ -205,9 +236,9 @@ int main(int argc, char** argv) {
 
     FILE* logFile = nullptr;
     if (!options.logPath.empty()) {
-        logFile = std::fopen(options.logPath.c_str(), "w");
+        logFile = rcsservice::openPrivateFile(options.logPath, &error);
         if (logFile == nullptr) {
-            out.error("", "cannot write log file '" + options.logPath + "'");
+            out.error("", "cannot write log file: " + error);
             return kExitBadInput;
         }
     }

@@ -7,6 +7,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -22,6 +24,27 @@ namespace clitest {
 namespace {
 
 constexpr int kIsolationWaitMs = 20000;
+
+// True once the main thread of `pid` has SIGTERM blocked (its signal
+// thread takes it) and sleeps in the kernel, which for a client of a stopped
+// service is its call; false after the time-out.
+bool waitUntilSleepingWithSignalsTaken(pid_t pid) {
+    const std::string task = "/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid);
+    for (int i = 0; i < kIsolationWaitMs / 10; ++i) {
+        std::ifstream status(task + "/status");
+        std::string line;
+        unsigned long long blocked = 0;
+        while (std::getline(status, line)) {
+            if (line.compare(0, 7, "SigBlk:") == 0) blocked = std::stoull(line.substr(7), nullptr, 16);
+        }
+        std::ifstream stat(task + "/stat");
+        std::string pidField, name, state;
+        stat >> pidField >> name >> state;
+        if ((blocked & (1ULL << (SIGTERM - 1))) != 0 && state == "S") return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
 
 class ServiceIsolationTest : public ::testing::Test {
 protected:
@@ -90,6 +113,16 @@ TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClien
     EXPECT_EQ(0, other.exitCode) << other.err;
     EXPECT_TRUE(other.has("watch PRESENCE_CONFIG -> OK")) << other.out;
     EXPECT_EQ("sent\n", answer) << waitError;
+}
+
+TEST_F(ServiceIsolationTest, AClientInACallToAServiceThatNeverAnswersEndsOnItsTimeOutOrASignal) {
+    ASSERT_EQ(0, kill(mService->pid(), SIGSTOP));
+    for (int signal : {SIGTERM, SIGINT}) {
+        BackgroundTool client(attached({"--timeout", "600", "get-settings", "presence"}));
+        ASSERT_TRUE(waitUntilSleepingWithSignalsTaken(client.pid()));
+        EXPECT_EQ(128 + signal, client.stop(signal).exitCode) << signal;
+    }
+    EXPECT_EQ(0, kill(mService->pid(), SIGCONT));
 }
 
 }  // namespace

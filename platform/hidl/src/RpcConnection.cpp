@@ -2,9 +2,11 @@
 
 #include <android/log.h>
 #include <errno.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -20,6 +22,13 @@ namespace details {
 namespace {
 
 const char* kTag = "HidlTransport";
+using Clock = RpcFrameReader::Clock;
+
+// How long one frame may take to leave: a peer that has not made room for it
+// by then has stopped reading (stopped, or never reads its replies), and its
+// connection is closed rather than hold the sending thread, which may be the
+// one that serves every other client.
+constexpr std::chrono::milliseconds kSendLimit{2000};
 
 // Calls this thread is serving, innermost last: a call it makes on the same
 // connection is nested in the innermost one.
@@ -154,6 +163,8 @@ bool RpcConnection::handleFrame(std::unique_ptr<RpcFrame> frame, std::string* er
 // ---- serving
 
 void RpcConnection::serve(const std::shared_ptr<Incoming>& call) {
+    // Calls queued before the connection closed have nobody to answer to.
+    if (isDead()) return;
     RpcFrame& f = *call->frame;
     WireParcel in(f.payload.data(), f.payload.size());
     in.setObjectContext(this);
@@ -216,6 +227,7 @@ status_t RpcConnection::send(FrameKind kind, uint32_t objectId, uint32_t code, u
 
     hostsync::MutexLock guard(mWriteLock);
     if (mFd < 0) return DEAD_OBJECT;
+    const auto deadline = Clock::now() + kSendLimit;
     iovec iov[2] = {{&h, sizeof(h)}, {const_cast<uint8_t*>(payload.data()), payload.size()}};
     size_t total = sizeof(h) + payload.size();
     size_t sent = 0;
@@ -245,8 +257,18 @@ status_t RpcConnection::send(FrameKind kind, uint32_t objectId, uint32_t code, u
             c->cmsg_len = CMSG_LEN(sizeof(int) * fds.size());
             memcpy(CMSG_DATA(c), fds.data(), sizeof(int) * fds.size());
         }
-        ssize_t n = ::sendmsg(mFd, &msg, MSG_NOSIGNAL);
+        ssize_t n = ::sendmsg(mFd, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            pollfd p{mFd, POLLOUT, 0};
+            if (left.count() > 0 && ::poll(&p, 1, static_cast<int>(left.count()) + 1) >= 0) continue;
+            if (left.count() > 0 && errno == EINTR) continue;
+            ::shutdown(mFd, SHUT_RDWR);
+            guard.unlock();
+            protocolError("it has not read for " + std::to_string(kSendLimit.count()) + " ms");
+            return DEAD_OBJECT;
+        }
         if (n <= 0) {
             ::shutdown(mFd, SHUT_RDWR);
             return DEAD_OBJECT;
@@ -267,6 +289,8 @@ status_t RpcConnection::transact(uint32_t objectId, uint32_t code, bool oneway, 
 
 status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t code, const WireParcel& request,
                                   WireParcel* reply) {
+    const std::chrono::milliseconds limit = rpcCallLimit(mPeerIsClient);
+    const auto deadline = limit.count() > 0 ? Clock::now() + limit : RpcFrameReader::kNoDeadline;
     Transaction tx;
     uint32_t txId = 0;
     {
@@ -304,15 +328,20 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
             lock.lock();
             continue;
         }
+        if (deadline != RpcFrameReader::kNoDeadline && Clock::now() >= deadline) {
+            status = TIMED_OUT;
+            break;
+        }
         if (reading || takeReadRightLocked()) {
             reading = true;
             lock.unlock();
             sp<IBase> dropped;
-            ReadOutcome outcome = readAndHandle(true, &dropped, nullptr);
+            ReadOutcome outcome = readAndHandle(true, &dropped, nullptr, deadline);
             lock.lock();
             if (outcome == ReadOutcome::kEnded) {
-                // The reader thread closes the connection, which ends this wait.
-                mReadEnded = true;
+                // This thread may be the reader thread itself, serving a call
+                // in the pool's place: nobody else would end this wait.
+                markDeadLocked();
                 releaseReadRightLocked();
                 reading = false;
             }
@@ -326,12 +355,33 @@ status_t RpcConnection::roundTrip(FrameKind kind, uint32_t objectId, uint32_t co
             continue;
         }
         ++mCallersWaiting;
-        tx.wake.wait(mLock);
+        if (deadline == RpcFrameReader::kNoDeadline) {
+            tx.wake.wait(mLock);
+        } else {
+            tx.wake.waitUntil(mLock, deadline, [&]() REQUIRES(mLock) {
+                return tx.reply != nullptr || tx.dead || !tx.nested.empty() || mReadRight == ReadRight::kFree;
+            });
+        }
         --mCallersWaiting;
+    }
+    bool logTimeout = false;
+    if (status == TIMED_OUT) {
+        // A late reply would be taken for another call's: the stream is done with.
+        logTimeout = !mDead && !mErrorLogged;
+        mErrorLogged = true;
+        markDeadLocked();
     }
     if (reading) releaseReadRightLocked();
     mPending.erase(txId);
     lock.unlock();
+    if (status == TIMED_OUT) {
+        if (logTimeout) {
+            __android_log_print(ANDROID_LOG_ERROR, kTag, "closing connection with pid %d: no answer within %lld ms",
+                                static_cast<int>(mPeerPid), static_cast<long long>(limit.count()));
+        }
+        hostsync::MutexLock guard(mWriteLock);
+        if (mFd >= 0) ::shutdown(mFd, SHUT_RDWR);
+    }
     if (status != OK) return status;
     RpcFrame& f = *tx.reply;
     reply->setObjectContext(this);

@@ -14,15 +14,29 @@
  * calls between two processes never needs a second pool thread. Other
  * two-way calls go to the process's pool; one-way calls queue per connection
  * and are served in order, one at a time, by a pool thread, so the sender
- * never waits for them.
+ * never waits for them. In a pool of one thread the reader thread may serve
+ * a call itself in the idle pool thread's place (RpcThreadPool::tryLoan);
+ * it then waits in that call's nested calls like any caller.
  *
  * Objects. Each local object handed to the peer gets an id on this connection
  * and is held until the peer releases every reference it received (or the
  * connection closes). Each peer object we hold proxies of has one RpcNode.
  *
- * Death. When the connection closes (the peer exited or was killed, or sent
- * something malformed), waiting calls fail with DEAD_OBJECT, every peer
- * object's death recipients are told, and everything exported is dropped.
+ * Death. Whichever thread holds the right to read when the stream ends (the
+ * peer exited or was killed, or sent something malformed) marks the
+ * connection dead at once: every waiting call fails with DEAD_OBJECT, and
+ * the reader thread is woken. The reader thread alone then closes the
+ * connection for good (it keeps the right to read from then on): the
+ * socket is closed, every peer object's death recipients are told, and
+ * everything exported is dropped. Nothing waits for the reader thread to
+ * notice, so a reader thread that was itself waiting in a nested call is
+ * freed too.
+ *
+ * Bounds. A frame that cannot be sent within kSendLimit (the peer stopped
+ * reading) closes the connection. A two-way call waits at most the limit
+ * set for its kind of connection (rpcCallLimit); one past it returns
+ * TIMED_OUT and closes the connection, since the reply may still come and
+ * the stream can no longer be trusted to pair replies with calls.
  */
 #ifndef HIDL_RPCCONNECTION_H
 #define HIDL_RPCCONNECTION_H
@@ -49,8 +63,9 @@ namespace details {
 
 class RpcConnection : public virtual RefBase, public WireObjectContext {
 public:
-    // Takes ownership of `fd`, a connected stream socket to process `peerPid`.
-    RpcConnection(int fd, pid_t peerPid);
+    // Takes ownership of `fd`, a connected stream socket to process `peerPid`;
+    // `peerIsClient` when the peer connected to this process's socket.
+    RpcConnection(int fd, pid_t peerPid, bool peerIsClient);
     ~RpcConnection() override;
 
     // Starts the reader thread. Once, by the creator.
@@ -96,7 +111,7 @@ private:
     // Gives the right back: the reader thread watches the socket again and
     // callers waiting for a frame may take it.
     void releaseReadRightLocked() REQUIRES(mLock);
-    enum class ReadOutcome { kHandled, kNothing, kEnded };
+    enum class ReadOutcome { kHandled, kNothing, kEnded, kTimedOut };
     // What the reader thread serves itself in the place the pool lent it
     // (RpcThreadPool::tryLoan) once it has given the right to read back.
     struct InlineWork {
@@ -105,8 +120,14 @@ private:
     };
     // Reads and handles one frame; by the holder of the right only. Unless
     // `wait`, kNothing when no frame has begun. kEnded when the peer closed or
-    // the stream broke the protocol (logged). See handleFrame for the rest.
-    ReadOutcome readAndHandle(bool wait, sp<IBase>* dropped, InlineWork* here);
+    // the stream broke the protocol (logged); kTimedOut when `deadline`
+    // passed first. See handleFrame for the rest.
+    ReadOutcome readAndHandle(bool wait, sp<IBase>* dropped, InlineWork* here,
+                              RpcFrameReader::Clock::time_point deadline = RpcFrameReader::kNoDeadline);
+    // The stream ended or cannot be trusted: waiting calls fail with
+    // DEAD_OBJECT now and the reader thread is woken to close the connection.
+    // Any thread.
+    void markDeadLocked() REQUIRES(mLock);
     void wakeReaderThread();
     // False (with `error`) when the frame breaks the protocol. Objects whose
     // last reference the peer released go to `dropped`, to be released after
@@ -123,6 +144,7 @@ private:
                        WireParcel* reply);
 
     const pid_t mPeerPid;
+    const bool mPeerIsClient;
     hostsync::Mutex mWriteLock;
     int mFd;  // guarded by mWriteLock for writes and close; read by the holder of the right to read
     int mEpollFd = -1;  // the reader thread's wait: the socket (one shot) and mWakeFd

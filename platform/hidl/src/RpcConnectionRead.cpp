@@ -34,7 +34,8 @@ const char* kTag = "HidlTransport";
 
 }  // namespace
 
-RpcConnection::RpcConnection(int fd, pid_t peerPid) : mPeerPid(peerPid), mFd(fd) {}
+RpcConnection::RpcConnection(int fd, pid_t peerPid, bool peerIsClient)
+    : mPeerPid(peerPid), mPeerIsClient(peerIsClient), mFd(fd) {}
 
 RpcConnection::~RpcConnection() {
     if (mFd >= 0) ::close(mFd);
@@ -95,7 +96,7 @@ void RpcConnection::readLoop() {
         {
             hostsync::MutexLock guard(mLock);
             if (outcome == ReadOutcome::kEnded) {
-                mReadEnded = true;
+                markDeadLocked();
                 break;
             }
             releaseReadRightLocked();
@@ -134,16 +135,30 @@ void RpcConnection::releaseReadRightLocked() {
     }
 }
 
+void RpcConnection::markDeadLocked() {
+    if (mDead) return;
+    mDead = true;
+    mReadEnded = true;
+    for (auto& p : mPending) {
+        p.second->dead = true;
+        p.second->wake.notifyOne();
+    }
+    // Still open: the reader thread closes them only once it finds mDead set.
+    wakeReaderThread();
+}
+
 void RpcConnection::wakeReaderThread() {
     uint64_t one = 1;
     (void)!::write(mWakeFd, &one, sizeof(one));
 }
 
-RpcConnection::ReadOutcome RpcConnection::readAndHandle(bool wait, sp<IBase>* dropped,
-                                                        InlineWork* here) {
+RpcConnection::ReadOutcome RpcConnection::readAndHandle(bool wait, sp<IBase>* dropped, InlineWork* here,
+                                                        RpcFrameReader::Clock::time_point deadline) {
     auto frame = std::make_unique<RpcFrame>();
     std::string error;
-    switch (mReader.next(mFd, wait, frame.get(), &error)) {
+    switch (mReader.next(mFd, wait, frame.get(), &error, deadline)) {
+        case RpcFrameReader::Result::kTimedOut:
+            return ReadOutcome::kTimedOut;
         case RpcFrameReader::Result::kNothing:
             return ReadOutcome::kNothing;
         case RpcFrameReader::Result::kClosed:

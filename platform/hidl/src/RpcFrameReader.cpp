@@ -1,6 +1,7 @@
 #include "RpcFrameReader.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,6 +19,20 @@ constexpr size_t kBufferSize = 16 * 1024;
 // Each recvmsg ends after the bytes that came with descriptors, so at most the
 // current frame's and the next one's are ever queued.
 constexpr size_t kMaxQueuedFds = 2 * kMaxFrameFds;
+// A large payload's first step of memory; each later one doubles what came.
+constexpr size_t kFirstPayloadStep = 64 * 1024;
+
+// Waits until `fd` has bytes (or a hang-up) or `deadline` passes; false on the deadline.
+bool waitReadable(int fd, RpcFrameReader::Clock::time_point deadline) {
+    for (;;) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - RpcFrameReader::Clock::now());
+        if (left.count() < 0) return false;
+        pollfd p{fd, POLLIN, 0};
+        int n = ::poll(&p, 1, static_cast<int>(std::min<long long>(left.count() + 1, 60000)));
+        if (n > 0) return true;
+        if (n < 0 && errno != EINTR) return true;  // the recvmsg that follows reports it
+    }
+}
 
 }  // namespace
 
@@ -38,9 +53,11 @@ void RpcFrameReader::discard() {
     mBegin = mEnd = 0;
 }
 
-ssize_t RpcFrameReader::receive(int fd, bool wait, uint8_t* into, size_t size, std::string* error) {
+ssize_t RpcFrameReader::receive(int fd, bool wait, uint8_t* into, size_t size, std::string* error,
+                                Clock::time_point deadline) {
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kMaxFrameFds)];
     for (;;) {
+        if (wait && deadline != kNoDeadline && !waitReadable(fd, deadline)) return -3;
         iovec iov{into, size};
         msghdr msg{};
         msg.msg_iov = &iov;
@@ -86,7 +103,8 @@ bool RpcFrameReader::takeFds(uint32_t count, RpcFrame* frame, std::string* error
     return true;
 }
 
-RpcFrameReader::Result RpcFrameReader::next(int fd, bool wait, RpcFrame* frame, std::string* error) {
+RpcFrameReader::Result RpcFrameReader::next(int fd, bool wait, RpcFrame* frame, std::string* error,
+                                            Clock::time_point deadline) {
     // The header, read with whatever follows it.
     while (buffered() < sizeof(FrameHeader)) {
         if (mBegin != 0) {
@@ -95,9 +113,10 @@ RpcFrameReader::Result RpcFrameReader::next(int fd, bool wait, RpcFrame* frame, 
             mBegin = 0;
         }
         bool begun = buffered() != 0;
-        ssize_t n = receive(fd, wait || begun, mBuffer.data() + mEnd, mBuffer.size() - mEnd, error);
+        ssize_t n = receive(fd, wait || begun, mBuffer.data() + mEnd, mBuffer.size() - mEnd, error, deadline);
         if (n == -1) return Result::kNothing;
         if (n == -2) return Result::kError;
+        if (n == -3) return Result::kTimedOut;
         if (n == 0) {
             if (!begun && mFds.empty()) return Result::kClosed;
             *error = "short frame";
@@ -112,19 +131,24 @@ RpcFrameReader::Result RpcFrameReader::next(int fd, bool wait, RpcFrame* frame, 
 
     // The payload: what is buffered, then the rest from the socket.
     const size_t length = frame->header.length;
-    frame->payload.resize(length);
     size_t got = std::min(buffered(), length);
+    frame->payload.resize(length <= kBufferSize ? length : std::min(length, std::max(got, kFirstPayloadStep)));
     if (got != 0) memcpy(frame->payload.data(), mBuffer.data() + mBegin, got);
     mBegin += got;
     while (got < length) {
         const size_t missing = length - got;
         ssize_t n = 0;
         if (missing >= kBufferSize / 2) {
-            n = receive(fd, true, frame->payload.data() + got, missing, error);
+            // Straight into the payload, which grows only as bytes come.
+            if (frame->payload.size() == got) {
+                frame->payload.resize(got + std::min(missing, std::max(got, kFirstPayloadStep)));
+            }
+            n = receive(fd, true, frame->payload.data() + got, frame->payload.size() - got, error, deadline);
             if (n > 0) got += static_cast<size_t>(n);
         } else {
+            if (frame->payload.size() < length) frame->payload.resize(length);
             mBegin = mEnd = 0;  // everything buffered is used by now
-            n = receive(fd, true, mBuffer.data(), mBuffer.size(), error);
+            n = receive(fd, true, mBuffer.data(), mBuffer.size(), error, deadline);
             if (n > 0) {
                 mEnd = static_cast<size_t>(n);
                 size_t take = std::min(mEnd, missing);
@@ -134,6 +158,7 @@ RpcFrameReader::Result RpcFrameReader::next(int fd, bool wait, RpcFrame* frame, 
             }
         }
         if (n == -2) return Result::kError;
+        if (n == -3) return Result::kTimedOut;
         if (n <= 0) {
             *error = "short frame";
             return Result::kError;

@@ -3,6 +3,10 @@
  * socket has in one recvmsg (a small frame costs one system call, not one
  * for the header and one for the payload) and keeps what belongs to the next
  * frame for the next call; a large payload is read straight into its frame.
+ * A payload's memory grows with the bytes that actually came (at most twice
+ * them), never with what the header announces: a peer that announces a large
+ * frame and sends nothing more costs nothing. The header's length is capped
+ * at kMaxFramePayload when it is decoded.
  *
  * Descriptors travel with the first byte of the frame that carries them, so
  * they are queued as they arrive and each complete frame takes as many as
@@ -16,6 +20,7 @@
 #define HIDL_RPCFRAMEREADER_H
 
 #include <cstddef>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -45,7 +50,10 @@ public:
         kNothing,  // asked not to wait, and no byte of a frame was there
         kClosed,   // the peer closed the connection between frames
         kError,    // the stream broke the protocol; `error` says how
+        kTimedOut, // the deadline passed first (a frame may be left half read)
     };
+    using Clock = std::chrono::steady_clock;
+    static constexpr Clock::time_point kNoDeadline = Clock::time_point::max();
 
     RpcFrameReader();
     ~RpcFrameReader();
@@ -54,8 +62,10 @@ public:
 
     // Reads the next frame from `fd`. Unless `wait`, returns kNothing at once
     // when neither this reader nor the socket holds a byte of it; once a frame
-    // has begun, waits for the rest.
-    Result next(int fd, bool wait, RpcFrame* frame, std::string* error);
+    // has begun, waits for the rest. Waiting ends at `deadline` with
+    // kTimedOut; the stream is then out of step and the connection is to be
+    // closed.
+    Result next(int fd, bool wait, RpcFrame* frame, std::string* error, Clock::time_point deadline = kNoDeadline);
     // True when bytes of a next frame were read with an earlier one: the
     // socket may then be empty while a frame is already here.
     bool hasBuffered() const { return buffered() != 0; }
@@ -66,8 +76,9 @@ public:
 private:
     // One recvmsg into `into` (at most `size` bytes); the descriptors that
     // came with it are queued. Returns the bytes read, 0 at end of stream,
-    // -1 on EAGAIN when not waiting, or -2 with `error`.
-    ssize_t receive(int fd, bool wait, uint8_t* into, size_t size, std::string* error);
+    // -1 on EAGAIN when not waiting, -2 with `error`, or -3 when `deadline`
+    // passed.
+    ssize_t receive(int fd, bool wait, uint8_t* into, size_t size, std::string* error, Clock::time_point deadline);
     size_t buffered() const { return mEnd - mBegin; }
     bool takeFds(uint32_t count, RpcFrame* frame, std::string* error);
 

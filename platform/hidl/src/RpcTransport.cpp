@@ -174,7 +174,7 @@ void acceptLoop(int listenFd) {
             ::close(fd);
             continue;
         }
-        sp<details::RpcConnection> connection = new details::RpcConnection(fd, pid);
+        sp<details::RpcConnection> connection = new details::RpcConnection(fd, pid, true);
         connection->start();
     }
 }
@@ -215,7 +215,7 @@ sp<details::RpcConnection> connectionTo(const std::string& dir, pid_t pid) {
         ::close(fd);
         return nullptr;
     }
-    sp<details::RpcConnection> connection = new details::RpcConnection(fd, peer);
+    sp<details::RpcConnection> connection = new details::RpcConnection(fd, peer, false);
     connection->start();
     hostsync::MutexLock guard(s.lock);
     s.connections[pid] = connection;

@@ -6,6 +6,7 @@
 #ifndef HIDL_RPCTRANSPORT_H
 #define HIDL_RPCTRANSPORT_H
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ class RpcConnection;
 // Publishes the process's service `name` under every descriptor of `chain`
 // when the transport is on; OK and nothing else when it is off. Any thread.
 status_t rpcPublishService(const std::vector<std::string>& chain, const std::string& name);
+
+// How long a two-way call may wait for its reply (0: no limit): on a
+// connection a client opened to this process when `peerIsClient`, else on one
+// this process opened. See host::setCallTimeout. Any thread.
+std::chrono::milliseconds rpcCallLimit(bool peerIsClient);
 
 // Tells the transport that `connection` closed. Its reader thread.
 void rpcConnectionClosed(RpcConnection* connection);

@@ -56,6 +56,21 @@ std::string serviceRegistryDir();
 // (default 5 s; 0 = look once, do not wait). Any thread.
 void setServiceWaitTimeout(std::chrono::milliseconds timeout);
 
+// Bounds each two-way call this process makes on objects of a process it
+// connected to (the services it uses): a call with no reply within `limit`
+// returns the transport error TIMED_OUT, and the connection is closed as if
+// that process had died (its death recipients are told; later calls fail with
+// DEAD_OBJECT until getService() connects again). 0, the default, waits as
+// long as the call takes. Any thread; calls already waiting keep the limit
+// they started with.
+void setCallTimeout(std::chrono::milliseconds limit);
+
+// The same bound for calls on objects that clients handed this process (a
+// client's listener or callback, called while serving it or later): default
+// 10 s, so a client that stops answering holds a serving thread no longer
+// than that. 0 removes the bound. Any thread.
+void setClientCallTimeout(std::chrono::milliseconds limit);
+
 // Whether registerAsService() may take over an instance that another live
 // process of the registry serves. Off by default: such a registration is
 // refused with ALREADY_EXISTS and one log line naming that process, and the

@@ -115,6 +115,9 @@ bool ClientSession::start(std::string* error) {
         }
         // connect() waits itself, a step at a time, so that Ctrl-C ends the wait.
         android::hardware::host::setServiceWaitTimeout(std::chrono::milliseconds(0));
+        // A service that stops answering costs a call no more than the
+        // client's time-out: the call fails and counts as the service's death.
+        android::hardware::host::setCallTimeout(mOptions.timeout);
     } else {
         // A service of our own, reached from here on exactly as a service
         // in another process is: through the factory and its debug().

@@ -117,6 +117,8 @@ TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClien
 
 TEST_F(ServiceIsolationTest, AClientInACallToAServiceThatNeverAnswersEndsOnItsTimeOutOrASignal) {
     ASSERT_EQ(0, kill(mService->pid(), SIGSTOP));
+    ToolResult late = runTool(attached({"--timeout", "1", "get-settings", "presence"}));
+    EXPECT_EQ(1, late.exitCode) << late.err;
     for (int signal : {SIGTERM, SIGINT}) {
         BackgroundTool client(attached({"--timeout", "600", "get-settings", "presence"}));
         ASSERT_TRUE(waitUntilSleepingWithSignalsTaken(client.pid()));

@@ -113,6 +113,28 @@ TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClien
     EXPECT_EQ(0, other.exitCode) << other.err;
     EXPECT_TRUE(other.has("watch PRESENCE_CONFIG -> OK")) << other.out;
     EXPECT_EQ("sent\n", answer) << waitError;
+
+    // A wait still running when the service stops is told so, and the stop
+    // does not wait for it.
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    native_handle_t* native = native_handle_create(1, 0);
+    native->data[0] = ends[1];
+    android::hardware::hidl_vec<android::hardware::hidl_string> words;
+    words.resize(3);
+    words[0] = "wait-registrations";
+    words[1] = std::to_string(next + 100);
+    words[2] = "3600000";
+    ASSERT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), words).isOk());
+    native_handle_close(native);
+    native_handle_delete(native);
+    ToolResult stopped = mService->stop(SIGTERM);
+    EXPECT_EQ(0, stopped.exitCode);
+    std::string told;
+    char buf[64];
+    for (ssize_t n; (n = read(ends[0], buf, sizeof(buf))) > 0;) told.append(buf, static_cast<size_t>(n));
+    close(ends[0]);
+    EXPECT_EQ("not sent\n", told);
 }
 
 TEST_F(ServiceIsolationTest, AClientInACallToAServiceThatNeverAnswersEndsOnItsTimeOutOrASignal) {

@@ -27,7 +27,7 @@ namespace rcsservice {
 
 class DebugWaits {
 public:
-    static constexpr size_t kMaxWaits = 8;
+    static constexpr size_t kMaxWaits = 32;
     // How long a wait blocks before it checks whether to give up.
     static constexpr std::chrono::milliseconds kSlice{100};
 

@@ -28,8 +28,6 @@
 #include "service/PrivateFile.h"
 #include "service/ServiceLog.h"
 
-#include <hostsync/Mutex.h>
-
 namespace {
 
 using namespace rcsctl;
@@ -43,13 +41,12 @@ constexpr int kExitBadInput = 2;
 //
 // The main thread may be inside a synchronous call to a service that does
 // not answer, where no notice reaches it. A client whose main thread has not
-// seen the notice within kNoticeGrace, has not ended in order within
-// kOrderlyEnd, or gets a second signal ends here at once, with the status a
-// shell reports for a program the signal ended.
+// seen the notice within kNoticeGrace, or that gets a second signal, ends
+// here at once, with the status a shell reports for a program the signal
+// ended. (Once it has seen the notice, its calls are bounded by --timeout.)
 class SignalWatcher {
 public:
     static constexpr std::chrono::milliseconds kNoticeGrace{300};
-    static constexpr std::chrono::milliseconds kOrderlyEnd{10000};
 
     explicit SignalWatcher(NoticeQueue& notices) {
         sigset_t set = signals();
@@ -61,25 +58,16 @@ public:
                 if (mEnding) return;
                 if (mSignal.exchange(sig) != 0) endNow(sig);
                 notices.push(Notice{});
-                mGrace = std::thread([this, &notices, sig] {
-                    if (!notices.waitUntilStopSeen(kNoticeGrace) && !mEnding.load()) endNow(sig);
-                    hostsync::MutexLock lock(mGraceLock);
-                    if (!mEnded.waitFor(mGraceLock, kOrderlyEnd, [this] { return mEnding.load(); })) endNow(sig);
-                });
+                if (!notices.waitUntilStopSeen(kNoticeGrace) && !mEnding.load()) endNow(sig);
             }
         });
     }
     // The signal that asked the client to end; 0 before one came. Any thread.
     int signal() const { return mSignal.load(); }
     ~SignalWatcher() {
-        {
-            hostsync::MutexLock lock(mGraceLock);
-            mEnding = true;
-        }
-        mEnded.notifyAll();
+        mEnding = true;
         pthread_kill(mThread.native_handle(), SIGUSR2);
         mThread.join();
-        if (mGrace.joinable()) mGrace.join();
     }
 
 private:
@@ -98,9 +86,6 @@ private:
 
     std::atomic<bool> mEnding{false};
     std::atomic<int> mSignal{0};
-    hostsync::Mutex mGraceLock;
-    hostsync::CondVar mEnded;
-    std::thread mGrace;  // started by the first signal, on the signal thread
     std::thread mThread;
 };
 

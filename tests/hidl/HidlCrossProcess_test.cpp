@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -27,6 +28,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "xproc/CrossProcessSupport.h"
 #include "xproc/FakeImsFactory.h"
 
 using namespace xproc;
@@ -35,69 +37,6 @@ namespace host = ::android::hardware::host;
 namespace wire = ::android::hardware::details;
 
 namespace {
-
-// One registry folder per test process, shared with the peers it starts.
-const std::string& registryDir() {
-    static const std::string dir = [] {
-        char path[] = "/tmp/hidl-xproc-XXXXXX";
-        std::string made = mkdtemp(path);
-        host::useServiceRegistry(made);
-        return made;
-    }();
-    return dir;
-}
-
-// hidl_xproc_peer in `mode`, killed when the test ends.
-class Peer {
-public:
-    explicit Peer(const char* mode) {
-        const std::string& dir = registryDir();
-        int out[2];
-        if (pipe2(out, O_CLOEXEC) != 0) return;
-        pid = fork();
-        if (pid == 0) {
-            dup2(out[1], STDOUT_FILENO);
-            execl(HIDL_XPROC_PEER, HIDL_XPROC_PEER, mode, dir.c_str(), nullptr);
-            _exit(127);
-        }
-        close(out[1]);
-        mOut = out[0];
-    }
-    ~Peer() {
-        kill();
-        if (mOut >= 0) close(mOut);
-    }
-    // Waits for the peer to print `line`.
-    bool waitForLine(const std::string& line) {
-        std::string got;
-        char c;
-        pollfd p{mOut, POLLIN, 0};
-        while (poll(&p, 1, 20000) > 0 && read(mOut, &c, 1) == 1) {
-            if (c == '\n') {
-                if (got == line) return true;
-                got.clear();
-            } else {
-                got += c;
-            }
-        }
-        return false;
-    }
-    // Kills the peer and clears what it left in the registry, so that the
-    // next test's lookups never meet a dead peer's entry while a new one registers.
-    void kill() {
-        if (pid <= 0) return;
-        ::kill(pid, SIGKILL);
-        // A signal to this process (a sanitizer runtime's own) must not cut the wait short.
-        while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-        }
-        pid = -1;
-        host::listServices(registryDir());
-    }
-    pid_t pid = -1;
-
-private:
-    int mOut = -1;
-};
 
 // Events from callbacks, in arrival order, waited for with a time-out.
 class Events {
@@ -146,16 +85,6 @@ size_t openSockets() {
         closedir(d);
     }
     return count;
-}
-
-template <typename Pred>
-bool waitUntil(Pred pred) {
-    auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(5ms);  // polling a condition, bounded
-    }
-    return true;
 }
 
 // Shares its events: a callback may still arrive after the test is done with them.
@@ -407,40 +336,6 @@ TEST_F(HidlCrossProcessTest, ClientKilled_ServiceHearsItAndDropsItsObjects) {
 
 namespace {
 
-int connectRaw(pid_t pid) {
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::string path = registryDir() + "/proc-" + std::to_string(pid) + ".sock";
-    memcpy(addr.sun_path, path.c_str(), path.size());
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-std::vector<uint8_t> frame(wire::FrameKind kind, uint32_t objectId, uint32_t code, const std::vector<uint8_t>& payload,
-                           uint32_t length) {
-    wire::FrameHeader h;
-    h.kind = static_cast<uint16_t>(kind);
-    h.length = length;
-    h.objectId = objectId;
-    h.code = code;
-    h.txId = 1;
-    std::vector<uint8_t> bytes(sizeof(h) + payload.size());
-    memcpy(bytes.data(), &h, sizeof(h));
-    if (!payload.empty()) memcpy(bytes.data() + sizeof(h), payload.data(), payload.size());
-    return bytes;
-}
-
-std::vector<uint8_t> lookupPayload(const std::string& descriptor) {
-    wire::WireParcel p;
-    p.write(hidl_string(descriptor));
-    p.write(hidl_string("default"));
-    return p.data();
-}
-
 // True when the peer closes `fd` without answering.
 bool closedWithoutReply(int fd) {
     pollfd p{fd, POLLIN, 0};
@@ -459,17 +354,8 @@ TEST_F(HidlCrossProcessTest, MalformedFrames_CloseOnlyThatConnection) {
 
     // Each raw connection first looks the factory up, as a client would, so
     // the object id in the bad frames is a real one on that connection.
-    std::vector<uint8_t> lookup = lookupPayload(F11::IImsFactory::descriptor);
-    std::vector<uint8_t> ask = frame(wire::FrameKind::kLookup, 0, 0, lookup, lookup.size());
     auto connectAndLookUp = [&](uint32_t* factoryId) {
-        int fd = connectRaw(server.pid);
-        uint8_t reply[sizeof(wire::FrameHeader) + 5];
-        if (fd < 0 || write(fd, ask.data(), ask.size()) != static_cast<ssize_t>(ask.size()) ||
-            recv(fd, reply, sizeof(reply), MSG_WAITALL) != static_cast<ssize_t>(sizeof(reply))) {
-            return -1;
-        }
-        memcpy(factoryId, reply + sizeof(wire::FrameHeader) + 1, sizeof(*factoryId));
-        return fd;
+        return connectAndLookUpFactory(server.pid, F11::IImsFactory::descriptor, factoryId);
     };
     uint32_t factoryId = 0;
     close(connectAndLookUp(&factoryId));
@@ -597,11 +483,17 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
     EXPECT_EQ(factoryEntries, entriesOf(getpid()));
     EXPECT_TRUE(entriesOf(other.pid).empty());
 
-    // A folder others may enter is refused.
+    // A folder others may enter is refused, naming its owner.
     char loose[] = "/tmp/hidl-loose-XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(loose));
     chmod(loose, 0770);
+    imstest::LogCapture log;
     EXPECT_FALSE(host::useServiceRegistry(loose));
+    const passwd* me = getpwuid(geteuid());
+    ASSERT_NE(nullptr, me);
+    EXPECT_TRUE(log.contains(std::string("it is a folder of ") + me->pw_name + " (uid " + std::to_string(geteuid()) +
+                             ") with mode 0770"))
+            << log.dump();
     rmdir(loose);
 }
 

@@ -16,6 +16,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -52,6 +53,8 @@ struct TransportState {
     std::string dir GUARDED_BY(lock);
     std::chrono::milliseconds waitTimeout GUARDED_BY(lock){5000};
     bool listening GUARDED_BY(lock) = false;
+    int listenFd GUARDED_BY(lock) = -1;
+    size_t published GUARDED_BY(lock) = 0;  // services this process has entries for
     bool replaceLive GUARDED_BY(lock) = false;
     std::map<pid_t, sp<details::RpcConnection>> connections GUARDED_BY(lock);  // ones this process opened
 };
@@ -151,11 +154,24 @@ bool prepareDir(const std::string& dir) {
         return false;
     }
     struct stat st {};
-    if (lstat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != geteuid() ||
-        (st.st_mode & 077) != 0) {
+    if (lstat(dir.c_str(), &st) != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot use service registry %s: %s", dir.c_str(),
+                            strerror(errno));
+        return false;
+    }
+    if (!S_ISDIR(st.st_mode) || st.st_uid != geteuid() || (st.st_mode & 077) != 0) {
+        // Whoever made it is named, since it may be another user holding the default path.
+        passwd entry{};
+        passwd* owner = nullptr;
+        char names[1024];
+        getpwuid_r(st.st_uid, &entry, names, sizeof(names), &owner);
         __android_log_print(ANDROID_LOG_ERROR, kTag,
-                            "service registry %s must be a folder of uid %u with mode 0700", dir.c_str(),
-                            static_cast<unsigned>(geteuid()));
+                            "service registry %s must be a folder of uid %u with mode 0700; it is %s of %s "
+                            "(uid %u) with mode %04o",
+                            dir.c_str(), static_cast<unsigned>(geteuid()),
+                            S_ISDIR(st.st_mode) ? "a folder" : S_ISLNK(st.st_mode) ? "a symbolic link" : "a file",
+                            owner != nullptr ? owner->pw_name : "an unknown user", static_cast<unsigned>(st.st_uid),
+                            static_cast<unsigned>(st.st_mode & 07777));
         return false;
     }
     return true;
@@ -166,7 +182,9 @@ void acceptLoop(int listenFd) {
         int fd = accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             if (errno == EINTR || errno == ECONNABORTED || errno == EMFILE || errno == ENFILE) continue;
-            __android_log_print(ANDROID_LOG_ERROR, kTag, "accept failed: %s", strerror(errno));
+            // EINVAL: stopListening() shut the socket down.
+            if (errno != EINVAL) __android_log_print(ANDROID_LOG_ERROR, kTag, "accept failed: %s", strerror(errno));
+            ::close(listenFd);
             return;
         }
         pid_t pid = 0;
@@ -179,25 +197,41 @@ void acceptLoop(int listenFd) {
     }
 }
 
-bool startListening(const std::string& dir) {
+// The listening socket's descriptor (owned by the accept thread), or -1.
+int startListening(const std::string& dir) {
     std::string path = socketPath(dir, getpid());
     sockaddr_un addr;
-    if (!fillAddress(path, &addr)) return false;
+    if (!fillAddress(path, &addr)) return -1;
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return false;
+    if (fd < 0) return -1;
     unlink(path.c_str());  // left by an earlier process with our pid
     if (bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0 || chmod(path.c_str(), 0600) != 0 ||
         listen(fd, 64) != 0) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot listen on %s: %s", path.c_str(), strerror(errno));
         ::close(fd);
-        return false;
+        unlink(path.c_str());
+        return -1;
     }
     if (!details::startDetachedThread([fd] { acceptLoop(fd); })) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "cannot start the accept thread for %s", path.c_str());
         ::close(fd);
-        return false;
+        unlink(path.c_str());
+        return -1;
     }
-    return true;
+    return fd;
+}
+
+// A process whose first registration failed (another process serves the
+// name) leaves nothing in the folder: a socket nobody names would stay there
+// after it exits, since only entries lead anyone to remove sockets.
+void stopListeningIfUnused(const std::string& dir) {
+    TransportState& s = state();
+    hostsync::MutexLock guard(s.lock);
+    if (!s.listening || s.published != 0) return;
+    unlink(socketPath(dir, getpid()).c_str());
+    ::shutdown(s.listenFd, SHUT_RDWR);  // the accept thread returns and closes it
+    s.listenFd = -1;
+    s.listening = false;
 }
 
 // The connection to process `pid` through its socket in `dir`, opened when needed.
@@ -312,7 +346,8 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
         dir = s.dir;
         replaceLive = s.replaceLive;
         if (!s.listening) {
-            if (!startListening(dir)) return UNKNOWN_ERROR;
+            s.listenFd = startListening(dir);
+            if (s.listenFd < 0) return UNKNOWN_ERROR;
             s.listening = true;
         }
     }
@@ -335,6 +370,7 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
         status_t placed = placeEntry(dir, tmp, entryPath(dir, descriptor, name), replaceLive);
         if (placed != OK) {
             unlink(tmp.c_str());
+            stopListeningIfUnused(dir);
             if (placed == ALREADY_EXISTS) {
                 __android_log_print(ANDROID_LOG_ERROR, kTag,
                                     "%s/%s is served by process %d; not taking it over", descriptor.c_str(),
@@ -343,6 +379,8 @@ status_t rpcPublishService(const std::vector<std::string>& chain, const std::str
             return placed;
         }
     }
+    hostsync::MutexLock guard(s.lock);
+    ++s.published;
     return OK;
 }
 

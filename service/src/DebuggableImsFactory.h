@@ -22,15 +22,28 @@ namespace rcsservice {
 // Produces the dump; gets the options of the debug call. Any thread.
 using DumpFunction = std::function<std::string(const std::vector<std::string>& options)>;
 
-// Writes the dump for `options` to the first descriptor of `handle`; false
-// (with a log line) when the handle carries no descriptor or the write fails.
+// Takes a call whose options name a command answered later, from another
+// thread, to a copy of `fd`; false when they name none. Any thread.
+using DeferFunction = std::function<bool(const std::vector<std::string>& options, int fd)>;
+
+// Writes the dump for `options` to the first descriptor of `handle`, unless
+// `defer` (may be empty) takes the call; false (with a log line) when the
+// handle carries no descriptor or the write fails.
 bool writeDebugDump(const ::android::hardware::hidl_handle& handle,
                     const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options,
-                    const DumpFunction& dump);
+                    const DumpFunction& dump, const DeferFunction& defer = {});
+
+// Writes `text` to a descriptor a debug() caller handed in. Whoever holds
+// the other end may have closed it or may stop reading: the write then fails
+// (false, errno set) instead of raising SIGPIPE, or of blocking once the
+// reader has taken nothing for kDebugWriteStallMs. Any thread.
+bool writeDebugText(int fd, const std::string& text);
+constexpr int kDebugWriteStallMs = 2000;
 
 class DebuggableImsFactory_1_0 : public ImsFactory_1_0 {
 public:
-    explicit DebuggableImsFactory_1_0(DumpFunction dump) : mDump(std::move(dump)) {}
+    explicit DebuggableImsFactory_1_0(DumpFunction dump, DeferFunction defer = {})
+        : mDump(std::move(dump)), mDefer(std::move(defer)) {}
     // Binder thread.
     ::android::hardware::Return<void> debug(
             const ::android::hardware::hidl_handle& fd,
@@ -38,11 +51,13 @@ public:
 
 private:
     const DumpFunction mDump;
+    const DeferFunction mDefer;
 };
 
 class DebuggableImsFactory_1_1 : public ImsFactory_1_1 {
 public:
-    explicit DebuggableImsFactory_1_1(DumpFunction dump) : mDump(std::move(dump)) {}
+    explicit DebuggableImsFactory_1_1(DumpFunction dump, DeferFunction defer = {})
+        : mDump(std::move(dump)), mDefer(std::move(defer)) {}
     // Binder thread.
     ::android::hardware::Return<void> debug(
             const ::android::hardware::hidl_handle& fd,
@@ -50,6 +65,7 @@ public:
 
 private:
     const DumpFunction mDump;
+    const DeferFunction mDefer;
 };
 
 }  // namespace rcsservice

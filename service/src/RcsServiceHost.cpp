@@ -185,15 +185,20 @@ bool RcsServiceHost::start() {
         if (extra) text += extra();
         return text;
     };
+    DeferFunction defer = [link = s.dumpLink, deferred = s.options.deferredCommands](
+                                  const std::vector<std::string>& options, int fd) {
+        android::Mutex::Autolock guard(link->lock);
+        return link->host != nullptr && !options.empty() && deferred && deferred(options, fd);
+    };
     bool registered = true;
     if (s.options.startFactory_1_0) {
-        s.factory_1_0 = new DebuggableImsFactory_1_0(dump);
+        s.factory_1_0 = new DebuggableImsFactory_1_0(dump, defer);
         s.factory_1_0->start();
         registered = registered && isServing<vendor::kel::ims::factory::V1_0::IImsFactory>(
                                            s.factory_1_0);
     }
     if (s.options.startFactory_1_1) {
-        s.factory_1_1 = new DebuggableImsFactory_1_1(dump);
+        s.factory_1_1 = new DebuggableImsFactory_1_1(dump, defer);
         s.factory_1_1->start();
         registered = registered && isServing<vendor::kel::ims::factory::V1_1::IImsFactory>(
                                            s.factory_1_1);
@@ -216,6 +221,10 @@ void RcsServiceHost::stop() {
     if (!s.started) return;
     s.tearDown();
     IMS_LOG("RcsServiceHost: stopped");
+}
+
+bool RcsServiceHost::waitUntilIdle(std::chrono::milliseconds timeout) const {
+    return mState->loop != nullptr && mState->loop->waitUntilIdle(timeout);
 }
 
 std::string RcsServiceHost::dump() const {

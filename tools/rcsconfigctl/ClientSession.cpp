@@ -87,6 +87,9 @@ std::string factoryStatusText(F1_0::IImsFactory::StatusCode status) {
     return F1_0::toString(status);
 }
 
+// The longest the service's loop barrier (wait-idle) waits.
+constexpr std::chrono::seconds kServiceIdleWait(10);
+
 }  // namespace
 
 // Told when the service process behind the factory or an object dies; every
@@ -119,6 +122,9 @@ bool ClientSession::start(std::string* error) {
         }
         // connect() waits itself, a step at a time, so that Ctrl-C ends the wait.
         android::hardware::host::setServiceWaitTimeout(std::chrono::milliseconds(0));
+        // A service that stops answering costs a call no more than the
+        // client's time-out: the call fails and counts as the service's death.
+        android::hardware::host::setCallTimeout(mOptions.timeout);
     } else {
         // A service of our own, reached from here on exactly as a service
         // in another process is: through the factory and its debug().
@@ -407,8 +413,18 @@ bool ClientSession::debugCall(const std::vector<std::string>& options, std::stri
         *error = "the service is not reachable";
         return false;
     }
+    // A wait is answered once it ends: the answer may come that much later
+    // than the call's own time-out.
+    std::chrono::milliseconds waits(0);
+    if (!options.empty() && options[0] == "wait-idle") waits = kServiceIdleWait;
+    if (!options.empty() && (options[0] == "wait-ready" || options[0] == "wait-registrations")) {
+        waits = std::chrono::milliseconds(std::strtoul(options.back().c_str(), nullptr, 10));
+    }
+    testkit::DebugCallLimits limits;
+    limits.answerTimeout = mOptions.timeout + waits;
+    limits.stopped = [this] { return mNotices.stopped(); };
     android::hardware::Status status;
-    if (clientkit::callDebug(mFactory, options, text, error, &status)) return true;
+    if (clientkit::callDebug(mFactory, options, text, error, &status, limits)) return true;
     if (!status.isOk() && takeDeathOf(status)) *error = "the service died before answering its debug call";
     return false;
 }

@@ -58,7 +58,7 @@ struct SessionOptions {
     bool attach = false;      // use a running service process instead of starting one here
     std::string serviceName = "default";
     std::string registryDir;  // attached: the registry folder; empty: the runtime's default
-    std::chrono::milliseconds timeout{10000};  // attached: how long to wait for the service
+    std::chrono::milliseconds timeout{10000};  // attached: how long to wait for the service, and for each call
 };
 
 class ClientSession {

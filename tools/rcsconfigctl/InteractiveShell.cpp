@@ -98,12 +98,17 @@ std::string historyPath() {
 }  // namespace
 
 InteractiveShell::InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices,
-                                   std::function<int()> stopSignal)
-    : mRunner(runner), mOutput(output), mNotices(notices), mStopSignal(std::move(stopSignal)) {}
+                                   std::function<int()> stopSignal, std::function<void()> forgetSignal)
+    : mRunner(runner),
+      mOutput(output),
+      mNotices(notices),
+      mStopSignal(std::move(stopSignal)),
+      mForgetSignal(std::move(forgetSignal)) {}
 
 bool InteractiveShell::cancelled() {
     if (mStopSignal() != SIGINT) return false;
     mNotices.resume();
+    mForgetSignal();
     return true;
 }
 

@@ -22,8 +22,10 @@ class Output;
 class InteractiveShell {
 public:
     // `stopSignal` tells which signal made the last Stop notice (SIGINT:
-    // Ctrl-C, which cancels instead of ending).
-    InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices, std::function<int()> stopSignal);
+    // Ctrl-C, which cancels instead of ending); `forgetSignal` is called when
+    // a Ctrl-C was taken as a cancel, so the next one is a first one again.
+    InteractiveShell(CommandRunner& runner, Output& output, NoticeQueue& notices, std::function<int()> stopSignal,
+                     std::function<void()> forgetSignal);
 
     // Reads and runs commands until end of input (Ctrl-D), `quit` or `exit`,
     // or a signal other than SIGINT; the exit status of the session, 128 +
@@ -42,6 +44,7 @@ private:
     Output& mOutput;
     NoticeQueue& mNotices;
     const std::function<int()> mStopSignal;
+    const std::function<void()> mForgetSignal;
     int mStatus = 0;
     bool mQuit = false;
     int mLineNumber = 0;

@@ -24,6 +24,7 @@ void NoticeQueue::push(Notice notice) {
         hostsync::MutexLock lock(mLock);
         if (notice.kind == Notice::Kind::Stop) {
             mStopped = true;
+            ++mStopsPushed;
         } else {
             mNotices.push_back(std::move(notice));
         }
@@ -40,7 +41,10 @@ bool NoticeQueue::waitFor(const std::function<bool(const Notice&)>& match,
     hostsync::MutexLock lock(mLock);
     size_t found = 0;
     auto ready = [&]() REQUIRES(mLock) {
-        if (mStopped) return true;
+        if (mStopped) {
+            noteStopSeen();
+            return true;
+        }
         for (size_t i = 0; i < mNotices.size(); ++i) {
             if (mNotices[i].kind == Notice::Kind::ServiceDied) return true;
             if (match(mNotices[i])) {
@@ -68,12 +72,26 @@ std::vector<Notice> NoticeQueue::drain() {
 
 bool NoticeQueue::stopped() const {
     hostsync::MutexLock lock(mLock);
+    if (mStopped) noteStopSeen();
     return mStopped;
 }
 
 void NoticeQueue::resume() {
     hostsync::MutexLock lock(mLock);
+    // The count of Stops seen stays: the signal thread may still be waiting
+    // to learn that the main thread saw the one it cancelled.
     mStopped = false;
+}
+
+void NoticeQueue::noteStopSeen() const {
+    if (mStopsSeen == mStopsPushed) return;
+    mStopsSeen = mStopsPushed;
+    mStopSeenChanged.notifyAll();
+}
+
+bool NoticeQueue::waitUntilStopSeen(std::chrono::milliseconds timeout) {
+    hostsync::MutexLock lock(mLock);
+    return mStopSeenChanged.waitFor(mLock, timeout, [this]() REQUIRES(mLock) { return mStopsSeen == mStopsPushed; });
 }
 
 bool NoticeQueue::serviceDied() const {

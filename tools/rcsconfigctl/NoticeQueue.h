@@ -57,21 +57,34 @@ public:
     std::vector<Notice> drain();
 
     // True once a Stop notice was pushed (the user asked the client to end,
-    // or, in an interactive session, to cancel what it does).
+    // or, in an interactive session, to cancel what it does). Main thread: a
+    // true answer counts as the main thread having seen it.
     bool stopped() const;
     // Forgets the Stop, for an interactive session that goes on after a
     // Ctrl-C cancelled a line or a wait. Main thread.
     void resume();
+    // Waits up to `timeout` until the main thread has seen the Stop notice
+    // (stopped() said so, or a wait ended on it): false when the main thread
+    // is somewhere no notice reaches, such as a call that is not answered.
+    // Any thread but the main thread.
+    bool waitUntilStopSeen(std::chrono::milliseconds timeout);
 
     // True while a ServiceDied notice is queued; any thread.
     bool serviceDied() const;
 
 private:
+    void noteStopSeen() const REQUIRES(mLock);
+
     int mWakeFd = -1;  // eventfd, written by push()
     mutable hostsync::Mutex mLock;
     hostsync::CondVar mChanged;
     std::deque<Notice> mNotices GUARDED_BY(mLock);
     bool mStopped GUARDED_BY(mLock) = false;
+    // Stops pushed, and how many of them the main thread has seen; a Ctrl-C
+    // that cancels leaves the counts, so each signal waits for its own Stop.
+    uint64_t mStopsPushed GUARDED_BY(mLock) = 0;
+    mutable uint64_t mStopsSeen GUARDED_BY(mLock) = 0;
+    mutable hostsync::CondVar mStopSeenChanged;
 };
 
 // A wait for an answer that the death of the answering process ends early.

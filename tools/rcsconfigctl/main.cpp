@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -25,6 +26,7 @@
 #include "ScriptTokenizer.h"
 #include "ServiceList.h"
 #include "ToolOptions.h"
+#include "service/PrivateFile.h"
 #include "service/ServiceLog.h"
 
 namespace {
@@ -37,8 +39,17 @@ constexpr int kExitBadInput = 2;
 // Turns SIGINT/SIGTERM into a Stop notice so a waiting command ends and the
 // service is stopped in order. The signals are blocked in every thread
 // (including the service's, which inherit the mask) and taken here.
+//
+// The main thread may be inside a synchronous call to a service that does
+// not answer, where no notice reaches it. A client whose main thread has not
+// seen the notice within kNoticeGrace, or that gets a second signal before
+// the first was taken as a cancel, ends
+// here at once, with the status a shell reports for a program the signal
+// ended. (Once it has seen the notice, its calls are bounded by --timeout.)
 class SignalWatcher {
 public:
+    static constexpr std::chrono::milliseconds kNoticeGrace{300};
+
     explicit SignalWatcher(NoticeQueue& notices) {
         sigset_t set = signals();
         pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -47,13 +58,17 @@ public:
                 int sig = 0;
                 if (sigwait(&set, &sig) != 0) continue;
                 if (mEnding) return;
-                mSignal = sig;
+                if (mSignal.exchange(sig) != 0) endNow(sig);
                 notices.push(Notice{});
+                if (!notices.waitUntilStopSeen(kNoticeGrace) && !mEnding.load()) endNow(sig);
             }
         });
     }
     // The signal that asked the client to end; 0 before one came. Any thread.
     int signal() const { return mSignal.load(); }
+    // Forgets the signal once the client took it as a cancel (Ctrl-C in an
+    // interactive session), so the next one is a first one again. Main thread.
+    void forget() { mSignal.store(0); }
     ~SignalWatcher() {
         mEnding = true;
         pthread_kill(mThread.native_handle(), SIGUSR2);
@@ -69,6 +84,11 @@ private:
         sigaddset(&set, SIGUSR2);
         return set;
     }
+    [[noreturn]] static void endNow(int sig) {
+        std::fflush(nullptr);
+        _exit(128 + sig);
+    }
+
     std::atomic<bool> mEnding{false};
     std::atomic<int> mSignal{0};
     std::thread mThread;
@@ -210,9 +230,9 @@ int main(int argc, char** argv) {
 
     FILE* logFile = nullptr;
     if (!options.logPath.empty()) {
-        logFile = std::fopen(options.logPath.c_str(), "w");
+        logFile = rcsservice::openPrivateFile(options.logPath, rcsservice::PrivateFileStart::kEmpty, &error);
         if (logFile == nullptr) {
-            out.error("", "cannot write log file '" + options.logPath + "'");
+            out.error("", "cannot write log file: " + error);
             return kExitBadInput;
         }
     }
@@ -263,7 +283,9 @@ int main(int argc, char** argv) {
                 }
                 status = interruptedStatus(status);
             } else if (options.script == "-" && !options.json && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
-                status = InteractiveShell(runner, out, notices, [&] { return signalWatcher.signal(); }).run();
+                status = InteractiveShell(runner, out, notices, [&] { return signalWatcher.signal(); },
+                                          [&] { signalWatcher.forget(); })
+                             .run();
             } else if (options.script == "-") {
                 status = runStdin(runner, out, notices, options.keepGoing);
             } else {

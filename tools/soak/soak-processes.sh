@@ -167,14 +167,17 @@ steady_figures() {
   echo "$b"
 }
 
-# A client session that never ends before its kill: uploads (gzip on slot 1,
-# plain on slot 2), writes and reads, under a watch, then a wait that only the
-# kill ends (a fast service runs the commands in less than the kill's delay).
+# A client session that never ends before its kill: creations (each calls
+# back into the client's listener), uploads (gzip on slot 1, plain on slot
+# 2), writes and reads, under a watch, then a wait that only the kill ends
+# (a fast service runs the commands in less than the kill's delay).
 {
   echo "slot 2"
+  for _ in $(seq 20); do echo "slot 2 --new"; done
   echo "slot 1"
   echo "watch ims-service"
   for i in $(seq 200); do
+    ((i % 8 != 0)) || echo "slot 1 --new"
     echo "set-settings ims-service VOLTE_ENABLED=true RTT_ENABLED=false"
     echo "get-settings presence"
     ((i % 2 == 0)) || echo "set-config operator-autoconfig.xml --gzip"
@@ -188,6 +191,12 @@ steady_figures() {
   done
   echo "wait reconfig --timeout 300"
 } >"$work/session.rcs"
+# Every other killed client only makes objects, one after another, so that
+# its kill comes mostly while the service calls back into its listener.
+{
+  echo "slot 1"
+  for _ in $(seq 2000); do echo "slot 1 --new"; done
+} >"$work/creations.rcs"
 sessionCommands=$(grep -c . "$work/session.rcs")
 sessionUploads=$(grep -c '^set-config' "$work/session.rcs")
 # The warm-up's session, which runs to its end.
@@ -203,34 +212,36 @@ witness_has "watch IMS_SERVICE_ENABLE_CONFIG -> OK" || abort "the witness's watc
 
 # ---- 1. clients killed in the middle of their sessions
 # run_client SESSION KILL: one client session; with KILL=1 it is killed with
-# SIGKILL at a random moment once it is attached and watching. Sets
-# clientResult to the number of results it printed, "ended STATUS" when it
-# ended before its kill, or "unattached" when its watch was never answered.
+# SIGKILL at a random moment of its first 800 ms: while it looks the factory
+# up, while the service creates its objects (and calls back into its
+# listener), or amid its requests. Sets clientResult to the number of results
+# it printed, or "ended STATUS" when it ended before its kill.
 run_client() {
   local out=$work/client.out status
   clientResult=
   "$ctl" --service --keep-going --script "$1" >"$out" 2>&1 7>&- &
   client=$!
   if [ "$2" = 1 ]; then
-    if until_ok 30 grep -q "watch IMS_SERVICE_ENABLE_CONFIG -> " "$out"; then
-      # The random moment of the kill: up to half a second into the session.
-      sleep "0.$(printf '%03d' $((RANDOM % 500)))"
-    else
-      clientResult=unattached
-    fi
+    sleep "0.$(printf '%03d' $((RANDOM % 800)))"
     kill -9 "$client" 2>/dev/null || true
   fi
   status=0
   { wait "$client"; } 2>/dev/null || status=$?
   client=
   cat "$out" >>"$work/clients.out"
-  if [ "${clientResult:-}" = unattached ]; then
-    :
-  elif [ "$2" = 1 ] && [ "$status" -ne 137 ]; then
+  if [ "$2" = 1 ] && [ "$status" -ne 137 ]; then
     clientResult="ended $status"
   else
     clientResult=$(grep -c ' -> ' "$out" || true)
   fi
+}
+
+# A client that comes after a kill is served within a bound: the killed one
+# must not have left the service waiting on it. A fresh process each time,
+# as the next user's client would be.
+freshBound=10
+fresh_client_served() {
+  timeout "$freshBound" "$ctl" --service --timeout 5 --slot 2 get-settings presence >>"$work/fresh.out" 2>&1
 }
 
 # The service files each upload's answer under an 8-bit token until the modem
@@ -281,16 +292,16 @@ read -r wr0 cl0 < <(callback_counts)
 : >"$work/clients.out"
 tell "echo witness-baseline"
 
-endedEarly=0 unattached=0 results=0
+endedEarly=0 unserved=0 results=0
 for i in $(seq "$clients"); do
   restart_modem_if_needed "$sessionUploads"
-  run_client "$work/session.rcs" 1
+  if ((i % 2)); then run_client "$work/session.rcs" 1; else run_client "$work/creations.rcs" 1; fi
   case $clientResult in
     ended*) endedEarly=$((endedEarly + 1)) ;;
-    unattached) unattached=$((unattached + 1)) ;;
     *) results=$((results + clientResult)) ;;
   esac
   kill -0 "$svc" 2>/dev/null || abort "the service died during client kill $i"
+  fresh_client_served || unserved=$((unserved + 1))
   progress "$i of $clients clients killed"
   # The steady part of the run starts after 10% of the clients.
   if [ "$i" -eq $(((clients + 9) / 10)) ]; then
@@ -317,7 +328,8 @@ witnessFails=$(grep -c -- '-> FAIL\|^rcsconfigctl: ' <<<"$since" || true)
 witnessChanges=$(grep -c 'IMS_USER_AGENT ([0-9]*) = "witness-' <<<"$since" || true)
 
 echo "1. $clients clients killed with SIGKILL in the middle of their sessions (one witness attached throughout)"
-printf '  %-46s %s\n' "killed mid-session" "$((clients - endedEarly - unattached)) of $clients"
+printf '  %-46s %s\n' "killed mid-session" "$((clients - endedEarly)) of $clients"
+printf '  %-46s %s\n' "fresh client not served within ${freshBound} s (must be 0)" "$unserved of $clients"
 printf '  %-46s %s\n' "results they printed before the kill" "$results (a session has $sessionCommands commands)"
 printf '  %-46s %s\n' "failed commands before the kill (must be 0)" "$clientFails"
 printf '  %-46s %s\n' "witness: probes" "$probes: $witnessOk answered OK, $witnessFails failed (must be 0), $witnessChanges of $((2 * probes)) changes heard"
@@ -344,7 +356,7 @@ per_client() { # LABEL RSS_A RSS_B HEAP_A HEAP_B OBJ_A OBJ_B CLIENTS
 [ "$clients" -le "${at10:-$clients}" ] ||
   per_client "after the first $at10" "$rss10" "$rss1" "$heap10" "$heap1" "$obj10" "$obj1" $((clients - at10))
 [ "$endedEarly" -eq 0 ] || fail "$endedEarly client(s) ended before their kill"
-[ "$unattached" -eq 0 ] || fail "$unattached client(s) had no answer to their watch within 30 s"
+[ "$unserved" -eq 0 ] || fail "$unserved kill(s) left the service not serving a fresh client within ${freshBound} s"
 [ "$clientFails" -eq 0 ] || fail "$clientFails command(s) failed in clients before their kill"
 [ "$settled" = yes ] || fail "threads, descriptors or listeners did not come back after the client kills"
 [ "$witnessFails" -eq 0 ] && [ "$witnessChanges" -ge $((2 * probes)) ] ||

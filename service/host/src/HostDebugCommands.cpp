@@ -8,6 +8,8 @@
 
 #include <malloc.h>
 
+#include "DebugWaits.h"
+#include "imsservice/ImsLog.h"
 #include "mcx_host.h"
 #include "rcsconfig/ImsMcxSettings.h"
 #include "rcsconfig/RcsConfig.h"
@@ -54,23 +56,57 @@ std::string retainedSizes() {
 }
 
 constexpr unsigned long kMaxWaitMs = 3600UL * 1000UL;
+// How long the loop barrier waits for the loop to run out of work.
+constexpr std::chrono::seconds kIdleTimeout(10);
 
 }  // namespace
+
+bool HostDebugCommands::startWait(const std::vector<std::string>& options, int fd, DebugWaits& waits) {
+    const std::string& verb = options[0];
+    const size_t args = options.size() - 1;
+    unsigned long a = 0, b = 0;
+    const RcsServiceHost& host = mHost;
+    ServiceLog& log = mLog;
+    if (verb == "wait-idle" && args == 0) {
+        waits.start(fd, [&host](const std::function<bool()>& stopping) {
+            const bool idle = DebugWaits::inSlices(kIdleTimeout, stopping, [&host](std::chrono::milliseconds slice) {
+                return host.waitUntilIdle(slice);
+            });
+            if (!idle && !stopping()) {
+                IMS_LOG("RcsServiceHost: the loop did not become idle within %d s",
+                        static_cast<int>(kIdleTimeout.count()));
+            }
+            return std::string("idle\n");
+        });
+    } else if (verb == "wait-ready" && args == 1 && number(options[1], kMaxWaitMs, &a)) {
+        waits.start(fd, [&log, a](const std::function<bool()>& stopping) {
+            return DebugWaits::inSlices(std::chrono::milliseconds(a), stopping,
+                                        [&log](std::chrono::milliseconds slice) { return log.waitForModemUp(slice); })
+                           ? std::string("ready\n")
+                           : std::string("not ready\n");
+        });
+    } else if (verb == "wait-registrations" && args == 2 && number(options[1], ~0UL, &a) &&
+               number(options[2], kMaxWaitMs, &b)) {
+        waits.start(fd, [&log, a, b](const std::function<bool()>& stopping) {
+            return DebugWaits::inSlices(std::chrono::milliseconds(b), stopping,
+                                        [&log, a](std::chrono::milliseconds slice) {
+                                            return log.waitForRegistrations(a, slice);
+                                        })
+                           ? std::string("sent\n")
+                           : std::string("not sent\n");
+        });
+    } else {
+        return false;
+    }
+    return true;
+}
 
 bool HostDebugCommands::run(const std::vector<std::string>& options, std::string* text) {
     const std::string& verb = options[0];
     const size_t args = options.size() - 1;
-    unsigned long a = 0, b = 0;
-    if (verb == "wait-idle" && args == 0) {
-        mHost.waitUntilIdle();
-        *text = "idle\n";
-    } else if (verb == "wait-ready" && args == 1 && number(options[1], kMaxWaitMs, &a)) {
-        *text = mLog.waitForModemUp(std::chrono::milliseconds(a)) ? "ready\n" : "not ready\n";
-    } else if (verb == "registrations" && args == 0) {
+    unsigned long a = 0;
+    if (verb == "registrations" && args == 0) {
         *text = std::to_string(mLog.registrationsSent()) + "\n";
-    } else if (verb == "wait-registrations" && args == 2 && number(options[1], ~0UL, &a) &&
-               number(options[2], kMaxWaitMs, &b)) {
-        *text = mLog.waitForRegistrations(a, std::chrono::milliseconds(b)) ? "sent\n" : "not sent\n";
     } else if (verb == "platform-mask" && args <= 1) {
         if (args == 1) {
             if (!number(options[1], 0xffffffffUL, &a)) {

@@ -19,6 +19,9 @@
  *
  * Every answer ends with a newline. Unknown words are not a command (the
  * caller writes the dump instead); bad arguments answer "error: ...".
+ *
+ * The three waits are answered from threads of their own (DebugWaits), so
+ * that a client waiting never holds the thread serving the other clients.
  */
 #ifndef SERVICE_HOST_DEBUG_COMMANDS_H
 #define SERVICE_HOST_DEBUG_COMMANDS_H
@@ -28,6 +31,7 @@
 
 namespace rcsservice {
 
+class DebugWaits;
 class RcsServiceHost;
 class ServiceLog;
 
@@ -39,6 +43,12 @@ public:
     // Runs the command named by `options`; false when they name none. Any
     // thread but the service's loop thread (the waits need the loop).
     bool run(const std::vector<std::string>& options, std::string* text);
+
+    // Starts the wait named by `options` on `waits`, which answers to `fd`
+    // later; false when they name no wait with good arguments (run() answers
+    // those). `waits` must be stopped before the host and the log go. Any
+    // thread.
+    bool startWait(const std::vector<std::string>& options, int fd, DebugWaits& waits);
 
 private:
     const RcsServiceHost& mHost;

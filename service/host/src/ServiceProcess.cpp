@@ -15,7 +15,7 @@
 
 #include "StopSignal.h"
 #include "imsservice/ImsLog.h"
-#include "service/PrivateLogFile.h"
+#include "service/PrivateFile.h"
 #include "service/ServiceLog.h"
 #include "service/WorkstationService.h"
 
@@ -74,9 +74,9 @@ int runServiceProcess(const ServiceCommandLine& commandLine) {
     FILE* logFile = nullptr;
     if (!commandLine.logPath.empty()) {
         std::string error;
-        logFile = openPrivateLogFile(commandLine.logPath, &error);
+        logFile = openPrivateFile(commandLine.logPath, PrivateFileStart::kAppend, &error);
         if (logFile == nullptr) {
-            std::fprintf(stderr, "rcsconfig-service: %s\n", error.c_str());
+            std::fprintf(stderr, "rcsconfig-service: cannot write log file: %s\n", error.c_str());
             return 1;
         }
     }

@@ -21,6 +21,7 @@
 #ifndef SERVICE_RCS_SERVICE_HOST_H
 #define SERVICE_RCS_SERVICE_HOST_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -44,6 +45,13 @@ struct RcsServiceHostOptions {
     // returns false when the options are no such command, and the state dump
     // is written instead. Runs on the thread serving the debug() call.
     std::function<bool(const std::vector<std::string>& options, std::string* text)> debugCommands;
+    // Takes a debug() call whose options name a command the hosting process
+    // answers later, from a thread of its own (a wait, which must not hold
+    // the thread serving calls): it gets the call's descriptor and writes
+    // the answer to a copy of it, since the caller's is closed when debug()
+    // returns. False when the options are no such command. Consulted before
+    // `debugCommands`, on the thread serving the debug() call.
+    std::function<bool(const std::vector<std::string>& options, int fd)> deferredCommands;
     // Sections the hosting process appends to the state dump (facts only it
     // knows, such as a workstation's service registry); each line ends in a
     // newline. Runs on the thread serving the debug() call.
@@ -81,6 +89,9 @@ public:
     // Blocks until every event posted so far has been handled by the loop
     // thread. For tools and tests that need a quiet point. Any thread but the loop.
     void waitUntilIdle() const;
+    // The same, giving up after `timeout`: true once the loop was idle, false
+    // on time-out or when the host is not started. Any thread but the loop.
+    bool waitUntilIdle(std::chrono::milliseconds timeout) const;
 
 private:
     struct State;

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "ToolProcess.h"
@@ -54,6 +57,36 @@ TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
         r = runTool(verbose);
         EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
     }
+}
+
+TEST(CommandsTest, Log_TheFileIsPrivateAndASymlinkPlantedAtItsPathIsNotFollowed) {
+    TempDir dir;
+    const std::string fresh = dir.path() + "/fresh.log";
+    const std::string wide = dir.write("wide.log", "old lines\n");
+    ASSERT_EQ(0, chmod(wide.c_str(), 0644));
+    for (const std::string& path : {fresh, wide}) {
+        ToolResult r = runTool({"--log", path, "set-settings", "presence", "PUBLISH_TIMER=7"});
+        ASSERT_EQ(0, r.exitCode) << r.err;
+        struct stat st;
+        ASSERT_EQ(0, stat(path.c_str(), &st));
+        EXPECT_EQ(0600u, st.st_mode & 0777) << path;
+        std::ifstream written(path);
+        std::stringstream text;
+        text << written.rdbuf();
+        EXPECT_NE(std::string::npos, text.str().find("RcsConfig")) << path;
+        EXPECT_EQ(std::string::npos, text.str().find("old lines")) << path;
+    }
+
+    const std::string victim = dir.write("victim", "keep\n");
+    const std::string planted = dir.path() + "/planted.log";
+    ASSERT_EQ(0, symlink(victim.c_str(), planted.c_str()));
+    ToolResult refused = runTool({"--log", planted, "get-settings", "presence"});
+    EXPECT_EQ(2, refused.exitCode);
+    EXPECT_NE(std::string::npos, refused.err.find("is a symbolic link")) << refused.err;
+    std::ifstream kept(victim);
+    std::string line;
+    std::getline(kept, line);
+    EXPECT_EQ("keep", line);
 }
 
 TEST(CommandsTest, Settings_SlotsKeepTheirOwnValues) {

@@ -19,6 +19,7 @@
 
 namespace rcsservice {
 
+class DebugWaits;
 class RcsServiceHost;
 class ServiceLog;
 
@@ -42,6 +43,7 @@ public:
 private:
     ServiceLog& mLog;
     std::unique_ptr<RcsServiceHost> mHost;
+    std::unique_ptr<DebugWaits> mWaits;  // the debug() commands that wait
 };
 
 }  // namespace rcsservice

@@ -1,0 +1,153 @@
+// What one client of the service executable can do to the others: hand its
+// debug() a broken descriptor, wait inside the service. The test process is
+// itself one of the clients, through the host transport, next to
+// rcsconfigctl processes.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <cutils/native_handle.h>
+#include <hidl/HidlHostTransport.h>
+#include <vendor/kel/ims/factory/1.1/IImsFactory.h>
+
+#include "ToolProcess.h"
+#include "testkit/DebugCall.h"
+
+namespace clitest {
+namespace {
+
+constexpr int kIsolationWaitMs = 20000;
+
+// True once the main thread of `pid` has SIGTERM blocked (its signal
+// thread takes it) and sleeps in the kernel, which for a client of a stopped
+// service is its call; false after the time-out.
+bool waitUntilSleepingWithSignalsTaken(pid_t pid) {
+    const std::string task = "/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid);
+    for (int i = 0; i < kIsolationWaitMs / 10; ++i) {
+        std::ifstream status(task + "/status");
+        std::string line;
+        unsigned long long blocked = 0;
+        while (std::getline(status, line)) {
+            if (line.compare(0, 7, "SigBlk:") == 0) blocked = std::stoull(line.substr(7), nullptr, 16);
+        }
+        std::ifstream stat(task + "/stat");
+        std::string pidField, name, state;
+        stat >> pidField >> name >> state;
+        if ((blocked & (1ULL << (SIGTERM - 1))) != 0 && state == "S") return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+class ServiceIsolationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(mDir.path().empty());
+        ASSERT_TRUE(mModem.start());
+        mService = std::make_unique<BackgroundTool>(
+                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
+        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kIsolationWaitMs, 1, true))
+                << mService->sofar().err;
+        ASSERT_TRUE(android::hardware::host::useServiceRegistry(mRegistry));
+        mFactory = vendor::kel::ims::factory::V1_1::IImsFactory::getService("default");
+        ASSERT_NE(nullptr, mFactory.get());
+    }
+
+    std::vector<std::string> attached(std::vector<std::string> more) const {
+        std::vector<std::string> args{"--service", "--registry", mRegistry};
+        args.insert(args.end(), more.begin(), more.end());
+        return args;
+    }
+
+    TempDir mDir;
+    const std::string mModemSocket = mDir.path() + "/modem.sock";
+    const std::string mRegistry = mDir.path() + "/registry";
+    ModemDaemon mModem{mModemSocket};
+    std::unique_ptr<BackgroundTool> mService;
+    android::sp<vendor::kel::ims::factory::V1_1::IImsFactory> mFactory;
+};
+
+TEST_F(ServiceIsolationTest, DebugIntoAPipeNobodyReads_FailsThatDumpAndTheServiceGoesOnServing) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    close(ends[0]);
+    native_handle_t* native = native_handle_create(1, 0);
+    native->data[0] = ends[1];
+    // The dump and a host command's answer are written the same way.
+    for (const std::vector<std::string>& words : {std::vector<std::string>{}, std::vector<std::string>{"heap"}}) {
+        android::hardware::hidl_vec<android::hardware::hidl_string> options;
+        options.resize(words.size());
+        for (size_t i = 0; i < words.size(); ++i) options[i] = words[i];
+        EXPECT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), options).isOk());
+    }
+    native_handle_close(native);
+    native_handle_delete(native);
+
+    EXPECT_TRUE(mService->waitFor("ImsFactory debug: write failed: Broken pipe", kIsolationWaitMs, 2, true))
+            << mService->sofar().err;
+    ToolResult next = runTool(attached({"get-settings", "presence"}));
+    EXPECT_EQ(0, next.exitCode) << next.err;
+    EXPECT_TRUE(next.has("get-settings PRESENCE_CONFIG -> OK")) << next.out;
+}
+
+TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClientsCalls) {
+    std::string text, error;
+    ASSERT_TRUE(testkit::callDebug(mFactory, {"registrations"}, &text, &error)) << error;
+    const unsigned long next = std::stoul(text) + 1;
+    // Waits for a registration that only the other client below makes: the
+    // wait can end well only if that client's calls are served meanwhile.
+    std::string answer, waitError;
+    std::thread waiter([&] {
+        testkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kIsolationWaitMs)},
+                           &answer, &waitError);
+    });
+    ToolResult other = runTool(attached({"--script", "-"}), "watch presence\n");
+    waiter.join();
+    EXPECT_EQ(0, other.exitCode) << other.err;
+    EXPECT_TRUE(other.has("watch PRESENCE_CONFIG -> OK")) << other.out;
+    EXPECT_EQ("sent\n", answer) << waitError;
+
+    // A wait still running when the service stops is told so, and the stop
+    // does not wait for it.
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    native_handle_t* native = native_handle_create(1, 0);
+    native->data[0] = ends[1];
+    android::hardware::hidl_vec<android::hardware::hidl_string> words;
+    words.resize(3);
+    words[0] = "wait-registrations";
+    words[1] = std::to_string(next + 100);
+    words[2] = "3600000";
+    ASSERT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), words).isOk());
+    native_handle_close(native);
+    native_handle_delete(native);
+    ToolResult stopped = mService->stop(SIGTERM);
+    EXPECT_EQ(0, stopped.exitCode);
+    std::string told;
+    char buf[64];
+    for (ssize_t n; (n = read(ends[0], buf, sizeof(buf))) > 0;) told.append(buf, static_cast<size_t>(n));
+    close(ends[0]);
+    EXPECT_EQ("not sent\n", told);
+}
+
+TEST_F(ServiceIsolationTest, AClientInACallToAServiceThatNeverAnswersEndsOnItsTimeOutOrASignal) {
+    ASSERT_EQ(0, kill(mService->pid(), SIGSTOP));
+    ToolResult late = runTool(attached({"--timeout", "1", "get-settings", "presence"}));
+    EXPECT_EQ(1, late.exitCode) << late.err;
+    for (int signal : {SIGTERM, SIGINT}) {
+        BackgroundTool client(attached({"--timeout", "600", "get-settings", "presence"}));
+        ASSERT_TRUE(waitUntilSleepingWithSignalsTaken(client.pid()));
+        EXPECT_EQ(128 + signal, client.stop(signal).exitCode) << signal;
+    }
+    EXPECT_EQ(0, kill(mService->pid(), SIGCONT));
+}
+
+}  // namespace
+}  // namespace clitest

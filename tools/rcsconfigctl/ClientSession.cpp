@@ -420,7 +420,7 @@ bool ClientSession::debugCall(const std::vector<std::string>& options, std::stri
     if (!options.empty() && (options[0] == "wait-ready" || options[0] == "wait-registrations")) {
         waits = std::chrono::milliseconds(std::strtoul(options.back().c_str(), nullptr, 10));
     }
-    testkit::DebugCallLimits limits;
+    clientkit::DebugCallLimits limits;
     limits.answerTimeout = mOptions.timeout + waits;
     limits.stopped = [this] { return mNotices.stopped(); };
     android::hardware::Status status;

@@ -18,7 +18,7 @@
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 
 #include "ToolProcess.h"
-#include "testkit/DebugCall.h"
+#include "clientkit/DebugCall.h"
 
 namespace clitest {
 namespace {
@@ -99,13 +99,13 @@ TEST_F(ServiceIsolationTest, DebugIntoAPipeNobodyReads_FailsThatDumpAndTheServic
 
 TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClientsCalls) {
     std::string text, error;
-    ASSERT_TRUE(testkit::callDebug(mFactory, {"registrations"}, &text, &error)) << error;
+    ASSERT_TRUE(clientkit::callDebug(mFactory, {"registrations"}, &text, &error)) << error;
     const unsigned long next = std::stoul(text) + 1;
     // Waits for a registration that only the other client below makes: the
     // wait can end well only if that client's calls are served meanwhile.
     std::string answer, waitError;
     std::thread waiter([&] {
-        testkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kIsolationWaitMs)},
+        clientkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kIsolationWaitMs)},
                            &answer, &waitError);
     });
     ToolResult other = runTool(attached({"--script", "-"}), "watch presence\n");

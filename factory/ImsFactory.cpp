@@ -128,10 +128,8 @@ std::shared_ptr<ImsCreatable> ImsFactoryBase<Factory>::getCreatable(const std::s
     return nullptr;
 }
 
-// Without creatorsMutex by design: it runs at factory destruction, when no
-// binder call or registration can reach the registry any more.
 template <typename Factory>
-void ImsFactoryBase<Factory>::deregister() NO_THREAD_SAFETY_ANALYSIS {
+void ImsFactoryBase<Factory>::deregister() {
     FACTORY_LOGI("ImsFactory inside deregister");
     for (auto& entry : mCreators) entry.second.reset();
     mCreators.clear();

@@ -37,8 +37,9 @@ public:
     // The creatable registered under `name`, or empty. Any thread.
     static std::shared_ptr<ImsCreatable> getCreatable(const std::string& name);
     // Empties the registry, deleting the creatables it alone held. Not
-    // locked: call when no other thread uses it.
-    static void deregister();
+    // locked: it runs at factory destruction, when no binder call or
+    // registration can reach the registry any more.
+    static void deregister() NO_THREAD_SAFETY_ANALYSIS;
 
 protected:
     // The factory's destruction empties its class's registry.

@@ -113,37 +113,6 @@ TEST(ResponseConversionTest, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
     EXPECT_TRUE(log.contains("convertResponseToHidlStruct for request ID 4"));
 }
 
-TEST(ResponseConversionTest, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString) {
-    LogCapture log;
-    auto resp = Layout::response(kPresenceResp, kFieldsAt).u32(0, 4, 30).u8(74, 75, 1).chars(76, 77, "sip:x");
-    SettingsData out{};
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6A, resp.data(), &out, false));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{{100, 30}}, {{110, true}}, {{111, "sip:x"}}}));
-    EXPECT_TRUE(log.contains("in convertPresenceConfigRespToHidl publish_timer 30"));
-    EXPECT_FALSE(log.contains("sip:x"));  // the one field appended without a line
-
-    auto gzipOnly = Layout::response(kPresenceResp, kFieldsAt).u8(74, 75, 0);
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6A, gzipOnly.data(), &out, false));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{110, false}}, {}}));
-}
-
-// A string ends at its first zero byte, or at the end of its array when full.
-TEST(ResponseConversionTest, Strings_EndAtTheirZeroOrTheirCapacity) {
-    for (size_t length : {size_t{1}, size_t{127}, size_t{128}}) {
-        SCOPED_TRACE(length);
-        const std::string uri(length, 'u');
-        auto ind = Layout::indication(208).chars(76, 77, uri);
-        SettingsData out{};
-        ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0, ind.data(), &out, true));
-        EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{111, uri}}}));
-    }
-    const std::string profile(15, 'p');  // a 16-byte field of the messaging group
-    auto resp = Layout::response(kMessagingResp, kFieldsAt).chars(414, 415, profile);
-    SettingsData out{};
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6D, resp.data(), &out, false));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{312, profile}}}));
-}
-
 TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField) {
     LogCapture log;
     auto presence = Layout::indication(208).u32(32, 36, 3600);
@@ -165,24 +134,6 @@ TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField)
                                       "convertResponseToHidlStruct for request ID 109",
                                       "in convertSMConfigRespToHidl client_version 9.1",
                               }));
-}
-
-TEST(ResponseConversionTest, UserAgent_AlwaysOnePairEvenWhenEmpty) {
-    LogCapture log;
-    auto resp = Layout::response(kUserAgentResp, kUserAgentFieldsAt);
-    SettingsData out = staleRecord();
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x8A, resp.data(), &out, false));
-    EXPECT_EQ(out.settingsId, SettingsId::USER_AGENT_STRING);
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, ""}}}));
-    EXPECT_TRUE(log.contains("in convertUserAgentRespToHidl ims_user_agent "));
-
-    std::vector<uint8_t> ind(1024, 0);
-    memcpy(ind.data(), "agent", 5);
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(2, ind.data(), &out, true));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, "agent"}}}));
-    int entry = log.indexOf("in convertUserAgentIndToHidl");
-    EXPECT_EQ(log.messages()[entry], "in convertUserAgentIndToHidl");
-    EXPECT_GT(log.indexOf("in convertUserAgentIndToHidl ims_user_agent agent"), entry);
 }
 
 TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {

@@ -15,43 +15,7 @@ namespace V2_1 = vendor::kel::ims::rcsconfig::V2_1;
 #define FACTORY_LOGI(...) __android_log_print(ANDROID_LOG_INFO, nullptr, __VA_ARGS__)
 #define FACTORY_LOGE(...) __android_log_print(ANDROID_LOG_ERROR, nullptr, __VA_ARGS__)
 
-std::map<std::string, std::shared_ptr<ImsCreatable>> ImsFactory_1_0::mCreators;
-android::Mutex ImsFactory_1_0::creatorsMutex;
-std::map<std::string, std::shared_ptr<ImsCreatable>> ImsFactory_1_1::mCreators;
-android::Mutex ImsFactory_1_1::creatorsMutex;
-
 namespace {
-
-// The registry logic, shared by both factory classes (each has its own map
-// and mutex); the callers hold the class's creatorsMutex.
-bool registerIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators, const std::string& name,
-                std::shared_ptr<ImsCreatable> creatable) {
-    if (creators.find(name) == creators.end()) {
-        FACTORY_LOGI("ImsFactory registration for api:%s", name.c_str());
-        creators[name] = std::move(creatable);
-        return true;
-    }
-    FACTORY_LOGI("ImsFactory deregistration for api:%s", name.c_str());
-    return false;
-}
-
-std::shared_ptr<ImsCreatable> lookupIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators,
-                                       const std::string& name) {
-    auto it = creators.find(name);
-    if (it != creators.end()) {
-        FACTORY_LOGI("ImsFactory lookup success for %s", name.c_str());
-        return it->second;
-    }
-    FACTORY_LOGI("ImsFactory lookup failed for %s", name.c_str());
-    return nullptr;
-}
-
-void deregisterIn(std::map<std::string, std::shared_ptr<ImsCreatable>>& creators) {
-    FACTORY_LOGI("ImsFactory inside deregister");
-    for (auto& entry : creators) entry.second.reset();
-    creators.clear();
-    ImsCreatable::reclaimRefused();
-}
 
 // Slots are 1 and 2; computed unsigned so that 0 wraps and is refused too.
 bool isValidSlot(uint32_t slotId) {
@@ -64,125 +28,129 @@ sp<Service> asService(const sp<IBase>& object) {
     return Service::castFrom(object).withDefault(nullptr);
 }
 
-// createCallCapabilityService, the same in both classes but for the registry.
-template <typename Lookup, typename Callback>
-void createCallCapability(uint32_t slotId, Lookup lookup, Callback cb) {
-    FACTORY_LOGI("Factory createCallCapabilityService slotid %d", static_cast<int>(slotId));
+// What a create method logs after its "slotid" line.
+struct CreateLines {
+    const char* invalidSlot;   // ERROR
+    const char* created;       // INFO
+    const char* notSupported;  // ERROR
+};
+
+constexpr CreateLines kRcsConfigLines{"Factory createRcsConfig: Invalid slot id",
+                                      "Factory createRcsConfig createInstance Sucess",
+                                      "Factory createRcsConfig createInstance Not Supported"};
+constexpr CreateLines kRcsConfig11Lines{"Factory createRcsConfig_1_1: Invalid slot id",
+                                        kRcsConfigLines.created, kRcsConfigLines.notSupported};
+constexpr CreateLines kCallCapabilityLines{
+        "Factory createCallCapabilityService: Invalid slot id",
+        "Factory createCallCapabilityService createInstance Success",
+        "Factory createCallCapabilityService createInstance Not Supported"};
+
+// Every create method after its own checks: refuses a slot other than 1 and
+// 2, looks `name` up in Factory's registry and has the creatable build the
+// object, answering cb with the status and the object as a Service.
+template <typename Factory, typename Service, typename Callback>
+void create(uint32_t slotId, const char* name, const sp<IBase>& listener, uint8_t version,
+            const CreateLines& lines, Callback cb) {
     if (!isValidSlot(slotId)) {
-        FACTORY_LOGE("Factory createCallCapabilityService: Invalid slot id");
+        FACTORY_LOGE("%s", lines.invalidSlot);
         cb(StatusCode::INVALID_ARGUMENTS, nullptr);
         return;
     }
-    std::shared_ptr<ImsCreatable> creatable = lookup("createCallCapabilityService");
-    if (creatable != nullptr) {
-        Params params{nullptr, static_cast<int32_t>(slotId), 0};
-        sp<IBase> created = creatable->createInstance(params);
-        cb(StatusCode::SUCCESS, asService<ICallCapabilityService>(created));
-        FACTORY_LOGI("Factory createCallCapabilityService createInstance Success");
-    } else {
+    std::shared_ptr<ImsCreatable> creatable = Factory::getCreatable(name);
+    if (creatable == nullptr) {
         cb(StatusCode::NOT_SUPPORTED, nullptr);
-        FACTORY_LOGE("Factory createCallCapabilityService createInstance Not Supported");
+        FACTORY_LOGE("%s", lines.notSupported);
+        return;
     }
+    Params params{listener, static_cast<int32_t>(slotId), version};
+    // The result is passed on as returned, even if empty.
+    cb(StatusCode::SUCCESS, asService<Service>(creatable->createInstance(params)));
+    FACTORY_LOGI("%s", lines.created);
 }
 
-// createRcsConfig after the listener check (which only the 1.1 class makes).
-template <typename Lookup, typename Callback>
-void createRcsConfigFor(uint32_t slotId, const sp<V2_0::IRcsConfigListener>& listener, Lookup lookup,
-                        Callback cb) {
+// createRcsConfig after the empty-listener check, which only the 1.1 class makes.
+template <typename Factory, typename Callback>
+Return<void> createRcsConfigIn(uint32_t slotId, const sp<V2_0::IRcsConfigListener>& listener, Callback cb) {
     FACTORY_LOGI("Factory createRcsConfig slotid %d", static_cast<int>(slotId));
-    if (!isValidSlot(slotId)) {
-        FACTORY_LOGE("Factory createRcsConfig: Invalid slot id");
-        cb(StatusCode::INVALID_ARGUMENTS, nullptr);
-        return;
-    }
-    std::shared_ptr<ImsCreatable> creatable = lookup("createRcsConfig");
-    if (creatable != nullptr) {
-        Params params{listener, static_cast<int32_t>(slotId), 0};
-        sp<IBase> created = creatable->createInstance(params);
-        cb(StatusCode::SUCCESS, asService<V2_0::IRcsConfig>(created));
-        FACTORY_LOGI("Factory createRcsConfig createInstance Sucess");
-    } else {
-        cb(StatusCode::NOT_SUPPORTED, nullptr);
-        FACTORY_LOGE("Factory createRcsConfig createInstance Not Supported");
-    }
+    create<Factory, V2_0::IRcsConfig>(slotId, "createRcsConfig", listener, 0, kRcsConfigLines, cb);
+    return Void();
+}
+
+template <typename Factory, typename Callback>
+Return<void> createCallCapabilityIn(uint32_t slotId, Callback cb) {
+    FACTORY_LOGI("Factory createCallCapabilityService slotid %d", static_cast<int>(slotId));
+    create<Factory, ICallCapabilityService>(slotId, "createCallCapabilityService", nullptr, 0,
+                                            kCallCapabilityLines, cb);
+    return Void();
 }
 
 }  // namespace
 
-// ---- ImsFactory_1_0
+// ---- the registry of each factory class
 
-ImsFactory_1_0::~ImsFactory_1_0() {
-    deregister();
-}
+template <typename Factory>
+std::map<std::string, std::shared_ptr<ImsCreatable>> ImsFactoryBase<Factory>::mCreators;
+template <typename Factory>
+android::Mutex ImsFactoryBase<Factory>::creatorsMutex;
 
-void ImsFactory_1_0::start() {
+template <typename Factory>
+void ImsFactoryBase<Factory>::start() {
     android::hardware::configureRpcThreadpool(1, false);
-    android::status_t status = registerAsService("default");
+    android::status_t status = static_cast<Factory*>(this)->registerAsService("default");
     if (status != 0) {
-        FACTORY_LOGE("ImsFactory_1_0 HAL registration failed with %d", status);
+        FACTORY_LOGE("%s HAL registration failed with %d", Factory::kName, status);
     }
 }
 
-bool ImsFactory_1_0::registerApi(const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
+template <typename Factory>
+bool ImsFactoryBase<Factory>::registerApi(const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
     // Creatables refused earlier are fully built by now and can go.
     ImsCreatable::reclaimRefused();
     android::Mutex::Autolock guard(creatorsMutex);
-    return registerIn(mCreators, name, std::move(creatable));
+    if (mCreators.find(name) == mCreators.end()) {
+        FACTORY_LOGI("ImsFactory registration for api:%s", name.c_str());
+        mCreators[name] = std::move(creatable);
+        return true;
+    }
+    FACTORY_LOGI("ImsFactory deregistration for api:%s", name.c_str());
+    return false;
 }
 
-std::shared_ptr<ImsCreatable> ImsFactory_1_0::getCreatable(const std::string& name) {
+template <typename Factory>
+std::shared_ptr<ImsCreatable> ImsFactoryBase<Factory>::getCreatable(const std::string& name) {
     android::Mutex::Autolock guard(creatorsMutex);
-    return lookupIn(mCreators, name);
+    auto it = mCreators.find(name);
+    if (it != mCreators.end()) {
+        FACTORY_LOGI("ImsFactory lookup success for %s", name.c_str());
+        return it->second;
+    }
+    FACTORY_LOGI("ImsFactory lookup failed for %s", name.c_str());
+    return nullptr;
 }
 
-// Without creatorsMutex by design: it runs at factory destruction, when no
-// binder call or registration can reach the registry any more.
-void ImsFactory_1_0::deregister() NO_THREAD_SAFETY_ANALYSIS {
-    deregisterIn(mCreators);
+template <typename Factory>
+void ImsFactoryBase<Factory>::deregister() {
+    FACTORY_LOGI("ImsFactory inside deregister");
+    for (auto& entry : mCreators) entry.second.reset();
+    mCreators.clear();
+    ImsCreatable::reclaimRefused();
 }
+
+template class ImsFactoryBase<ImsFactory_1_0>;
+template class ImsFactoryBase<ImsFactory_1_1>;
+
+// ---- ImsFactory_1_0
 
 Return<void> ImsFactory_1_0::createRcsConfig(uint32_t slotId, const sp<V2_0::IRcsConfigListener>& listener,
                                              createRcsConfig_cb cb) {
-    createRcsConfigFor(slotId, listener, &ImsFactory_1_0::getCreatable, cb);
-    return Void();
+    return createRcsConfigIn<ImsFactory_1_0>(slotId, listener, cb);
 }
 
 Return<void> ImsFactory_1_0::createCallCapabilityService(uint32_t slotId, createCallCapabilityService_cb cb) {
-    createCallCapability(slotId, &ImsFactory_1_0::getCreatable, cb);
-    return Void();
+    return createCallCapabilityIn<ImsFactory_1_0>(slotId, cb);
 }
 
 // ---- ImsFactory_1_1
-
-ImsFactory_1_1::~ImsFactory_1_1() {
-    deregister();
-}
-
-void ImsFactory_1_1::start() {
-    android::hardware::configureRpcThreadpool(1, false);
-    android::status_t status = registerAsService("default");
-    if (status != 0) {
-        FACTORY_LOGE("ImsFactory_1_1 HAL registration failed with %d", status);
-    }
-}
-
-bool ImsFactory_1_1::registerApi(const std::string& name, std::shared_ptr<ImsCreatable> creatable) {
-    // Creatables refused earlier are fully built by now and can go.
-    ImsCreatable::reclaimRefused();
-    android::Mutex::Autolock guard(creatorsMutex);
-    return registerIn(mCreators, name, std::move(creatable));
-}
-
-std::shared_ptr<ImsCreatable> ImsFactory_1_1::getCreatable(const std::string& name) {
-    android::Mutex::Autolock guard(creatorsMutex);
-    return lookupIn(mCreators, name);
-}
-
-// Without creatorsMutex by design: it runs at factory destruction, when no
-// binder call or registration can reach the registry any more.
-void ImsFactory_1_1::deregister() NO_THREAD_SAFETY_ANALYSIS {
-    deregisterIn(mCreators);
-}
 
 Return<void> ImsFactory_1_1::createRcsConfig(uint32_t slotId, const sp<V2_0::IRcsConfigListener>& listener,
                                              createRcsConfig_cb cb) {
@@ -191,32 +159,17 @@ Return<void> ImsFactory_1_1::createRcsConfig(uint32_t slotId, const sp<V2_0::IRc
         cb(StatusCode::INVALID_ARGUMENTS, nullptr);
         return Void();
     }
-    createRcsConfigFor(slotId, listener, &ImsFactory_1_1::getCreatable, cb);
-    return Void();
-}
-
-Return<void> ImsFactory_1_1::createCallCapabilityService(uint32_t slotId, createCallCapabilityService_cb cb) {
-    createCallCapability(slotId, &ImsFactory_1_1::getCreatable, cb);
-    return Void();
+    return createRcsConfigIn<ImsFactory_1_1>(slotId, listener, cb);
 }
 
 Return<void> ImsFactory_1_1::createRcsConfig_1_1(uint32_t slotId, const sp<V2_1::IRcsConfigListener>& listener,
                                                  createRcsConfig_1_1_cb cb) {
     FACTORY_LOGI("Factory createRcsConfig_1_1 slotid %d", static_cast<int>(slotId));
-    if (!isValidSlot(slotId)) {
-        FACTORY_LOGE("Factory createRcsConfig_1_1: Invalid slot id");
-        cb(StatusCode::INVALID_ARGUMENTS, nullptr);
-        return Void();
-    }
-    std::shared_ptr<ImsCreatable> creatable = getCreatable("createRcsConfig_1_1");
-    if (creatable != nullptr) {
-        Params params{listener, static_cast<int32_t>(slotId), 1};
-        sp<IBase> created = creatable->createInstance(params);
-        cb(StatusCode::SUCCESS, asService<V2_1::IRcsConfig>(created));
-        FACTORY_LOGI("Factory createRcsConfig createInstance Sucess");
-    } else {
-        cb(StatusCode::NOT_SUPPORTED, nullptr);
-        FACTORY_LOGE("Factory createRcsConfig createInstance Not Supported");
-    }
+    create<ImsFactory_1_1, V2_1::IRcsConfig>(slotId, "createRcsConfig_1_1", listener, 1, kRcsConfig11Lines,
+                                             cb);
     return Void();
+}
+
+Return<void> ImsFactory_1_1::createCallCapabilityService(uint32_t slotId, createCallCapabilityService_cb cb) {
+    return createCallCapabilityIn<ImsFactory_1_1>(slotId, cb);
 }

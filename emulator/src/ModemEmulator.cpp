@@ -238,6 +238,11 @@ void ModemEmulator::setCarrierConfigSupported(bool supported) {
     mSettings->setCarrierConfigSupported(supported);
 }
 
+void ModemEmulator::setSupportedMessagesLength(uint32_t length) {
+    hostsync::MutexLock lock(mLock);
+    mSettings->setSupportedMessagesLength(length);
+}
+
 void ModemEmulator::failMessage(uint32_t serviceId, uint32_t msgId, const MessageFault& fault,
                                 int count) {
     hostsync::MutexLock lock(mLock);

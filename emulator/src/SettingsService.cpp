@@ -75,7 +75,7 @@ void SettingsService::supportedMessages(std::vector<uint8_t>& resp) const {
         if (id > highest) highest = id;
     }
     msg.supported_msgs_valid = 1;
-    msg.supported_msgs_len = highest / 8 + 1;
+    msg.supported_msgs_len = mSupportedMessagesLength != 0 ? mSupportedMessagesLength : highest / 8 + 1;
     std::memcpy(resp.data(), &msg, sizeof(msg));
 }
 

@@ -24,6 +24,8 @@ public:
     explicit SettingsService(IndicationOut& out);
 
     void setCarrierConfigSupported(bool supported) { mCarrierConfigSupported = supported; }
+    // 0: the bit map's length covers the highest listed id and no more.
+    void setSupportedMessagesLength(uint32_t length) { mSupportedMessagesLength = length; }
     void connect(uint64_t connId);
     void disconnect(uint64_t connId);
     // Uploads in progress are lost with the connections when the service stops.
@@ -64,6 +66,7 @@ private:
 
     IndicationOut& mOut;
     bool mCarrierConfigSupported = true;
+    uint32_t mSupportedMessagesLength = 0;
     std::map<uint64_t, Session> mSessions;
     std::array<std::array<std::vector<uint8_t>, IMSS_SETTINGS_GROUP_COUNT_V01>, kSubscriptionCount>
         mStored;

@@ -222,6 +222,25 @@ TEST(ImsTimerTest, AddFromAnotherThread_WhileLoopProcesses_LosesNothing) {
     EXPECT_EQ(timer.size(), 0u);
 }
 
+// The queue is a binary heap: removing an event moves the last one into its
+// place, from where it may have to rise. Here the heap is [1, 4, 2, 5, 6, 7, 3]
+// and removing 5 puts 3 under 4; were it left there, 4 would run before 3.
+TEST(ImsTimerTest, RemovalFromTheMiddle_LetsTheMovedEventRise) {
+    ImsTimer timer(nullptr);
+    static std::vector<long> ran;
+    ran.clear();
+    std::vector<int> ids;
+    for (long order : {1, 4, 2, 5, 6, 7, 3}) {
+        // All overdue, 100 ms apart, so the time spent adding cannot reorder them.
+        ids.push_back(timer.addTimedCallback(
+            (order - 100) * 100, [](void* d) { ran.push_back(reinterpret_cast<intptr_t>(d)); return -1; },
+            reinterpret_cast<void*>(static_cast<intptr_t>(order))));
+    }
+    timer.removeTimedCallback(ids[3]);
+    timer.processEvents();
+    EXPECT_EQ(ran, (std::vector<long>{1, 2, 3, 4, 6, 7}));
+}
+
 // Removing from the middle of the heap must leave it a heap: overdue events
 // still run earliest first, and exactly the removed ones are gone.
 TEST(ImsTimerTest, ManyRemovals_KeepEarliestFirstOrder) {

@@ -2,12 +2,12 @@
 // dispatcher, failed response headers, presence gating and the log lines.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "SettingsTestRecords.h"
-#include "ims_settings_service_v01.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -15,31 +15,52 @@ namespace {
 using namespace rcstest;
 using imstest::LogCapture;
 
-// A group's fields as written by the set conversion.
-std::vector<uint8_t> fieldsOf(SettingsId id, const Pairs& pairs) {
-    const auto* g = imss_settings_group_by_id(static_cast<int32_t>(id));
-    rcs_settings_data_s request{};
-    EXPECT_TRUE(RcsConfigManager::convertSetReqDataToMcx(makeRecord(id, pairs), &request));
-    MessagePtr msg = takeMessage(request);
-    return std::vector<uint8_t>(msg.get(), msg.get() + g->set_len);
-}
+// Modem responses and indications laid out byte by byte from the modem's
+// message definitions, independently of the product's field writer: a field
+// is a presence flag byte (set to 1) and its value at the offsets given.
+class Layout {
+public:
+    static constexpr size_t kNoFlag = SIZE_MAX;
 
-// A read response carrying those fields, with the given header words.
-std::vector<uint8_t> responseOf(SettingsId id, const Pairs& pairs, int32_t result = 0,
-                                int32_t error = 0) {
-    const auto* g = imss_settings_group_by_id(static_cast<int32_t>(id));
-    std::vector<uint8_t> resp(g->get_resp_len, 0);
-    std::vector<uint8_t> fields = fieldsOf(id, pairs);
-    memcpy(resp.data() + g->get_fields_offset, fields.data(), fields.size());
-    memcpy(resp.data(), &result, 4);
-    memcpy(resp.data() + 4, &error, 4);
-    resp[8] = 1;
-    return resp;
-}
+    // A change indication: the bare field layout of `length` bytes.
+    static Layout indication(size_t length) { return Layout(length, 0); }
+    // A read response: the header words, the valid flag at byte 8, the fields from `fieldsAt`.
+    static Layout response(size_t length, size_t fieldsAt, int32_t result = 0, int32_t error = 0) {
+        Layout l(length, fieldsAt);
+        memcpy(l.mBytes.data(), &result, 4);
+        memcpy(l.mBytes.data() + 4, &error, 4);
+        l.mBytes[8] = 1;
+        return l;
+    }
+    Layout& u32(size_t flag, size_t at, uint32_t value) {
+        setFlag(flag);
+        memcpy(&mBytes[mBase + at], &value, 4);
+        return *this;
+    }
+    Layout& u8(size_t flag, size_t at, uint8_t value) {
+        setFlag(flag);
+        mBytes[mBase + at] = value;
+        return *this;
+    }
+    Layout& chars(size_t flag, size_t at, const std::string& text) {
+        setFlag(flag);
+        memcpy(&mBytes[mBase + at], text.data(), text.size());
+        return *this;
+    }
+    void* data() { return mBytes.data(); }
 
-int respId(SettingsId id) {
-    return static_cast<int>(imss_settings_group_by_id(static_cast<int32_t>(id))->get_msg_id);
-}
+private:
+    Layout(size_t length, size_t base) : mBytes(length, 0), mBase(base) {}
+    void setFlag(size_t flag) {
+        if (flag != kNoFlag) mBytes[mBase + flag] = 1;
+    }
+    std::vector<uint8_t> mBytes;
+    size_t mBase;
+};
+
+// Lengths and where the fields start in a read response, per group.
+constexpr size_t kPresenceResp = 224, kMessagingResp = 596, kUserAgentResp = 1044, kServiceResp = 120;
+constexpr size_t kFieldsAt = 16, kUserAgentFieldsAt = 20;
 
 // A record that a conversion must reset or, when refused, leave alone.
 SettingsData staleRecord() {
@@ -47,25 +68,29 @@ SettingsData staleRecord() {
 }
 
 TEST(ResponseConversionTest, FailedHeader_GivesFalseAndAnEmptyRecord) {
-    const Pairs one[] = {{{{100, 5}}, {}, {}}, {{{300, 5}}, {}, {}}, {{}, {}, {{200, "ua"}}}};
-    const SettingsId ids[] = {SettingsId::PRESENCE_CONFIG, SettingsId::STANDALONE_MESSAGING_CONFIG,
-                              SettingsId::USER_AGENT_STRING};
-    for (int i = 0; i < 3; ++i) {
-        for (auto [result, error] : {std::pair{1, 0}, std::pair{0, 7}}) {
-            SCOPED_TRACE(std::to_string(i) + " " + std::to_string(result) + "/" + std::to_string(error));
-            auto resp = responseOf(ids[i], one[i], result, error);
+    for (auto [result, error] : {std::pair{1, 0}, std::pair{0, 7}}) {
+        SCOPED_TRACE(std::to_string(result) + "/" + std::to_string(error));
+        struct {
+            int respId;
+            SettingsId id;
+            Layout resp;
+        } cases[] = {
+            {0x6A, SettingsId::PRESENCE_CONFIG,
+             Layout::response(kPresenceResp, kFieldsAt, result, error).u32(0, 4, 5)},
+            {0x6D, SettingsId::STANDALONE_MESSAGING_CONFIG,
+             Layout::response(kMessagingResp, kFieldsAt, result, error).u8(377, 378, 5)},
+            {0x8A, SettingsId::USER_AGENT_STRING,
+             Layout::response(kUserAgentResp, kUserAgentFieldsAt, result, error).chars(Layout::kNoFlag, 0, "ua")},
+        };
+        for (auto& c : cases) {
             SettingsData out = staleRecord();
-            EXPECT_FALSE(RcsConfigManager::convertResponseToHidlStruct(respId(ids[i]), resp.data(),
-                                                                       &out, false));
-            EXPECT_EQ(out.settingsId, ids[i]);
+            EXPECT_FALSE(RcsConfigManager::convertResponseToHidlStruct(c.respId, c.resp.data(), &out, false));
+            EXPECT_EQ(out.settingsId, c.id);
             EXPECT_TRUE(pairsOf(out) == Pairs{});
         }
     }
-}
-
-TEST(ResponseConversionTest, ImsServiceEnableResponse_IsConvertedWhateverTheHeader) {
-    auto resp = responseOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG,
-                           {{{419, 2}}, {{417, true}}, {{418, "id"}}}, 1, 3);
+    // The IMS service enable response is converted whatever its header says.
+    auto resp = Layout::response(kServiceResp, kFieldsAt, 1, 3).u32(18, 20, 2).u8(76, 77, 1).chars(26, 27, "id");
     SettingsData out = staleRecord();
     EXPECT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x90, resp.data(), &out, false));
     EXPECT_EQ(out.settingsId, SettingsId::IMS_SERVICE_ENABLE_CONFIG);
@@ -88,31 +113,11 @@ TEST(ResponseConversionTest, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
     EXPECT_TRUE(log.contains("convertResponseToHidlStruct for request ID 4"));
 }
 
-TEST(ResponseConversionTest, PresenceResponse_OnlyFlaggedFieldsAndNoLineForTheString) {
-    LogCapture log;
-    auto resp = responseOf(SettingsId::PRESENCE_CONFIG, {{{100, 30}}, {{110, true}}, {{111, "sip:x"}}});
-    log.clear();
-    SettingsData out{};
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6A, resp.data(), &out, false));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{{100, 30}}, {{110, true}}, {{111, "sip:x"}}}));
-    int entry = log.indexOf("in convertPresenceConfigRespToHidl");
-    ASSERT_GE(entry, 0);
-    EXPECT_EQ(log.messages()[entry], "in convertPresenceConfigRespToHidl");
-    EXPECT_GT(log.indexOf("in convertPresenceConfigRespToHidl publish_timer 30"), entry);
-    EXPECT_TRUE(log.contains("in convertPresenceConfigRespToHidl gzip_enabled 1"));
-    EXPECT_FALSE(log.contains("sip:x"));
-
-    auto gzipOnly = responseOf(SettingsId::PRESENCE_CONFIG, {{}, {{110, false}}, {}});
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6A, gzipOnly.data(), &out, false));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{110, false}}, {}}));
-}
-
 TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField) {
     LogCapture log;
-    auto presence = fieldsOf(SettingsId::PRESENCE_CONFIG, {{{104, 3600}}, {}, {}});
-    auto ind = fieldsOf(SettingsId::STANDALONE_MESSAGING_CONFIG, {{{300, 1}}, {}, {{312, "UP2.4"}}});
-    auto resp = responseOf(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{305, "9.1"}}});
-    log.clear();
+    auto presence = Layout::indication(208).u32(32, 36, 3600);
+    auto ind = Layout::indication(577).u8(377, 378, 1).chars(414, 415, "UP2.4");
+    auto resp = Layout::response(kMessagingResp, kFieldsAt).chars(275, 276, "9.1");
     SettingsData out{};
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0, presence.data(), &out, true));
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(1, ind.data(), &out, true));
@@ -131,29 +136,10 @@ TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField)
                               }));
 }
 
-TEST(ResponseConversionTest, UserAgent_AlwaysOnePairEvenWhenEmpty) {
-    LogCapture log;
-    std::vector<uint8_t> resp(1044, 0);
-    SettingsData out = staleRecord();
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x8A, resp.data(), &out, false));
-    EXPECT_EQ(out.settingsId, SettingsId::USER_AGENT_STRING);
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, ""}}}));
-    EXPECT_TRUE(log.contains("in convertUserAgentRespToHidl ims_user_agent "));
-
-    std::vector<uint8_t> ind(1024, 0);
-    memcpy(ind.data(), "agent", 5);
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(2, ind.data(), &out, true));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, "agent"}}}));
-    int entry = log.indexOf("in convertUserAgentIndToHidl");
-    EXPECT_EQ(log.messages()[entry], "in convertUserAgentIndToHidl");
-    EXPECT_GT(log.indexOf("in convertUserAgentIndToHidl ims_user_agent agent"), entry);
-}
-
 TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
     LogCapture log;
-    auto ind = fieldsOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{400, true}}, {{418, "w"}}});
-    auto resp = responseOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{400, true}}, {}});
-    log.clear();
+    auto ind = Layout::indication(104).u8(0, 1, 1).chars(26, 27, "w");
+    auto resp = Layout::response(kServiceResp, kFieldsAt).u8(0, 1, 1);
     SettingsData out{};
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(3, ind.data(), &out, true));
     EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{400, true}}, {{418, "w"}}}));
@@ -170,7 +156,7 @@ TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
                               }));
 
     log.clear();
-    auto with = fieldsOf(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{417, false}}, {}});
+    auto with = Layout::indication(104).u8(76, 77, 0);
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(3, with.data(), &out, true));
     EXPECT_FALSE(log.contains("not received"));
     EXPECT_TRUE(log.contains("in convertImsServiceConfigIndToHidl carrier_config_enabled 0"));

@@ -65,6 +65,7 @@ TEST(SettingsFieldReaderTest, ReadString_StopsAtZeroOrCapacityNeverBeyond) {
     std::vector<uint8_t> buf = {1, 'a', 'b', 0, 'c', 1, 'w', 'x', 'y', 'z', 'Q'};
     SettingsFieldReader reader(buf.data(), buf.size());
     EXPECT_EQ(reader.readString(field(IMSS_VALUE_CHARS, 0, 1, 4)), "ab");
+    EXPECT_EQ(reader.readString(field(IMSS_VALUE_CHARS, 0, 1, 3)), "ab");  // one short of full
     EXPECT_EQ(reader.readString(field(IMSS_VALUE_CHARS, 5, 6, 4)), "wxyz");
     EXPECT_EQ(reader.readString(field(IMSS_VALUE_CHARS, 5, 6, 6)), "");
     EXPECT_EQ(reader.readString(field(IMSS_VALUE_UINT32, 5, 6)), "");

@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "SettingsTestRecords.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 using namespace rcstest;
+using imstest::LogCapture;
 
 uint32_t u32At(const uint8_t* msg, size_t offset) {
     uint32_t v;
@@ -135,10 +137,12 @@ TEST(SettingsMessageLayoutTest, PresenceResponse_ReadsFieldsAfterTheSixteenByteL
     resp[16 + 32] = 2;  // not exactly 1: not present
     putU32(resp, 16 + 36, 5);
 
+    LogCapture log;
     SettingsData out{};
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6A, resp.data(), &out, false));
     EXPECT_EQ(out.settingsId, SettingsId::PRESENCE_CONFIG);
     EXPECT_TRUE(pairsOf(out) == (Pairs{{{101, 9000}}, {{110, true}}, {{111, "sip:p@x"}}}));
+    EXPECT_FALSE(log.contains("sip:p@x"));  // the one field appended without a line
 }
 
 TEST(SettingsMessageLayoutTest, StandaloneMessagingIndication_ReadsFromTheFirstByte) {
@@ -159,9 +163,12 @@ TEST(SettingsMessageLayoutTest, StandaloneMessagingIndication_ReadsFromTheFirstB
 }
 
 TEST(SettingsMessageLayoutTest, UserAgentResponse_ReadsTheArrayAfterTheTwentyByteLead) {
+    // Always one pair, even for an empty string.
     std::vector<uint8_t> resp(1044, 0);
-    putString(resp, 20, "IMS-Agent");
     SettingsData out{};
+    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x8A, resp.data(), &out, false));
+    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, ""}}}));
+    putString(resp, 20, "IMS-Agent");
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x8A, resp.data(), &out, false));
     EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {}, {{200, "IMS-Agent"}}}));
 

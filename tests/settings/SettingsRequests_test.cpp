@@ -91,6 +91,10 @@ TEST_P(GroupTest, WriteThenRead_StoresAndReturnsEveryField) {
     auto reads = requestsOf(g.get_msg_id);
     ASSERT_EQ(reads.size(), 1u);
     EXPECT_EQ(reads[0].data, std::vector<uint8_t>{0});
+    // Answered requests leave nothing filed (each callback holds the client's callback object).
+    drainRequests();
+    ImsMcxSettings::PendingRequests pending = mSettings->pendingRequests();
+    EXPECT_EQ(pending.settingsWrites + pending.settingsReads, 0u);
 }
 
 TEST_P(GroupTest, Register_SendsGroupPairAndDeliversChangesOnLoopThread) {
@@ -150,6 +154,29 @@ INSTANTIATE_TEST_SUITE_P(Groups, GroupTest, ::testing::Values(0, 1, 2, 3),
                          [](const ::testing::TestParamInfo<int>& info) {
                              return std::string(group(info.param).settings_name);
                          });
+
+// Requests reach the modem one at a time: a write issued while a read waits
+// for its answer is sent only after the read has been answered.
+TEST_F(SettingsTest, Write_WaitsForTheReadInFlight) {
+    startAndSubscribe();
+    const auto& g = group(0);
+    fail(g.get_msg_id, {K::Delay, 0, 0, 0, 3000});  // the read times out after 1000 ms
+    auto writesWhenReadAnswered = std::make_shared<Recorder<size_t>>();
+    void* buf = calloc(1, g.get_resp_len);
+    onLoop([&] {
+        mSettings->receiveRcsSettings(
+            [writesWhenReadAnswered, &g](int, void*) {
+                writesWhenReadAnswered->add(modem().requestCount(IMSS_SERVICE_ID_V01, g.set_msg_id));
+            },
+            0, static_cast<int>(g.get_msg_id), buf);
+    });
+    ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, g.get_msg_id, 1, kWait));
+    auto written = write(g.set_msg_id, fullMessage(g, 1));
+    ASSERT_TRUE(written->waitForCount(1));
+    ASSERT_TRUE(writesWhenReadAnswered->waitForCount(1));
+    EXPECT_EQ(writesWhenReadAnswered->values(), std::vector<size_t>{0});
+    EXPECT_EQ(written->values(), std::vector<bool>{true});
+}
 
 TEST_F(SettingsTest, Settings_WrongMessageIds_FailWithoutSending) {
     startAndSubscribe();

@@ -119,6 +119,13 @@ std::shared_ptr<Recorder<bool>> SettingsTest::upload(const std::vector<uint8_t>&
     return rec;
 }
 
+void SettingsTest::drainRequests() {
+    const char* kEntered = "ImsMcxSettings::sendAppTokenStatusOnThread reqid";
+    size_t before = mLog.count(kEntered);
+    onLoop([this] { mSettings->sendTokenFetchStatus(0, 0, 0, 0); });
+    ASSERT_TRUE(mLog.waitFor(kEntered, kWait, before + 1));
+}
+
 std::shared_ptr<Recorder<bool>> SettingsTest::write(uint32_t msgId, const std::vector<uint8_t>& msg,
                                                     int sub) {
     auto rec = std::make_shared<Recorder<bool>>();

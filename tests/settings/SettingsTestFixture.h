@@ -94,6 +94,9 @@ protected:
     // Registers for a group's changes; indications land in the recorder.
     std::shared_ptr<Recorder<ReadResult>> registerFor(int group, int sub = 0);
     std::shared_ptr<Recorder<bool>> sendToken(const std::string& token, int sub = 0);
+    // Returns once every request whose callback has run is finished: one more
+    // request (a token-fetch status) has gone through the request mutex.
+    void drainRequests();
 
     // Requests of the IMS Settings service with this id, in arrival order.
     static std::vector<mcxemu::RequestRecord> requestsOf(uint32_t msgId);

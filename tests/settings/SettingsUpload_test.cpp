@@ -162,16 +162,6 @@ TEST_F(SettingsTest, SendRcsConfig_SecondSegmentRejected_StopsAndAnswersFalse) {
     EXPECT_TRUE(modem().receivedConfigs(0).empty());
 }
 
-TEST_F(SettingsTest, SendRcsConfig_TransportFailure_StopsAndAnswersFalse) {
-    startAndSubscribe();
-    fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::Transport});
-    auto answer = upload(documentBytes(4001), false);
-    ASSERT_TRUE(answer->waitForCount(1));
-    EXPECT_FALSE(answer->values()[0]);
-    EXPECT_EQ(segments().size(), 1u);
-    EXPECT_TRUE(mLog.contains("Sending of RCS configuration failed. RetVal: "));
-}
-
 TEST_F(SettingsTest, SendRcsConfig_ErrorHeaderWithoutSegStatus_CountsSegmentAsSent) {
     startAndSubscribe();
     fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::ResponseHeader, 1});

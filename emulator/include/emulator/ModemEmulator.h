@@ -69,6 +69,9 @@ public:
     void reset();
     // Whether the supported-messages bitmap lists 0x9C (default: yes).
     void setCarrierConfigSupported(bool supported);
+    // The length the supported-messages answer declares for its bit map
+    // (0, the default: just enough for the highest listed id).
+    void setSupportedMessagesLength(uint32_t length);
 
     // Fails the next `count` requests of msgId (count 0: until cleared).
     void failMessage(uint32_t serviceId, uint32_t msgId, const MessageFault& fault, int count = 1);

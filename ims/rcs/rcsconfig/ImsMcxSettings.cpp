@@ -243,12 +243,7 @@ void ImsMcxSettings::processMcxInd(unsigned int msgId, void* data) {
     IMS_LOG("ImsMcxSettings :processMcxInd, eventType: %d", static_cast<int>(msgId));
     const imss_settings_group_v01* group = imss_settings_group_by_msg_id(msgId);
     if (group != nullptr && group->ind_msg_id == msgId) {
-        std::function<void(int, void*)> listener;
-        {
-            android::Mutex::Autolock lock(mMapLock);
-            auto it = mSettingsListeners.find(group->settings_id);
-            if (it != mSettingsListeners.end()) listener = it->second;
-        }
+        std::function<void(int, void*)> listener = mSettingsListeners.find(group->settings_id);
         // Indications carry no subscription: the group's one listener hears both.
         if (listener) {
             listener(static_cast<int>(group->settings_id), data);
@@ -258,12 +253,7 @@ void ImsMcxSettings::processMcxInd(unsigned int msgId, void* data) {
         }
     } else if (msgId == IMSS_CARRIER_CONFIG_STATUS_IND_V01) {
         const auto* ind = static_cast<const ims_settings_carrier_config_status_ind_msg_v01*>(data);
-        std::function<void(bool)> cb;
-        {
-            android::Mutex::Autolock lock(mMapLock);
-            auto it = mConfigCbs.find(ind->ref_num);
-            if (it != mConfigCbs.end()) cb = it->second;
-        }
+        std::function<void(bool)> cb = mConfigCbs.find(ind->ref_num);
         // The entry stays: a token reused after 256 uploads answers the same
         // callback again.
         if (cb) cb(ind->config_status == 0);
@@ -294,13 +284,10 @@ void ImsMcxSettings::modemDown() {
     for (auto& slot : mClients) slot.store(nullptr);
     mConfigToken.store(tokenSeed());
     mSettingsRequestId.store(requestSeed());
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        mConfigCbs.clear();
-        mSetSettingsCbs.clear();
-        mGetSettingsCbs.clear();
-        mSettingsListeners.clear();
-    }
+    mConfigCbs.clear();
+    mSetSettingsCbs.clear();
+    mGetSettingsCbs.clear();
+    mSettingsListeners.clear();
     IMS_LOG("ImsMcxSettings::modemDown:registerForMcxSvcUp");
     ImsMcxSvc::registerForMcxSvcUp();
 }

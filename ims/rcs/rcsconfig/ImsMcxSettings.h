@@ -5,22 +5,43 @@
  * configuration and receives indications; one connection per subscription
  * (imssClient) carries the requests: the carrier-configuration upload, the
  * settings-group writes, reads and change registrations, and the ACS token
- * messages. Every request runs on a detached worker thread that holds the
- * request mutex for its whole modem exchange, so requests never interleave on
- * the modem side. Indications are decoded on the messaging library's thread
- * and dispatched on the event-loop thread through the handler base.
+ * messages. Each kind of request has its own source: ImsMcxSettingsConfig.cpp
+ * (upload), ImsMcxSettingsRequests.cpp (settings groups) and
+ * ImsMcxSettingsToken.cpp (ACS token and token-fetch status).
  *
- * The request workers live in their own sources, one per kind of request:
- * ImsMcxSettingsConfig.cpp (upload), ImsMcxSettingsRequests.cpp (settings
- * groups) and ImsMcxSettingsToken.cpp (ACS token and token-fetch status).
+ * Every request takes one path, the request runner below, and a kind only
+ * adds the message it sends and how it reads the answer:
+ *  - Loop thread (the manager calls every public operation there): the
+ *    operation draws its request key, files its callback in the kind's
+ *    PendingCallbacks map (a token send keeps it in its record instead),
+ *    and startRequest starts a detached worker on the kind's entry
+ *    (sendRcsSettingData, ...) and returns at once.
+ *  - Worker thread: runRequest takes mRequestMutex for the whole modem
+ *    exchange, so requests of every kind reach the modem one at a time, in
+ *    the order the workers win the mutex (not necessarily the order of the
+ *    calls); it runs the kind's body (SendSettingOnThread, ...), frees the
+ *    record and reports the worker finished, which the destructor waits for.
+ *  - The body of a write or a read (serveFiled) copies its callback out of
+ *    the map, has the subscription's imssClient exchange the message, calls
+ *    the client back on this worker thread and then unfiles the callback. A
+ *    token send calls its record's callback, also on the worker. A
+ *    subscription without a connection gets no callback at all.
+ *  - An upload calls back on the worker only when sending fails; its verdict
+ *    otherwise comes with indication 0x9D. Indications are decoded on the
+ *    messaging library's thread and dispatched on the loop thread through
+ *    the handler base, so the modem's verdict and the settings-change
+ *    listeners are called on the loop thread (processMcxInd).
+ *  - Each map has its own lock, held only to file, copy or erase an entry,
+ *    never while a callback runs. modemDown (loop thread) empties the maps
+ *    without calling anything; a worker still running then finds no callback.
  */
 #ifndef RCSCONFIG_IMS_MCX_SETTINGS_H
 #define RCSCONFIG_IMS_MCX_SETTINGS_H
 
 #include <atomic>
+#include <cstdlib>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <utils/Mutex.h>
 #include <string>
 #include <system_error>
@@ -30,9 +51,11 @@
 #include "ims_settings_service_v01.h"
 #include "imsservice/ImsCom.h"
 #include "imsservice/ImsComHandler.h"
+#include "imsservice/ImsLog.h"
 #include "imsservice/ImsMcxSvc.h"
 #include "imsservice/ImsTimer.h"
 #include "mcx_client.h"
+#include "rcsconfig/PendingCallbacks.h"
 #include "rcsconfig/RcsSettingsData.h"
 
 class ImsMcxSettings;
@@ -110,6 +133,11 @@ public:
         int subscription() const { return mSub; }
 
     private:
+        // The exchange of a write (isWrite) or a read: true when the id is the
+        // group's, the message went through and the response header is clean.
+        bool exchangeSettings(rcs_settings_data_s* record, bool isWrite);
+        // The exchange of a token (0xA6) or token-status (0xA7, isStatus) message.
+        bool exchangeToken(unsigned int msgId, void* msg, unsigned int len, bool isStatus);
         // Sends one request on this connection with the client's timeout.
         int sendSync(unsigned int msgId, void* req, unsigned int reqLen, void* resp,
                      unsigned int respLen);
@@ -186,6 +214,15 @@ public:
     // Dispatches one decoded indication and frees it. Loop thread.
     void processMcxInd(unsigned int msgId, void* data);
 
+    // The lines that tell one kind of request apart in the request runner.
+    struct RequestLines {
+        const char* name;      // the public operation, for lines of the runner's own
+        const char* starting;  // before the worker starts; null where the operation logs it first
+        const char* started;   // after the worker is detached
+        const char* enter;     // the worker's first line
+        const char* leave;     // after the body, or null
+    };
+
     // Callbacks filed and not yet answered, for the service dump. Any thread.
     struct PendingRequests {
         size_t configUploads;   // upload callbacks; kept until the modem goes down
@@ -195,11 +232,8 @@ public:
         std::vector<unsigned int> changeListenerGroups;  // groups with a change listener
     };
     PendingRequests pendingRequests() {
-        android::Mutex::Autolock guard(mMapLock);
-        PendingRequests pending{mConfigCbs.size(), mSetSettingsCbs.size(), mGetSettingsCbs.size(),
-                                mAppTokenCbs.size(), {}};
-        for (const auto& entry : mSettingsListeners) pending.changeListenerGroups.push_back(entry.first);
-        return pending;
+        return PendingRequests{mConfigCbs.size(), mSetSettingsCbs.size(), mGetSettingsCbs.size(),
+                               mAppTokenCbs.size(), mSettingsListeners.keys()};
     }
 
     // Worker thread entries.
@@ -227,11 +261,34 @@ private:
     // Counter seeds: the object's address, so numbers start anywhere.
     uint8_t tokenSeed() const;
     uint64_t requestSeed() const;
-    // Starts a detached worker on fn(record). A failed start raises the
-    // standard library's std::system_error, as every thread start in this
-    // client does; the record is then the caller's.
+    // The request runner (see the comment at the top).
+    // Loop thread: logs lines.starting (if any), starts a detached worker on
+    // entry(record) and logs lines.started. Always true. A failed start
+    // raises std::system_error ("thread constructor failed"), as every thread
+    // start in this client does; the record is then the caller's.
     template <typename Record>
-    void startWorker(void (*fn)(Record*), Record* record);
+    bool startRequest(Record* record, void (*entry)(Record*), const RequestLines& lines);
+    // Loop thread: a write or read. Files cb under a new request key in
+    // `filed` (first one wins) and starts the worker on entry.
+    template <typename Callback>
+    bool startFiled(PendingCallbacks<unsigned long, Callback>& filed, Callback cb, int subId,
+                    int msgId, void* msgData, void (*entry)(rcs_settings_data_s*),
+                    const RequestLines& lines);
+    // Worker thread: logs lines.enter, runs body on the record under the
+    // request mutex (then lines.leave, if any), frees the record and reports
+    // the worker finished.
+    template <typename Record>
+    static void runRequest(Record* record, const RequestLines& lines,
+                           void (ImsMcxSettings::*body)(Record*));
+    // Worker thread, the body of a write or read: the subscription's
+    // connection exchanges the record, answer(callback, ok) gets the callback
+    // filed under its key (empty if modemDown dropped it), which is then
+    // unfiled, and the message is freed. A failed exchange logs `failed`
+    // first. No connection: no answer, the message is freed.
+    template <typename Callback, typename Answer>
+    void serveFiled(PendingCallbacks<unsigned long, Callback>& filed, rcs_settings_data_s* record,
+                    bool (imssClient::*exchange)(rcs_settings_data_s*), const char* failed,
+                    Answer answer);
     // Brackets every worker so the destructor can wait for them.
     void workerStarted();
     void workerFinished();
@@ -241,15 +298,12 @@ private:
     std::atomic<imssClient*> mClients[kSlotCount];
     std::function<void(ServiceStatus)> mStatusListener;
 
-    // The maps are filled on the loop thread and emptied by workers and by
-    // modemDown; mMapLock keeps them consistent and is never held while a
-    // callback runs.
-    android::Mutex mMapLock;
-    std::map<int, std::function<void(bool)>> mConfigCbs GUARDED_BY(mMapLock);
-    std::map<unsigned long, std::function<void(bool)>> mSetSettingsCbs GUARDED_BY(mMapLock);
-    std::map<unsigned long, std::function<void(int, void*)>> mGetSettingsCbs GUARDED_BY(mMapLock);
-    std::map<unsigned int, std::function<void(int, void*)>> mSettingsListeners GUARDED_BY(mMapLock);
-    std::map<unsigned long, std::function<void(bool)>> mAppTokenCbs GUARDED_BY(mMapLock);
+    // Filled on the loop thread, emptied by workers and by modemDown.
+    PendingCallbacks<int, std::function<void(bool)>> mConfigCbs;  // by configuration token
+    PendingCallbacks<unsigned long, std::function<void(bool)>> mSetSettingsCbs;
+    PendingCallbacks<unsigned long, std::function<void(int, void*)>> mGetSettingsCbs;
+    PendingCallbacks<unsigned int, std::function<void(int, void*)>> mSettingsListeners;  // by group
+    PendingCallbacks<unsigned long, std::function<void(bool)>> mAppTokenCbs;
 
     std::atomic<uint8_t> mConfigToken;
     std::atomic<uint64_t> mSettingsRequestId;
@@ -259,14 +313,62 @@ private:
 };
 
 template <typename Record>
-void ImsMcxSettings::startWorker(void (*fn)(Record*), Record* record) {
+bool ImsMcxSettings::startRequest(Record* record, void (*entry)(Record*), const RequestLines& lines) {
+    if (lines.starting != nullptr) IMS_LOG("%s", lines.starting);
     workerStarted();
     try {
-        std::thread(fn, record).detach();
+        std::thread(entry, record).detach();
     } catch (const std::system_error& e) {
         workerFinished();
         throw std::system_error(e.code(), "thread constructor failed");
     }
+    IMS_LOG("%s", lines.started);
+    return true;
+}
+
+template <typename Callback>
+bool ImsMcxSettings::startFiled(PendingCallbacks<unsigned long, Callback>& filed, Callback cb,
+                                int subId, int msgId, void* msgData,
+                                void (*entry)(rcs_settings_data_s*), const RequestLines& lines) {
+    // Writes and reads draw their keys from one counter.
+    auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(msgId), msgData, subId,
+                                           mSettingsRequestId.fetch_add(1)};
+    if (!filed.file(record->requestKey, std::move(cb))) {
+        IMS_LOG("ImsMcxSettings:%s request %d already pending, first callback kept", lines.name,
+                static_cast<int>(record->requestKey));
+    }
+    return startRequest(record, entry, lines);
+}
+
+template <typename Record>
+void ImsMcxSettings::runRequest(Record* record, const RequestLines& lines,
+                                void (ImsMcxSettings::*body)(Record*)) {
+    ImsMcxSettings* self = record->owner;
+    IMS_LOG("%s", lines.enter);
+    {
+        android::Mutex::Autolock lock(self->mRequestMutex);
+        (self->*body)(record);
+        if (lines.leave != nullptr) IMS_LOG("%s", lines.leave);
+        delete record;
+    }
+    self->workerFinished();
+}
+
+template <typename Callback, typename Answer>
+void ImsMcxSettings::serveFiled(PendingCallbacks<unsigned long, Callback>& filed,
+                                rcs_settings_data_s* record,
+                                bool (imssClient::*exchange)(rcs_settings_data_s*),
+                                const char* failed, Answer answer) {
+    imssClient* c = clientFor(record->subId);
+    if (c != nullptr) {
+        Callback cb = filed.find(record->requestKey);
+        const bool ok = (c->*exchange)(record);
+        if (!ok) IMS_LOG("%s", failed);
+        if (cb) answer(cb, ok);
+        filed.erase(record->requestKey);
+    }
+    free(record->msgData);
+    record->msgData = nullptr;
 }
 
 #endif  // RCSCONFIG_IMS_MCX_SETTINGS_H

@@ -9,36 +9,29 @@
 #include "imsservice/ImsLog.h"
 #include "rcsconfig/ImsMcxSettings.h"
 
+namespace {
+const ImsMcxSettings::RequestLines kUpload{"sendRcsConfig", nullptr,
+                                           "ImsMcxSettings:sendRcsConfig end after thread detach",
+                                           "ImsMcxSettings: newthread ", nullptr};
+}  // namespace
+
 bool ImsMcxSettings::sendRcsConfig(std::function<void(bool)> cb, int subId,
                                    std::vector<uint8_t> config, bool isGzipped) {
+    // Logged first: a reused token's line follows it.
     IMS_LOG("ImsMcxSettings:sendRcsConfig starting new thread");
     auto* record = new configData_s{this, std::move(config), isGzipped, mConfigToken.load(), subId};
     int token = mConfigToken.load();
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        // First callback wins: once the counter has wrapped, a reused token keeps
-        // answering the upload that first used it until the modem restarts.
-        if (!mConfigCbs.emplace(token, std::move(cb)).second) {
-            IMS_LOG("ImsMcxSettings:sendRcsConfig token %d already in use, new callback not filed",
-                    token);
-        }
+    // First callback wins: once the counter has wrapped, a reused token keeps
+    // answering the upload that first used it until the modem restarts.
+    if (!mConfigCbs.file(token, std::move(cb))) {
+        IMS_LOG("ImsMcxSettings:sendRcsConfig token %d already in use, new callback not filed", token);
     }
     mConfigToken.fetch_add(1);
-    startWorker(sendConfigdata, static_cast<void*>(record));
-    IMS_LOG("ImsMcxSettings:sendRcsConfig end after thread detach");
-    return true;
+    return startRequest(static_cast<void*>(record), sendConfigdata, kUpload);
 }
 
 void ImsMcxSettings::sendConfigdata(void* arg) {
-    auto* record = static_cast<configData_s*>(arg);
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings: newthread ");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->SendConfigOnThread(record);
-        delete record;
-    }
-    self->workerFinished();
+    runRequest(static_cast<configData_s*>(arg), kUpload, &ImsMcxSettings::SendConfigOnThread);
 }
 
 void ImsMcxSettings::SendConfigOnThread(configData_s* record) {
@@ -47,12 +40,7 @@ void ImsMcxSettings::SendConfigOnThread(configData_s* record) {
     if (c == nullptr) return;
     if (c->sendConfigMsg(record)) return;  // the verdict comes with indication 0x9D
     IMS_LOG("ImsMcxSettings::SendConfigOnThread,failed to send config in imssclient");
-    std::function<void(bool)> cb;
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        auto it = mConfigCbs.find(record->token);
-        if (it != mConfigCbs.end()) cb = it->second;
-    }
+    std::function<void(bool)> cb = mConfigCbs.find(record->token);
     if (cb) cb(false);
 }
 

@@ -20,195 +20,100 @@ bool headerOk(const void* resp) {
     return hdr->result == 0 && hdr->error == 0;
 }
 
+const ImsMcxSettings::RequestLines kWrite{
+    "sendRcsSettings", "ImsMcxSettings:sendRcsSettings starting new thread",
+    "ImsMcxSettings:sendRcsSettings end after thread detach",
+    "ImsMcxSettings: sendRcsSettingData enter ", nullptr};
+const ImsMcxSettings::RequestLines kRead{
+    "receiveRcsSettings", "ImsMcxSettings:receiveRcsSettings starting new thread",
+    "ImsMcxSettings:receiveRcsSettings end after thread detach",
+    "ImsMcxSettings: receiveRcsSettingData enter ", nullptr};
+const ImsMcxSettings::RequestLines kRegister{
+    "registerForRcsSettingsUpdate", "ImsMcxSettings:registerForRcsSettingsUpdate starting new thread",
+    "ImsMcxSettings:registerForRcsSettingsUpdate end after thread detach",
+    "ImsMcxSettings: registerForSettingsUpdate enter ", nullptr};
+
 }  // namespace
 
 bool ImsMcxSettings::sendRcsSettings(std::function<void(bool)> cb, int subId, int msgId,
                                      void* msgData) {
-    auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(msgId), msgData, subId,
-                                           mSettingsRequestId.fetch_add(1)};
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        if (!mSetSettingsCbs.emplace(record->requestKey, std::move(cb)).second) {
-            IMS_LOG("ImsMcxSettings:sendRcsSettings request %d already pending, first callback kept",
-                    static_cast<int>(record->requestKey));
-        }
-    }
-    IMS_LOG("ImsMcxSettings:sendRcsSettings starting new thread");
-    startWorker(sendRcsSettingData, record);
-    IMS_LOG("ImsMcxSettings:sendRcsSettings end after thread detach");
-    return true;
-}
-
-void ImsMcxSettings::sendRcsSettingData(rcs_settings_data_s* record) {
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings: sendRcsSettingData enter ");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->SendSettingOnThread(record);
-        delete record;
-    }
-    self->workerFinished();
+    return startFiled(mSetSettingsCbs, std::move(cb), subId, msgId, msgData, sendRcsSettingData, kWrite);
 }
 
 void ImsMcxSettings::SendSettingOnThread(rcs_settings_data_s* record) {
     IMS_LOG("ImsMcxSettings::SendSettingOnThread reqid %d sub_id %d ",
             static_cast<int>(record->requestKey), record->subId);
-    imssClient* c = clientFor(record->subId);
-    if (c == nullptr) {
-        // No callback comes for a subscription without a connection; the
-        // message itself is not leaked.
-        free(record->msgData);
-        record->msgData = nullptr;
-        return;
-    }
-    std::function<void(bool)> cb;
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        auto it = mSetSettingsCbs.find(record->requestKey);
-        if (it != mSetSettingsCbs.end()) cb = it->second;
-    }
-    bool ok = c->sendSettingMsg(record);
-    if (ok) {
-        if (cb) cb(true);
-    } else {
-        IMS_LOG("ImsMcxSettings::SendSettingOnThread,failed to send settings in imssclient");
-        if (cb) cb(false);
-    }
-    // A write with an id the client does not know keeps its message; free it here.
-    free(record->msgData);
-    record->msgData = nullptr;
-    android::Mutex::Autolock lock(mMapLock);
-    mSetSettingsCbs.erase(record->requestKey);
-}
-
-bool ImsMcxSettings::imssClient::sendSettingMsg(rcs_settings_data_s* record) {
-    const imss_settings_group_v01* group = groupOf(record->msgId, true);
-    if (group == nullptr || record->msgData == nullptr) {
-        IMS_LOG("Invalid Setting ID passed");
-        return false;
-    }
-    void* resp = calloc(1, sizeof(ims_settings_set_config_resp_msg_v01));
-    if (resp == nullptr) {
-        IMS_LOG("Failed to allocate memory for response message");
-        return false;
-    }
-    int rc = sendSync(record->msgId, record->msgData, group->set_len, resp,
-                      sizeof(ims_settings_set_config_resp_msg_v01));
-    IMS_LOG("Failed mcx_client_send_msg_sync, error: %d", rc);
-    bool ok = rc == MCX_NO_ERR && headerOk(resp);
-    free(resp);
-    free(record->msgData);
-    record->msgData = nullptr;
-    return ok;
+    serveFiled(mSetSettingsCbs, record, &imssClient::sendSettingMsg,
+               "ImsMcxSettings::SendSettingOnThread,failed to send settings in imssclient",
+               [](const std::function<void(bool)>& cb, bool ok) { cb(ok); });
 }
 
 bool ImsMcxSettings::receiveRcsSettings(std::function<void(int, void*)> cb, int subId, int msgId,
                                         void* msgData) {
-    auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(msgId), msgData, subId,
-                                           mSettingsRequestId.fetch_add(1)};
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        if (!mGetSettingsCbs.emplace(record->requestKey, std::move(cb)).second) {
-            IMS_LOG("ImsMcxSettings:receiveRcsSettings request %d already pending, first callback kept",
-                    static_cast<int>(record->requestKey));
-        }
-    }
-    IMS_LOG("ImsMcxSettings:receiveRcsSettings starting new thread");
-    startWorker(receiveRcsSettingData, record);
-    IMS_LOG("ImsMcxSettings:receiveRcsSettings end after thread detach");
-    return true;
-}
-
-void ImsMcxSettings::receiveRcsSettingData(rcs_settings_data_s* record) {
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings: receiveRcsSettingData enter ");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->ReceiveSettingOnThread(record);
-        delete record;
-    }
-    self->workerFinished();
+    return startFiled(mGetSettingsCbs, std::move(cb), subId, msgId, msgData, receiveRcsSettingData,
+                      kRead);
 }
 
 void ImsMcxSettings::ReceiveSettingOnThread(rcs_settings_data_s* record) {
     IMS_LOG("ImsMcxSettings::ReceiveSettingOnThread reqid %d sub_id %d ",
             static_cast<int>(record->requestKey), record->subId);
-    imssClient* c = clientFor(record->subId);
-    if (c == nullptr) {
-        free(record->msgData);
-        record->msgData = nullptr;
-        return;
-    }
-    std::function<void(int, void*)> cb;
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        auto it = mGetSettingsCbs.find(record->requestKey);
-        if (it != mGetSettingsCbs.end()) cb = it->second;
-    }
-    int msgId = static_cast<int>(record->msgId);
-    if (c->receiveSettingMsg(record)) {
-        if (cb) cb(msgId, record->msgData);
-    } else {
-        IMS_LOG("ImsMcxSettings::ReceiveSettingOnThread,failed to receive settings in imssclient");
-        if (cb) cb(msgId, nullptr);
-    }
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        mGetSettingsCbs.erase(record->requestKey);
-    }
-    free(record->msgData);
-    record->msgData = nullptr;
+    // The callback converts or copies the response before it is freed.
+    serveFiled(mGetSettingsCbs, record, &imssClient::receiveSettingMsg,
+               "ImsMcxSettings::ReceiveSettingOnThread,failed to receive settings in imssclient",
+               [record](const std::function<void(int, void*)>& cb, bool ok) {
+                   cb(static_cast<int>(record->msgId), ok ? record->msgData : nullptr);
+               });
+}
+
+bool ImsMcxSettings::imssClient::sendSettingMsg(rcs_settings_data_s* record) {
+    return exchangeSettings(record, true);
 }
 
 bool ImsMcxSettings::imssClient::receiveSettingMsg(rcs_settings_data_s* record) {
-    const imss_settings_group_v01* group = groupOf(record->msgId, false);
+    return exchangeSettings(record, false);
+}
+
+bool ImsMcxSettings::imssClient::exchangeSettings(rcs_settings_data_s* record, bool isWrite) {
+    const imss_settings_group_v01* group = groupOf(record->msgId, isWrite);
     if (group == nullptr || record->msgData == nullptr) {
         IMS_LOG("Invalid Setting ID passed");
         return false;
     }
-    auto* req = static_cast<ims_settings_get_config_req_msg_v01*>(
-        calloc(1, sizeof(ims_settings_get_config_req_msg_v01)));
-    if (req == nullptr) {
+    // The half of the exchange the record does not carry: a write's 16-byte
+    // response, a read's request (one zero byte).
+    const unsigned int scratchLen = isWrite ? sizeof(ims_settings_set_config_resp_msg_v01)
+                                            : sizeof(ims_settings_get_config_req_msg_v01);
+    void* scratch = calloc(1, scratchLen);
+    if (scratch == nullptr) {
         IMS_LOG("Failed to allocate memory for response message");
         return false;
     }
-    int rc = sendSync(record->msgId, req, sizeof(*req), record->msgData, group->get_resp_len);
-    IMS_LOG(" receiveSettingMsg retVal received %d", rc);
-    bool ok = rc == MCX_NO_ERR && headerOk(record->msgData);
-    free(req);
+    int rc;
+    bool ok;
+    if (isWrite) {
+        rc = sendSync(record->msgId, record->msgData, group->set_len, scratch, scratchLen);
+        IMS_LOG("Failed mcx_client_send_msg_sync, error: %d", rc);
+        ok = rc == MCX_NO_ERR && headerOk(scratch);
+    } else {
+        rc = sendSync(record->msgId, scratch, scratchLen, record->msgData, group->get_resp_len);
+        IMS_LOG(" receiveSettingMsg retVal received %d", rc);
+        ok = rc == MCX_NO_ERR && headerOk(record->msgData);
+    }
+    free(scratch);
     return ok;
 }
 
 bool ImsMcxSettings::registerForRcsSettingsUpdate(std::function<void(int, void*)> cb, int subId,
                                                   int settingsId) {
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        // First listener wins; a second registration for the group only
-        // repeats the modem registration.
-        if (!mSettingsListeners.emplace(static_cast<unsigned int>(settingsId), std::move(cb))
-                 .second) {
-            IMS_LOG("ImsMcxSettings:registerForRcsSettingsUpdate group %d already has a "
-                    "listener, first one kept",
-                    settingsId);
-        }
+    // First listener wins; a second registration for the group only repeats
+    // the modem registration.
+    if (!mSettingsListeners.file(static_cast<unsigned int>(settingsId), std::move(cb))) {
+        IMS_LOG("ImsMcxSettings:registerForRcsSettingsUpdate group %d already has a "
+                "listener, first one kept",
+                settingsId);
     }
-    auto* record = new rcs_settings_data_s{this, static_cast<uint32_t>(settingsId), nullptr,
-                                           subId, 0};
-    IMS_LOG("ImsMcxSettings:registerForRcsSettingsUpdate starting new thread");
-    startWorker(registerForSettingsUpdate, record);
-    IMS_LOG("ImsMcxSettings:registerForRcsSettingsUpdate end after thread detach");
-    return true;
-}
-
-void ImsMcxSettings::registerForSettingsUpdate(rcs_settings_data_s* record) {
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings: registerForSettingsUpdate enter ");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->UpdateSettingOnThread(record);
-        delete record;
-    }
-    self->workerFinished();
+    return startRequest(new rcs_settings_data_s{this, static_cast<uint32_t>(settingsId), nullptr, subId, 0},
+                        registerForSettingsUpdate, kRegister);
 }
 
 void ImsMcxSettings::UpdateSettingOnThread(rcs_settings_data_s* record) {
@@ -247,16 +152,24 @@ bool ImsMcxSettings::imssClient::updateSettingMsg(int group) {
 
 bool ImsMcxSettings::deregisterForRcsSettingsUpdate(int settingsId) {
     IMS_LOG("ImsMcxSettings:deregisterForRcsSettingsUpdate starting new thread");
-    size_t erased;
-    {
-        android::Mutex::Autolock lock(mMapLock);
-        erased = mSettingsListeners.erase(static_cast<unsigned int>(settingsId));
-    }
-    if (erased != 0) {
+    if (mSettingsListeners.erase(static_cast<unsigned int>(settingsId))) {
         IMS_LOG("ImsMcxSettings:deregisterForRcsSettingsUpdate end,listener found for settingsId: %d",
                 settingsId);
         return true;
     }
     IMS_LOG("ImsMcxSettings:deregisterForRcsSettingsUpdate listener not available");
     return false;
+}
+
+// Worker entries: each kind's body runs through the request runner.
+void ImsMcxSettings::sendRcsSettingData(rcs_settings_data_s* record) {
+    runRequest(record, kWrite, &ImsMcxSettings::SendSettingOnThread);
+}
+
+void ImsMcxSettings::receiveRcsSettingData(rcs_settings_data_s* record) {
+    runRequest(record, kRead, &ImsMcxSettings::ReceiveSettingOnThread);
+}
+
+void ImsMcxSettings::registerForSettingsUpdate(rcs_settings_data_s* record) {
+    runRequest(record, kRegister, &ImsMcxSettings::UpdateSettingOnThread);
 }

@@ -7,40 +7,30 @@
 
 namespace {
 
-// A token exchange fails on a transport error, or when the modem reports both
-// a result and an error; a result alone (error 0) is the modem's way of saying
-// "accepted with remarks" and counts as success.
-bool tokenExchangeOk(int rc, const ims_settings_resp_hdr_v01& hdr) {
-    return rc == MCX_NO_ERR && !(hdr.result != 0 && hdr.error != 0);
-}
+const ImsMcxSettings::RequestLines kToken{
+    "sendAppToken", "ImsMcxSettings::sendAppToken starting new thread",
+    "ImsMcxSettings::sendAppToken end after thread detach", "ImsMcxSettings: sendAppTokenData enter ",
+    "ImsMcxSettings: sendAppTokenData end "};
+const ImsMcxSettings::RequestLines kTokenStatus{
+    "sendTokenFetchStatus", "ImsMcxSettings::sendTokenFetchStatus starting new thread",
+    "ImsMcxSettings::sendTokenFetchStatus end after thread detach",
+    "ImsMcxSettings::updateAppTokenStatus enter", nullptr};
 
 }  // namespace
 
-bool ImsMcxSettings::sendAppToken(std::function<void(bool)> cb, int subId, std::string token) {
-    auto* record = new rcsAppTokenData_s{this,
-                                         0,
-                                         std::vector<uint8_t>(token.begin(), token.end()),
-                                         0,
-                                         0,
-                                         subId,
-                                         mAppTokenRequestId.load(),
-                                         std::move(cb)};
-    IMS_LOG("ImsMcxSettings::sendAppToken starting new thread");
-    startWorker(sendAppTokenData, record);
-    IMS_LOG("ImsMcxSettings::sendAppToken end after thread detach");
-    return true;
+// Worker entries: each kind's body runs through the request runner.
+void ImsMcxSettings::sendAppTokenData(rcsAppTokenData_s* record) {
+    runRequest(record, kToken, &ImsMcxSettings::sendAppTokenOnThread);
 }
 
-void ImsMcxSettings::sendAppTokenData(rcsAppTokenData_s* record) {
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings: sendAppTokenData enter ");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->sendAppTokenOnThread(record);
-        IMS_LOG("ImsMcxSettings: sendAppTokenData end ");
-        delete record;
-    }
-    self->workerFinished();
+void ImsMcxSettings::updateAppTokenStatus(rcsAppTokenData_s* record) {
+    runRequest(record, kTokenStatus, &ImsMcxSettings::sendAppTokenStatusOnThread);
+}
+
+bool ImsMcxSettings::sendAppToken(std::function<void(bool)> cb, int subId, std::string token) {
+    return startRequest(new rcsAppTokenData_s{this, 0, std::vector<uint8_t>(token.begin(), token.end()),
+                                              0, 0, subId, mAppTokenRequestId.load(), std::move(cb)},
+                        sendAppTokenData, kToken);
 }
 
 void ImsMcxSettings::sendAppTokenOnThread(rcsAppTokenData_s* record) {
@@ -62,50 +52,20 @@ void ImsMcxSettings::sendAppTokenOnThread(rcsAppTokenData_s* record) {
         IMS_LOG("ImsMcxSettings::sendAppTokenOnThread,failed to send settings in McxImssClient");
     }
     if (record->callback) record->callback(ok);
-    android::Mutex::Autolock lock(mMapLock);
     mAppTokenCbs.erase(record->requestKey);
 }
 
 bool ImsMcxSettings::imssClient::sendAppTokenMsg(ims_settings_set_acs_token_req_msg_v01& msg) {
     IMS_LOG("ImsMcxSettings::imssClient: sendAppTokenMsg");
-    ims_settings_set_acs_token_resp_msg_v01 resp;
-    memset(&resp, 0, sizeof(resp));
-    int rc = sendSync(IMSS_SET_ACS_TOKEN_V01, &msg, sizeof(msg), &resp, sizeof(resp));
-    IMS_LOG("ImsMcxSettings:imssClient: retVal[%d], result[%d], error[%d]", rc, resp.resp.result,
-            resp.resp.error);
-    if (!tokenExchangeOk(rc, resp.resp)) {
-        IMS_LOG("Sending of App Token. RetVal: %d", rc);
-        return false;
-    }
-    IMS_LOG("Sending of App Token successfully");
-    return true;
+    return exchangeToken(IMSS_SET_ACS_TOKEN_V01, &msg, sizeof(msg), false);
 }
 
 bool ImsMcxSettings::sendTokenFetchStatus(int subId, int reqId, TokenType tokenType,
                                           StatusCode statusCode) {
-    auto* record = new rcsAppTokenData_s{this,
-                                         reqId,
-                                         {},
-                                         static_cast<int32_t>(tokenType),
-                                         static_cast<int32_t>(statusCode),
-                                         subId,
-                                         mAppTokenRequestId.load(),
-                                         nullptr};
-    IMS_LOG("ImsMcxSettings::sendTokenFetchStatus starting new thread");
-    startWorker(updateAppTokenStatus, record);
-    IMS_LOG("ImsMcxSettings::sendTokenFetchStatus end after thread detach");
-    return true;
-}
-
-void ImsMcxSettings::updateAppTokenStatus(rcsAppTokenData_s* record) {
-    ImsMcxSettings* self = record->owner;
-    IMS_LOG("ImsMcxSettings::updateAppTokenStatus enter");
-    {
-        android::Mutex::Autolock lock(self->mRequestMutex);
-        self->sendAppTokenStatusOnThread(record);
-        delete record;
-    }
-    self->workerFinished();
+    return startRequest(new rcsAppTokenData_s{this, reqId, {}, static_cast<int32_t>(tokenType),
+                                              static_cast<int32_t>(statusCode), subId,
+                                              mAppTokenRequestId.load(), nullptr},
+                        updateAppTokenStatus, kTokenStatus);
 }
 
 void ImsMcxSettings::sendAppTokenStatusOnThread(rcsAppTokenData_s* record) {
@@ -129,16 +89,30 @@ void ImsMcxSettings::sendAppTokenStatusOnThread(rcsAppTokenData_s* record) {
 bool ImsMcxSettings::imssClient::updateAppTokenStatusMsg(
     ims_settings_update_acs_token_status_req_msg_v01& msg) {
     IMS_LOG("ImsMcxSettings::imssClient: updateAppTokenStatusMsg");
-    ims_settings_update_acs_token_status_resp_msg_v01 resp;
+    return exchangeToken(IMSS_UPDATE_ACS_TOKEN_STATUS_V01, &msg, sizeof(msg), true);
+}
+
+bool ImsMcxSettings::imssClient::exchangeToken(unsigned int msgId, void* msg, unsigned int len,
+                                               bool isStatus) {
+    // Both token messages answer with the bare response header.
+    ims_settings_resp_hdr_v01 resp;
     memset(&resp, 0, sizeof(resp));
-    int rc = sendSync(IMSS_UPDATE_ACS_TOKEN_STATUS_V01, &msg, sizeof(msg), &resp, sizeof(resp));
-    IMS_LOG("ImsMcxSettings:imssClient: retVal[%d], result[%d], error[%d]", rc, resp.resp.result,
-            resp.resp.error);
-    // The outcome lines share the upload's texts; log readers match on them.
-    if (!tokenExchangeOk(rc, resp.resp)) {
+    int rc = sendSync(msgId, msg, len, &resp, sizeof(resp));
+    IMS_LOG("ImsMcxSettings:imssClient: retVal[%d], result[%d], error[%d]", rc, resp.result,
+            resp.error);
+    // Failure is a transport error, or a result and an error together; a
+    // result alone (error 0) is the modem's "accepted with remarks".
+    const bool ok = rc == MCX_NO_ERR && !(resp.result != 0 && resp.error != 0);
+    // The status report's outcome lines share the upload's texts; log
+    // readers match on them.
+    if (!ok && isStatus) {
         IMS_LOG("Sending of RCS configuration failed. RetVal: %d", rc);
-        return false;
+    } else if (!ok) {
+        IMS_LOG("Sending of App Token. RetVal: %d", rc);
+    } else if (isStatus) {
+        IMS_LOG("Sent rcs configuration successfully");
+    } else {
+        IMS_LOG("Sending of App Token successfully");
     }
-    IMS_LOG("Sent rcs configuration successfully");
-    return true;
+    return ok;
 }

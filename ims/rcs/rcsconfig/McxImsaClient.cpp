@@ -23,7 +23,7 @@ unsigned int handleText(mcx_client_type h) {
 }  // namespace
 
 McxImsaClient::McxImsaClient(uint8_t sub, void* owner)
-    : mSub(sub), mOwner(static_cast<ImsMcxApplication*>(owner)), mHandle(nullptr), mInitCount(0) {
+    : mSub(sub), mOwner(static_cast<ImsMcxApplication*>(owner)), mHandle(nullptr) {
     std::memset(&mOsParams, 0, sizeof(mOsParams));
 }
 
@@ -34,10 +34,7 @@ bool McxImsaClient::init() {
     mcx_service_info info;
     std::memset(&info, 0, sizeof(info));
     mcx_client_get_any_service(svc, &info);  // a failure shows in mcx_client_init
-    if (mHandle != nullptr) {
-        ++mInitCount;
-        return true;
-    }
+    if (mHandle != nullptr) return true;
     std::memset(&mOsParams, 0, sizeof(mOsParams));
     int rc = mcx_client_init(&info, svc, handleMcxIndication, this, &mOsParams, &mHandle);
     if (rc != MCX_NO_ERR) {

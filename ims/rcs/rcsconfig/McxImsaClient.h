@@ -35,7 +35,6 @@ public:
 
     uint8_t subscription() const { return mSub; }
     ImsMcxApplication* owner() const { return mOwner; }
-    int initCount() const { return mInitCount; }
 
 private:
     // Sends 0x22 for the mask with the given report flag; false on a transport failure.
@@ -45,7 +44,6 @@ private:
     ImsMcxApplication* mOwner;
     mcx_client_type mHandle;            // null when closed
     mcx_client_os_params mOsParams;
-    int mInitCount;                     // init() calls made while already open
 };
 
 // Indication callback of every McxImsaClient connection; ind_cb_data is the client.

@@ -169,36 +169,40 @@ RcsConfig::RcsConfig(RcsConfigManager& manager, int slotId) : mManager(manager),
 
 RcsConfig::~RcsConfig() = default;
 
-template <typename Callback>
-uint64_t RcsConfig::link(const sp<Callback>& callback, const sp<DeathRecipientListener>& recipient) {
-    const uint64_t key = keyOf(callback);
+template <typename Callback, typename Wrapper>
+bool RcsConfig::fileWrapper(const sp<Callback>& cb, sp<Callback> DeathRecipientListener::*kind,
+                            Recipients RcsConfig::*recipients,
+                            std::map<uint64_t, std::shared_ptr<Wrapper>> RcsConfig::*wrappers,
+                            const std::shared_ptr<Wrapper>& wrapper, KeyLine keyLine) {
+    if (cb == nullptr) {
+        // Nothing to link or file: the answer is dropped by the wrapper.
+        IMS_LOG("RcsConfig request without a callback object");
+        return false;
+    }
+    sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
+    recipient.get()->*kind = cb;
+    const uint64_t key = keyOf(cb);
     // Not checked: a client that is already dead shows when it is called.
-    callback->linkToDeath(recipient, key).isOk();
-    return key;
+    cb->linkToDeath(recipient, key).isOk();
+    {
+        // Requests of several client threads, a death notice and the dump meet here.
+        android::Mutex::Autolock guard(mLock);
+        (this->*recipients).push_back(recipient);
+        if (wrappers != nullptr) (this->*wrappers)[key] = wrapper;
+    }
+    if (keyLine == KeyLine::kShort) {
+        IMS_LOG("storing listener wrapper key %x", hex32(key));
+    } else if (keyLine == KeyLine::kRcsConfig) {
+        IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
+    }
+    return true;
 }
 
 std::function<void(bool)> RcsConfig::fileSetConfigCb(const sp<ISetConfigCb>& cb, bool forToken) {
     auto wrapper = std::make_shared<SetConfigListenerWrapper>();
-    if (cb == nullptr) {
-        // Nothing to link or file: the answer is dropped with "mListener is null".
-        IMS_LOG("RcsConfig request without a callback object");
-        return std::bind(&SetConfigListenerWrapper::setConfigCb, wrapper, std::placeholders::_1);
-    }
-    sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
-    recipient->mSetConfigCb = cb;
-    const uint64_t key = link(cb, recipient);
     wrapper->setRcsConfigListener(cb);
-    {
-        // Requests of several client threads, a death notice and the dump meet here.
-        android::Mutex::Autolock guard(mLock);
-        mSetConfigRecipients.push_back(recipient);
-        mSetConfigWrappers[key] = wrapper;
-    }
-    if (forToken) {
-        IMS_LOG("storing listener wrapper key %x", hex32(key));
-    } else {
-        IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
-    }
+    fileWrapper(cb, &DeathRecipientListener::mSetConfigCb, &RcsConfig::mSetConfigRecipients,
+                &RcsConfig::mSetConfigWrappers, wrapper, forToken ? KeyLine::kShort : KeyLine::kRcsConfig);
     // The bound copy keeps the wrapper (and the callback) alive on its own.
     return std::bind(&SetConfigListenerWrapper::setConfigCb, wrapper, std::placeholders::_1);
 }
@@ -223,25 +227,13 @@ Return<void> RcsConfig::setSettingsValue(const SettingsData& settingsData, const
 Return<void> RcsConfig::getSettingsValue(SettingsId settingsId, const sp<IGetSettingsCb>& cb) {
     IMS_LOG("RcsConfig got getSettingsValue request %d", static_cast<int>(settingsId));
     auto wrapper = std::make_shared<GetConfigListenerWrapper>();
-    if (cb != nullptr) {
-        sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
-        recipient->mGetSettingsCb = cb;
-        const uint64_t key = link(cb, recipient);
-        wrapper->getRcsSettingsListener(cb);
-        wrapper->getRcsManagerObject(&mManager);
-        {
-            android::Mutex::Autolock guard(mLock);
-            mGetSettingsRecipients.push_back(recipient);
-            mGetConfigWrappers[key] = wrapper;
-        }
-        IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
-    } else {
-        IMS_LOG("RcsConfig request without a callback object");
-    }
-    std::function<void(int, void*)> done =
-            std::bind(&GetConfigListenerWrapper::getRcsSettingsCb, wrapper, std::placeholders::_1,
-                      std::placeholders::_2);
-    mManager.getRcsSettings(done, mSlotId, settingsId);
+    wrapper->getRcsSettingsListener(cb);
+    wrapper->getRcsManagerObject(&mManager);
+    fileWrapper(cb, &DeathRecipientListener::mGetSettingsCb, &RcsConfig::mGetSettingsRecipients,
+                &RcsConfig::mGetConfigWrappers, wrapper, KeyLine::kRcsConfig);
+    mManager.getRcsSettings(std::bind(&GetConfigListenerWrapper::getRcsSettingsCb, wrapper,
+                                      std::placeholders::_1, std::placeholders::_2),
+                            mSlotId, settingsId);
     return Void();
 }
 
@@ -249,25 +241,14 @@ Return<RcsConfig::RequestStatus> RcsConfig::registerForSettingsChange(SettingsId
                                                                       const sp<ISettingsChangeCb>& cb) {
     IMS_LOG("RcsConfig got registerForSettingsChange request %d", static_cast<int>(settingsId));
     auto wrapper = std::make_shared<GetUpdatedSettingsListenerWrapper>();
-    if (cb != nullptr) {
-        sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
-        recipient->mSettingsChangeCb = cb;
-        const uint64_t key = link(cb, recipient);
-        wrapper->getUpdatedSettingsListener(cb);
-        wrapper->getRcsManagerObject(&mManager);
-        {
-            android::Mutex::Autolock guard(mLock);
-            mSettingsChangeRecipients.push_back(recipient);
-            mSettingsChangeWrappers[key] = wrapper;
-        }
-        IMS_LOG("RcsConfig storing listener wrapper key %x", hex32(key));
-    } else {
-        IMS_LOG("RcsConfig request without a callback object");
-    }
-    std::function<void(int, void*)> done =
+    wrapper->getUpdatedSettingsListener(cb);
+    wrapper->getRcsManagerObject(&mManager);
+    fileWrapper(cb, &DeathRecipientListener::mSettingsChangeCb, &RcsConfig::mSettingsChangeRecipients,
+                &RcsConfig::mSettingsChangeWrappers, wrapper, KeyLine::kRcsConfig);
+    bool taken = mManager.registerForRcsSettingsChange(
             std::bind(&GetUpdatedSettingsListenerWrapper::getUpdatedSettingsCb, wrapper,
-                      std::placeholders::_1, std::placeholders::_2);
-    bool taken = mManager.registerForRcsSettingsChange(done, mSlotId, settingsId);
+                      std::placeholders::_1, std::placeholders::_2),
+            mSlotId, settingsId);
     return taken ? RequestStatus::OK : RequestStatus::FAIL;
 }
 
@@ -279,16 +260,11 @@ Return<RcsConfig::RequestStatus> RcsConfig::deregisterForSettingsChange(Settings
 
 Return<void> RcsConfig::getUceStatus(const sp<IRcsServiceStatusListener>& listener) {
     IMS_LOG("RcsConfig got getUceStatus request");
-    if (listener == nullptr) {
-        IMS_LOG("RcsConfig request without a callback object");
+    // No wrapper: the listener is answered at once.
+    if (!fileWrapper<IRcsServiceStatusListener, GetRcsServiceStatusListenerWrapper>(
+                listener, &DeathRecipientListener::mServiceStatusListener, &RcsConfig::mUceStatusRecipients,
+                nullptr, nullptr, KeyLine::kNone)) {
         return Void();
-    }
-    sp<DeathRecipientListener> recipient = new DeathRecipientListener(this);
-    recipient->mServiceStatusListener = listener;
-    link(listener, recipient);
-    {
-        android::Mutex::Autolock guard(mLock);
-        mUceStatusRecipients.push_back(recipient);
     }
 
     UceStatus status{};

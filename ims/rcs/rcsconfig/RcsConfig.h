@@ -23,6 +23,7 @@
 #define RCS_CONFIG_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <utils/Mutex.h>
@@ -162,10 +163,20 @@ public:
     Filed filed();
 
 private:
-    // Links `recipient` to `callback`'s death with the callback's address as cookie.
-    template <typename Callback>
-    static uint64_t link(const ::android::sp<Callback>& callback,
-                         const ::android::sp<DeathRecipientListener>& recipient);
+    using Recipients = std::vector<::android::sp<DeathRecipientListener>>;
+    // The line that tells where a request's wrapper was filed.
+    enum class KeyLine { kNone, kRcsConfig, kShort };
+    // Files what keeps `cb` reachable until its client dies: a new recipient
+    // of the kind `kind` (linked to cb's death, cookie cb's address) in
+    // `recipients`, and `wrapper` under the same key in `wrappers` (if any),
+    // both in one step under mLock. False, with a line, when there is no
+    // callback object and nothing is filed. Binder thread.
+    template <typename Callback, typename Wrapper>
+    bool fileWrapper(const ::android::sp<Callback>& cb,
+                     ::android::sp<Callback> DeathRecipientListener::*kind,
+                     Recipients RcsConfig::*recipients,
+                     std::map<uint64_t, std::shared_ptr<Wrapper>> RcsConfig::*wrappers,
+                     const std::shared_ptr<Wrapper>& wrapper, KeyLine keyLine);
     // Files `cb` for setConfig, setSettingsValue and setAppToken; returns the
     // completion function bound to the new wrapper. `forToken` selects the
     // shorter log text of setAppToken.
@@ -173,10 +184,10 @@ private:
 
     RcsConfigManager& mManager;
     const int32_t mSlotId;
-    std::vector<::android::sp<DeathRecipientListener>> mSetConfigRecipients GUARDED_BY(mLock);
-    std::vector<::android::sp<DeathRecipientListener>> mGetSettingsRecipients GUARDED_BY(mLock);
-    std::vector<::android::sp<DeathRecipientListener>> mSettingsChangeRecipients GUARDED_BY(mLock);
-    std::vector<::android::sp<DeathRecipientListener>> mUceStatusRecipients GUARDED_BY(mLock);
+    Recipients mSetConfigRecipients GUARDED_BY(mLock);
+    Recipients mGetSettingsRecipients GUARDED_BY(mLock);
+    Recipients mSettingsChangeRecipients GUARDED_BY(mLock);
+    Recipients mUceStatusRecipients GUARDED_BY(mLock);
     std::map<uint64_t, std::shared_ptr<GetConfigListenerWrapper>> mGetConfigWrappers GUARDED_BY(mLock);
     std::map<uint64_t, std::shared_ptr<SetConfigListenerWrapper>> mSetConfigWrappers GUARDED_BY(mLock);
     std::map<uint64_t, std::shared_ptr<GetUpdatedSettingsListenerWrapper>> mSettingsChangeWrappers GUARDED_BY(mLock);

@@ -98,7 +98,7 @@ void ImsFactoryBase<Factory>::start() {
     android::hardware::configureRpcThreadpool(1, false);
     android::status_t status = static_cast<Factory*>(this)->registerAsService("default");
     if (status != 0) {
-        FACTORY_LOGE("%s HAL registration failed with %d", Factory::kName, status);
+        FACTORY_LOGE(Factory::kRegistrationFailed, status);
     }
 }
 

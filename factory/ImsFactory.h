@@ -52,7 +52,8 @@ protected:
 class ImsFactory_1_0 : public vendor::kel::ims::factory::V1_0::IImsFactory,
                        public ImsFactoryBase<ImsFactory_1_0> {
 public:
-    static constexpr const char* kName = "ImsFactory_1_0";
+    // What start() logs when the registration fails, with the status.
+    static constexpr const char* kRegistrationFailed = "ImsFactory_1_0 HAL registration failed with %d";
 
     // Binder thread. An empty listener is passed on to the creatable.
     android::hardware::Return<void> createRcsConfig(
@@ -67,7 +68,8 @@ public:
 class ImsFactory_1_1 : public vendor::kel::ims::factory::V1_1::IImsFactory,
                        public ImsFactoryBase<ImsFactory_1_1> {
 public:
-    static constexpr const char* kName = "ImsFactory_1_1";
+    // What start() logs when the registration fails, with the status.
+    static constexpr const char* kRegistrationFailed = "ImsFactory_1_1 HAL registration failed with %d";
 
     // Binder thread. Refuses an empty listener.
     android::hardware::Return<void> createRcsConfig(

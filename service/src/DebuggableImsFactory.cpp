@@ -14,8 +14,6 @@
 using android::hardware::hidl_handle;
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
-using android::hardware::Return;
-using android::hardware::Void;
 
 namespace rcsservice {
 
@@ -103,16 +101,6 @@ bool writeDebugDump(const hidl_handle& handle, const hidl_vec<hidl_string>& opti
         return false;
     }
     return true;
-}
-
-Return<void> DebuggableImsFactory_1_0::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
-    writeDebugDump(fd, options, mDump, mDefer);
-    return Void();
-}
-
-Return<void> DebuggableImsFactory_1_1::debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) {
-    writeDebugDump(fd, options, mDump, mDefer);
-    return Void();
 }
 
 }  // namespace rcsservice

@@ -40,33 +40,28 @@ bool writeDebugDump(const ::android::hardware::hidl_handle& handle,
 bool writeDebugText(int fd, const std::string& text);
 constexpr int kDebugWriteStallMs = 2000;
 
-class DebuggableImsFactory_1_0 : public ImsFactory_1_0 {
+// An IMS factory class (ImsFactory_1_0 or ImsFactory_1_1) whose debug()
+// writes the dump.
+template <typename Factory>
+class DebuggableImsFactory : public Factory {
 public:
-    explicit DebuggableImsFactory_1_0(DumpFunction dump, DeferFunction defer = {})
+    explicit DebuggableImsFactory(DumpFunction dump, DeferFunction defer = {})
         : mDump(std::move(dump)), mDefer(std::move(defer)) {}
     // Binder thread.
     ::android::hardware::Return<void> debug(
             const ::android::hardware::hidl_handle& fd,
-            const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options) override;
+            const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options) override {
+        writeDebugDump(fd, options, mDump, mDefer);
+        return ::android::hardware::Void();
+    }
 
 private:
     const DumpFunction mDump;
     const DeferFunction mDefer;
 };
 
-class DebuggableImsFactory_1_1 : public ImsFactory_1_1 {
-public:
-    explicit DebuggableImsFactory_1_1(DumpFunction dump, DeferFunction defer = {})
-        : mDump(std::move(dump)), mDefer(std::move(defer)) {}
-    // Binder thread.
-    ::android::hardware::Return<void> debug(
-            const ::android::hardware::hidl_handle& fd,
-            const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options) override;
-
-private:
-    const DumpFunction mDump;
-    const DeferFunction mDefer;
-};
+using DebuggableImsFactory_1_0 = DebuggableImsFactory<ImsFactory_1_0>;
+using DebuggableImsFactory_1_1 = DebuggableImsFactory<ImsFactory_1_1>;
 
 }  // namespace rcsservice
 

@@ -14,7 +14,6 @@
 namespace clitest {
 namespace {
 
-constexpr int kWaitMs = 20000;
 const std::string kDocument = SESSIONS_DIR "/operator-autoconfig.xml";
 
 // The transcript without what each service draws for itself: the 8-bit
@@ -34,29 +33,8 @@ std::string normalised(const std::string& out) {
     return text;
 }
 
-// The modem and the service, each in a process of its own, with sockets and
-// a registry folder nobody else uses.
-class ThreeProcessesTest : public ::testing::Test {
+class ThreeProcessesTest : public ServiceProcessesTest {
 protected:
-    void SetUp() override {
-        ASSERT_FALSE(mDir.path().empty());
-        ASSERT_TRUE(mModem.start());
-        startService();
-    }
-
-    void startService() {
-        mService = std::make_unique<BackgroundTool>(
-                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
-        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kWaitMs, 1, true))
-                << mService->sofar().err;
-    }
-
-    std::vector<std::string> attached(std::vector<std::string> more = {}) const {
-        std::vector<std::string> args{"--service", "--registry", mRegistry};
-        args.insert(args.end(), more.begin(), more.end());
-        return args;
-    }
-
     // An attached client reading its commands from the test.
     std::unique_ptr<BackgroundTool> interactiveClient(std::vector<std::string> more = {}) const {
         more.push_back("--script");
@@ -80,11 +58,6 @@ protected:
         return false;
     }
 
-    TempDir mDir;
-    const std::string mModemSocket = mDir.path() + "/modem.sock";
-    const std::string mRegistry = mDir.path() + "/registry";
-    ModemDaemon mModem{mModemSocket};
-    std::unique_ptr<BackgroundTool> mService;
     std::string mLastDump;
 };
 

@@ -62,18 +62,8 @@ protected:
 };
 
 TEST_F(ThreeProcessesTest, AWholeSessionPrintsWhatTheInProcessRunPrints) {
-    const std::string script = mDir.write("session.rcs",
-        "slot 2\nslot 1\n"
-        "set-config " + kDocument + " --gzip\nset-config " + kDocument + "\nmodem show-config\n"
-        "set-settings presence PUBLISH_TIMER=1200 CAPABILITY_DISCOVERY_ENABLED=true "
-        "PRESENCE_SERVICE_URI=sip:rls@example.net\nget-settings presence\n"
-        "set-settings messaging DEFAULT_SMS_APP=1 CLIENT_VENDOR=KELV\nget-settings messaging\n"
-        "set-settings user-agent \"IMS_USER_AGENT=Kel UA/1.0\"\nget-settings user-agent\n"
-        "set-settings ims-service VOLTE_ENABLED=true CALL_MODE_PREFERENCE=2\nget-settings ims-service\n"
-        "watch ims-service\nset-settings ims-service RTT_ENABLED=true\nwait change ims-service\n"
-        "modem token-request FCM_TOKEN TOKEN_EXPIRED 7\nwait token-request\n"
-        "set-app-token fcm:token-1\ntoken-fetch-status last FCM_TOKEN SUCCESS\nmodem show-config\n"
-        "uce-status --mask 0xd\nuce-status --mask 0x5\n");
+    // The main job's session, restart included.
+    const std::string script = SESSIONS_DIR "/main-job.rcs";
     ToolResult across = runTool(attached({"--script", script}));
     ASSERT_EQ(0, across.exitCode) << across.err << across.out;
 

@@ -24,6 +24,7 @@
 #include <hostsync/Mutex.h>
 
 #include "ConfigDocument.h"
+#include "FuzzSupport.h"
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "imsservice/ITimerMonitor.h"
@@ -71,8 +72,6 @@ void fail(const char* what) {
     abort();
 }
 
-void discardLog(const struct __android_logger_data*, const char*) {}
-
 // Uploads through the settings client and runs the loop until the upload is
 // answered; the answer.
 bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
@@ -98,7 +97,7 @@ bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The client's lines are still formatted but not printed: they would
     // swamp the run.
-    __android_log_set_logger(discardLog);
+    __android_log_set_logger(fuzzsupport::discardLog);
     mcxemu::useEmbeddedModem();
     auto* h = new Harness();
     h->path = "/tmp/config_document_fuzz." + std::to_string(getpid());

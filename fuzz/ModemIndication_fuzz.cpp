@@ -34,6 +34,7 @@
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "FuzzSupport.h"
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
@@ -142,8 +143,6 @@ struct Harness {
 
 Harness* gHarness = nullptr;
 
-void discardLog(const struct __android_logger_data*, const char*) {}
-
 void fail(const char* what) {
     fprintf(stderr, "modem_indication_fuzz: %s\n", what);
     abort();
@@ -212,31 +211,6 @@ Harness* setUp() {
     return h;
 }
 
-class ByteReader {
-public:
-    ByteReader(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
-    template <typename T>
-    T take() {
-        T value{};
-        size_t n = std::min(sizeof(T), mSize - mPos);
-        memcpy(&value, mData + mPos, n);
-        mPos += n;
-        return value;
-    }
-    std::vector<uint8_t> bytes(size_t length) {
-        size_t n = std::min(length, mSize - mPos);
-        std::vector<uint8_t> out(mData + mPos, mData + mPos + n);
-        mPos += n;
-        out.resize(length, 0);
-        return out;
-    }
-
-private:
-    const uint8_t* mData;
-    size_t mSize;
-    size_t mPos = 0;
-};
-
 uint32_t indicationLength(mcx_idl_service_object_type svc, uint32_t msgId) {
     const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
     return desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
@@ -245,9 +219,7 @@ uint32_t indicationLength(mcx_idl_service_object_type svc, uint32_t msgId) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Lines are still formatted (their arguments are part of what is fuzzed)
-    // but not printed: the output would swamp the run.
-    __android_log_set_logger(discardLog);
+    __android_log_set_logger(fuzzsupport::discardLog);
     // The clients under test reach the emulator inside this process.
     mcxemu::useEmbeddedModem();
     gHarness = setUp();
@@ -256,7 +228,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Harness& h = *gHarness;
-    ByteReader in(data, size);
+    fuzzsupport::ByteReader in(data, size);
     const uint8_t which = in.take<uint8_t>() % 8;
     const uint8_t flags = in.take<uint8_t>();
     const bool imsa = which == 5 || which == 7;
@@ -279,7 +251,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else {
         length = in.take<uint16_t>() % 9000;
     }
-    std::vector<uint8_t> msg = in.bytes(length);
+    std::vector<uint8_t> msg = in.padded(length);
     const bool exact = expected != MCX_MSG_LEN_NONE && length == expected && length > 0;
     if (!imsa && msgId == IMSS_CARRIER_CONFIG_STATUS_IND_V01 && (flags & 4) != 0 &&
         msg.size() >= sizeof(int32_t)) {

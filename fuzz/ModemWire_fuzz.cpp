@@ -29,6 +29,7 @@
 #include <vector>
 
 #include "DaemonTransport.h"
+#include "FuzzSupport.h"
 #include "emulator/ModemDaemon.h"
 #include "emulator/ModemEmulator.h"
 #include "mcx_wire/ModemWire.h"
@@ -59,8 +60,6 @@ void fail(const char* what) {
     fprintf(stderr, "modem_wire_fuzz: %s\n", what);
     abort();
 }
-
-void discardLog(const struct __android_logger_data*, const char*) {}
 
 // A socket pair whose first end holds `bytes` and then the end of the stream.
 bool streamOf(const uint8_t* bytes, size_t len, int* readEnd) {
@@ -123,7 +122,7 @@ void clientSide(Harness& h, const uint8_t* bytes, size_t len) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    __android_log_set_logger(discardLog);
+    __android_log_set_logger(fuzzsupport::discardLog);
     auto* h = new Harness();
     h->daemonPath = "/tmp/modem_wire_fuzz." + std::to_string(getpid()) + ".sock";
     h->daemon = new mcxemu::ModemDaemon(h->modem, h->daemonPath);

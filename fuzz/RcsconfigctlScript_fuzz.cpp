@@ -17,12 +17,11 @@
 #include <vector>
 
 #include "Command.h"
+#include "FuzzSupport.h"
 #include "ScriptTokenizer.h"
 #include "rcsconfig/RcsConfigManager.h"
 
 namespace {
-
-void discardLog(const struct __android_logger_data*, const char*) {}
 
 void checkConverts(const rcsctl::Command& command, const std::string& line) {
     rcs_settings_data_s request{};
@@ -38,7 +37,7 @@ void checkConverts(const rcsctl::Command& command, const std::string& line) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The library's conversion logs each refused pair; not printed here.
-    __android_log_set_logger(discardLog);
+    __android_log_set_logger(fuzzsupport::discardLog);
     return 0;
 }
 

@@ -24,6 +24,7 @@
 
 #include <vendor/kel/ims/rcsconfig/2.0/IGetSettingsCb.h>
 
+#include "FuzzSupport.h"
 #include "ims_settings_service_v01.h"
 #include "rcsconfig/RcsConfig.h"
 #include "rcsconfig/RcsConfigManager.h"
@@ -53,44 +54,11 @@ public:
     SettingsData lastData;
 };
 
-class ByteReader {
-public:
-    ByteReader(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
-    bool empty() const { return mPos >= mSize; }
-    template <typename T>
-    T take() {
-        T value{};
-        size_t n = std::min(sizeof(T), mSize - mPos);
-        memcpy(&value, mData + mPos, n);
-        mPos += n;
-        return value;
-    }
-    std::vector<uint8_t> bytes(size_t max) {
-        size_t n = std::min(max, mSize - mPos);
-        std::vector<uint8_t> out(mData + mPos, mData + mPos + n);
-        mPos += n;
-        return out;
-    }
-
-private:
-    const uint8_t* mData;
-    size_t mSize;
-    size_t mPos = 0;
-};
-
 // The largest read response of any group: every valid id is safe with it.
 size_t largestMessage() {
     size_t largest = 0;
     for (const auto& g : imss_settings_groups_v01) largest = std::max<size_t>(largest, g.get_resp_len);
     return largest;
-}
-
-// A message of exactly `length` bytes (as the modem client hands it over),
-// holding the input's bytes and zeros after them.
-std::vector<uint8_t> message(ByteReader& in, size_t length) {
-    std::vector<uint8_t> msg = in.bytes(length);
-    msg.resize(length, 0);
-    return msg;
 }
 
 void convert(int id, std::vector<uint8_t>& msg, bool isIndication) {
@@ -116,7 +84,7 @@ void completeRead(const imss_settings_group_v01& group, std::vector<uint8_t>& ms
     }
 }
 
-SettingsData record(ByteReader& in) {
+SettingsData record(fuzzsupport::ByteReader& in) {
     SettingsData data{};
     data.settingsId = static_cast<SettingsId>(in.take<uint8_t>() % 6);
     std::vector<KeyValuePairTypeInt> ints;
@@ -168,7 +136,7 @@ void checkReadBack(const SettingsData& sent, const std::vector<uint8_t>& msg) {
     }
 }
 
-void write(ByteReader& in) {
+void write(fuzzsupport::ByteReader& in) {
     SettingsData data = record(in);
     const imss_settings_group_v01* group =
             imss_settings_group_by_id(static_cast<int32_t>(data.settingsId));
@@ -200,30 +168,28 @@ void write(ByteReader& in) {
     if (!same) abort();
 }
 
-void discardLog(const struct __android_logger_data*, const char*) {}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // Lines are still formatted (their arguments are part of what is fuzzed)
     // but not printed: the output would swamp the run.
-    __android_log_set_logger(discardLog);
+    __android_log_set_logger(fuzzsupport::discardLog);
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    ByteReader in(data, size);
+    fuzzsupport::ByteReader in(data, size);
     uint8_t mode = in.take<uint8_t>();
     const imss_settings_group_v01& group = imss_settings_groups_v01[(mode >> 2) & 3];
     switch (mode & 3) {
         case 0: {
-            std::vector<uint8_t> msg = message(in, group.get_resp_len);
+            std::vector<uint8_t> msg = in.padded(group.get_resp_len);
             convert(static_cast<int>(group.get_msg_id), msg, false);
             completeRead(group, msg);
             break;
         }
         case 1: {
-            std::vector<uint8_t> msg = message(in, group.set_len);
+            std::vector<uint8_t> msg = in.padded(group.set_len);
             convert(static_cast<int>(group.settings_id), msg, true);
             break;
         }
@@ -233,7 +199,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 3: {
             int32_t id = in.take<int32_t>();
             bool isIndication = (in.take<uint8_t>() & 1) != 0;
-            std::vector<uint8_t> msg = message(in, largestMessage());
+            std::vector<uint8_t> msg = in.padded(largestMessage());
             convert(id, msg, isIndication);
             break;
         }

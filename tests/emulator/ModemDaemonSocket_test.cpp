@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <dirent.h>
-#include <hostsync/Mutex.h>
 
 #include <chrono>
 #include <cstring>
@@ -25,6 +24,7 @@
 #include "mcx_client.h"
 #include "mcx_host.h"
 #include "mcx_wire/ModemWire.h"
+#include "support/McxObserved.h"
 #include "testkit/ModemDaemonProcess.h"
 
 namespace {
@@ -286,36 +286,19 @@ private:
     int mListen = -1;
 };
 
-struct Notices {
-    hostsync::Mutex lock;
-    hostsync::CondVar cv;
-    std::vector<int> events GUARDED_BY(lock);
-    bool waitFor(size_t count) {
-        hostsync::MutexLock l(lock);
-        return cv.waitFor(lock, kWait, [&]() REQUIRES(lock) { return events.size() >= count; });
-    }
-    int at(size_t i) {
-        hostsync::MutexLock l(lock);
-        return events.at(i);
-    }
-};
-
-void recordNotice(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
-    auto* n = static_cast<Notices*>(d);
-    hostsync::MutexLock l(n->lock);
-    n->events.push_back(ev);
-    n->cv.notifyAll();
-}
-
 TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
     FakeDaemon fake(path);
     ASSERT_TRUE(fake.bound);
     ASSERT_EQ(mcx_host_use_daemon(path.c_str()), MCX_NO_ERR);
-    Notices notices;
+    imstest::McxObserved notices;
     mcx_client_type notifier = nullptr;
-    ASSERT_EQ(mcx_client_notifier_init(imss_get_service_object_internal_v01(1, 0x67, 6), nullptr, &notifier),
-              MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(notifier, recordNotice, &notices), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_notifier_init(imstest::imssObject(), nullptr, &notifier), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, imstest::McxObserved::notifyCb, &notices), MCX_NO_ERR);
+    // Waits for `count` notices; the notices so far.
+    auto waitFor = [&](size_t count) {
+        notices.waitUntil([&](const imstest::McxObserved::Seen& s) { return s.notifyEvents.size() >= count; });
+        return notices.snapshot().notifyEvents;
+    };
 
     const std::vector<uint8_t> eight(8, 0);
     const BadFrame cases[] = {
@@ -333,11 +316,13 @@ TEST_F(DaemonSocketTest, MalformedFramesFromTheDaemon_AreTheServiceGoingDown) {
         // Each case meets the library on its next connection to the "daemon".
         int fd = fake.acceptClient();
         ASSERT_GE(fd, 0) << c.name;
-        ASSERT_TRUE(notices.waitFor(seen + 1)) << c.name;
-        EXPECT_EQ(notices.at(seen), MCX_CLIENT_SERVICE_COUNT_INC) << c.name;
+        std::vector<int> told = waitFor(seen + 1);
+        ASSERT_GT(told.size(), seen) << c.name;
+        EXPECT_EQ(told[seen], MCX_CLIENT_SERVICE_COUNT_INC) << c.name;
         send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL);
-        ASSERT_TRUE(notices.waitFor(seen + 2)) << c.name;
-        EXPECT_EQ(notices.at(seen + 1), MCX_CLIENT_SERVICE_COUNT_DEC) << c.name;
+        told = waitFor(seen + 2);
+        ASSERT_GT(told.size(), seen + 1) << c.name;
+        EXPECT_EQ(told[seen + 1], MCX_CLIENT_SERVICE_COUNT_DEC) << c.name;
         EXPECT_TRUE(closedByPeer(fd)) << c.name;
         close(fd);
         seen += 2;

@@ -16,58 +16,19 @@
 #include "ims_settings_service_v01.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
+#include "support/McxObserved.h"
 #include "testkit/ModemDaemonProcess.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-struct Seen {
-    hostsync::Mutex lock;
-    hostsync::CondVar cv;
-    std::vector<int> notify GUARDED_BY(lock);
-    std::vector<int> errors GUARDED_BY(lock);
-    std::vector<std::vector<uint8_t>> indications GUARDED_BY(lock);
-    struct Arrived {
-        std::vector<int> notify;
-        std::vector<int> errors;
-        std::vector<std::vector<uint8_t>> indications;
-    };
-    // Waits until `pred` holds for what arrived.
-    template <typename Pred>
-    bool waitUntil(Pred pred) {
-        hostsync::MutexLock l(lock);
-        return cv.waitFor(lock, 10s, [&]() REQUIRES(lock) { return pred(Arrived{notify, errors, indications}); });
-    }
-    // A copy of what arrived so far.
-    Arrived snapshot() {
-        hostsync::MutexLock l(lock);
-        return Arrived{notify, errors, indications};
-    }
-};
-
-void onNotify(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* d) {
-    auto* s = static_cast<Seen*>(d);
-    hostsync::MutexLock l(s->lock);
-    s->notify.push_back(ev);
-    s->cv.notifyAll();
-}
-void onError(mcx_client_type, int err, void* d) {
-    auto* s = static_cast<Seen*>(d);
-    hostsync::MutexLock l(s->lock);
-    s->errors.push_back(err);
-    s->cv.notifyAll();
-}
-void onInd(mcx_client_type, unsigned int, void* buf, unsigned int len, void* d) {
-    auto* p = static_cast<uint8_t*>(buf);
-    auto* s = static_cast<Seen*>(d);
-    hostsync::MutexLock l(s->lock);
-    s->indications.emplace_back(p, p + len);
-    s->cv.notifyAll();
-}
-
-mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
-mcx_idl_service_object_type imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
+using imstest::bindSettings;
+using imstest::imsaObject;
+using imstest::imssObject;
+using imstest::McxObserved;
+using imstest::openMcxClient;
+using Seen = McxObserved::Seen;
 
 class ModemDaemonTest : public ::testing::Test {
 protected:
@@ -80,18 +41,6 @@ protected:
         daemon.kill();
         unlink(path.c_str());
     }
-    mcx_client_type open(mcx_idl_service_object_type svc, Seen* s = nullptr) {
-        mcx_service_info info;
-        EXPECT_EQ(mcx_client_get_any_service(svc, &info), MCX_NO_ERR);
-        mcx_client_type h = nullptr;
-        EXPECT_EQ(mcx_client_init(&info, svc, s ? onInd : nullptr, s, nullptr, &h), MCX_NO_ERR);
-        return h;
-    }
-    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) {
-        ims_settings_bind_subscription_req_msg_v01 req{sub};
-        ims_settings_bind_subscription_resp_msg_v01 resp{};
-        return mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, 4, &resp, 16, timeout);
-    }
     std::string control(const std::string& cmd) {
         char reply[256] = {};
         EXPECT_EQ(mcx_host_modem_control(cmd.c_str(), reply, sizeof(reply)), MCX_NO_ERR) << cmd;
@@ -103,31 +52,31 @@ protected:
 };
 
 TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsReturn) {
-    Seen watch, errors;
+    McxObserved watch, errors;
     mcx_client_type notifier = nullptr;
-    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(notifier, onNotify, &watch), MCX_NO_ERR);
-    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 1; }));
+    ASSERT_EQ(mcx_client_notifier_init(imssObject(), nullptr, &notifier), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(notifier, McxObserved::notifyCb, &watch), MCX_NO_ERR);
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 1; }));
 
-    mcx_client_type h = open(imss());
-    ASSERT_EQ(mcx_client_register_error_cb(h, onError, &errors), MCX_NO_ERR);
-    ASSERT_EQ(bind(h, 1), MCX_NO_ERR);
+    mcx_client_type h = openMcxClient(imssObject());
+    ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &errors), MCX_NO_ERR);
+    ASSERT_EQ(bindSettings(h, 1), MCX_NO_ERR);
 
     daemon.kill();
-    ASSERT_TRUE(errors.waitUntil([&](const Seen::Arrived& a) { return !a.errors.empty(); }));
+    ASSERT_TRUE(errors.waitUntil([](const Seen& s) { return !s.errors.empty(); }));
     EXPECT_EQ(errors.snapshot().errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
-    EXPECT_EQ(bind(h, 1), MCX_ERR_SERVICE_GONE);
+    EXPECT_EQ(bindSettings(h, 1), MCX_ERR_SERVICE_GONE);
     mcx_service_info info;
-    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
-    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 2; }));
-    EXPECT_EQ(watch.snapshot().notify.at(1), MCX_CLIENT_SERVICE_COUNT_DEC);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 2; }));
+    EXPECT_EQ(watch.snapshot().notifyEvents.at(1), MCX_CLIENT_SERVICE_COUNT_DEC);
 
     // A new daemon on the same socket is the service coming back.
     ASSERT_TRUE(daemon.start());
-    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 3; }));
-    EXPECT_EQ(watch.snapshot().notify.at(2), MCX_CLIENT_SERVICE_COUNT_INC);
-    mcx_client_type again = open(imss());
-    EXPECT_EQ(bind(again, 0), MCX_NO_ERR);
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 3; }));
+    EXPECT_EQ(watch.snapshot().notifyEvents.at(2), MCX_CLIENT_SERVICE_COUNT_INC);
+    mcx_client_type again = openMcxClient(imssObject());
+    EXPECT_EQ(bindSettings(again, 0), MCX_NO_ERR);
     EXPECT_EQ(errors.snapshot().errors.size(), 1u);
 
     mcx_client_release(h);
@@ -140,7 +89,8 @@ TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsRetur
 // new daemon must work. A client releases its handles as soon as it hears the
 // service went down, racing the library's own news of the lost connections.
 TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEveryTime) {
-    struct Watch : Seen {
+    struct Watch : McxObserved {
+        hostsync::Mutex lock;
         std::vector<mcx_client_type> open GUARDED_BY(lock);
     } watch;
     auto onChange = [](mcx_client_type, mcx_idl_service_object_type,
@@ -152,37 +102,31 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
             handles.swap(w->open);
         }
         for (mcx_client_type h : handles) mcx_client_release(h);
-        hostsync::MutexLock l(w->lock);
-        w->notify.push_back(ev);
-        w->cv.notifyAll();
+        w->record([&](Seen& s) { s.notifyEvents.push_back(ev); });
     };
     mcx_client_type notifier = nullptr;
-    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &notifier), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_notifier_init(imssObject(), nullptr, &notifier), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_notify_cb(notifier, onChange, &watch), MCX_NO_ERR);
-    ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == 1; }));
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 1; }));
 
     const char* env = getenv("MCX_RESTART_CYCLES");
     const int cycles = env != nullptr ? std::max(1, atoi(env)) : 40;
     int failed = 0;
     for (int cycle = 0; cycle < cycles; ++cycle) {
         // Two connections per daemon, so that ids of the dead one are reused.
-        mcx_client_type first = open(imss());
-        mcx_client_type second = open(imss());
-        const bool bound = bind(first, 0) == MCX_NO_ERR && bind(second, 1) == MCX_NO_ERR;
+        mcx_client_type first = openMcxClient(imssObject());
+        mcx_client_type second = openMcxClient(imssObject());
+        const bool bound = bindSettings(first, 0) == MCX_NO_ERR && bindSettings(second, 1) == MCX_NO_ERR;
         if (!bound) ++failed;
         {
             hostsync::MutexLock l(watch.lock);
             watch.open = {first, second};
         }
-        size_t seen;
-        {
-            hostsync::MutexLock l(watch.lock);  // the callback thread appends
-            seen = watch.notify.size();
-        }
+        const size_t seen = watch.snapshot().notifyEvents.size();
         daemon.kill();
-        ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == seen + 1; }));
+        ASSERT_TRUE(watch.waitUntil([&](const Seen& s) { return s.notifyEvents.size() == seen + 1; }));
         ASSERT_TRUE(daemon.start());
-        ASSERT_TRUE(watch.waitUntil([&](const Seen::Arrived& a) { return a.notify.size() == seen + 2; }));
+        ASSERT_TRUE(watch.waitUntil([&](const Seen& s) { return s.notifyEvents.size() == seen + 2; }));
     }
     std::printf("daemon restarts: %d, cycles whose new connections failed: %d\n", cycles, failed);
     EXPECT_EQ(failed, 0);
@@ -190,8 +134,8 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
 }
 
 TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
-    Seen seen;
-    mcx_client_type h = open(imsa(), &seen);
+    McxObserved seen;
+    mcx_client_type h = openMcxClient(imsaObject(), &seen);
     imsa_bind_subscription_req_msg_v01 bind{1, 0};
     imsa_bind_subscription_resp_msg_v01 bindResp{};
     ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_BIND_SUBSCRIPTION_V01, &bind, 8, &bindResp, 8, 1000), MCX_NO_ERR);
@@ -202,9 +146,9 @@ TEST_F(ModemDaemonTest, IndicationsAndFaultsTravelOverTheSocket) {
     ASSERT_EQ(mcx_client_send_msg_sync(h, IMSA_IND_REGISTER_V01, &reg, 38, &regResp, 8, 1000), MCX_NO_ERR);
 
     EXPECT_EQ(control("token-request 1 3 1 12"), "sent 1");
-    ASSERT_TRUE(seen.waitUntil([&](const Seen::Arrived& a) { return a.indications.size() == 1; }));
+    ASSERT_TRUE(seen.waitUntil([](const Seen& s) { return s.indications.size() == 1; }));
     imsa_config_token_request_ind_msg_v01 ind{};
-    const std::vector<uint8_t> first = seen.snapshot().indications.at(0);
+    const std::vector<uint8_t> first = seen.snapshot().indications.at(0).second;
     ASSERT_EQ(mcx_client_message_decode(h, MCX_IDL_INDICATION, IMSA_CONFIG_TOKEN_REQUEST_IND_V01,
                                         first.data(), 16, &ind, sizeof(ind)),
               MCX_NO_ERR);

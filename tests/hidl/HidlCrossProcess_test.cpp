@@ -152,20 +152,7 @@ struct Recipient : hidl_death_recipient {
     Events& events;
 };
 
-// Every test waits for a service up to 20 s, and the in-process tests that
-// may run after it in this process do not wait at all.
-class HidlCrossProcessTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        registryDir();
-        ::android::hardware::testing::resetServiceRegistry();  // never the in-process one
-        host::setServiceWaitTimeout(20s);
-    }
-    void TearDown() override {
-        ::android::hardware::testing::resetServiceRegistry();
-        host::setServiceWaitTimeout(0ms);
-    }
-};
+using HidlCrossProcessTest = CrossProcessTest;
 
 sp<F11::IImsFactory> remoteFactory() {
     return F11::IImsFactory::getService("default");

@@ -82,18 +82,7 @@ bool readsToTheEnd(int fd) {
     return false;
 }
 
-class HidlPeerFailureTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        registryDir();
-        ::android::hardware::testing::resetServiceRegistry();
-        host::setServiceWaitTimeout(20s);
-    }
-    void TearDown() override {
-        ::android::hardware::testing::resetServiceRegistry();
-        host::setServiceWaitTimeout(0ms);
-    }
-};
+using HidlPeerFailureTest = CrossProcessTest;
 
 }  // namespace
 

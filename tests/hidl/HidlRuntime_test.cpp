@@ -134,22 +134,11 @@ TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItI
     EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(older, false).withDefault(nullptr), nullptr);
 }
 
-TEST(HidlDeathTest, KillingTheObject_KillsEveryProxyOfIt) {
-    sp<Listener21> impl = new Listener21();
-    sp<V2_0::IRcsConfigListener> first = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
-    sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
-    ASSERT_TRUE(second->onReconfigNeeded().isOk());
-    testing_hooks::killProcessOf(impl);
-    EXPECT_TRUE(first->onReconfigNeeded().isDeadObject());
-    EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
-    EXPECT_EQ(impl->reconfigs.load(), 1);  // the dead calls never arrived
-    // The object itself still works for its own process.
-    EXPECT_TRUE(impl->onReconfigNeeded().isOk());
-}
-
-TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnUnlinkedOneNot) {
+TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnAnotherThread) {
     sp<Listener21> impl = new Listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
+    sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
+    ASSERT_TRUE(second->onReconfigNeeded().isOk());
     sp<RecordingRecipient> recipient = new RecordingRecipient();
     sp<RecordingRecipient> dropped = new RecordingRecipient();
     ASSERT_TRUE(remote->linkToDeath(recipient, 0x1234).withDefault(false));
@@ -158,6 +147,10 @@ TEST(HidlDeathTest, LinkedRecipient_IsToldOnceOnAnotherThreadWithItsCookieAndAnU
     EXPECT_FALSE(remote->unlinkToDeath(dropped).withDefault(true));
 
     testing_hooks::killProcessOf(remote);
+    EXPECT_TRUE(remote->onReconfigNeeded().isDeadObject());
+    EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
+    EXPECT_EQ(impl->reconfigs.load(), 1);  // the dead calls never arrived
+    EXPECT_TRUE(impl->onReconfigNeeded().isOk());  // the object still works in its own process
     ASSERT_TRUE(recipient->waitFor(1));
     testing_hooks::waitForDeathNotifications();
     EXPECT_EQ(dropped->count(), 0u);

@@ -2,7 +2,6 @@
 #include "mcx_client.h"
 
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -18,71 +17,27 @@
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
 #include "mcx_host.h"
+#include "support/McxObserved.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Kind = mcxemu::MessageFault::Kind;
 
-int tid() { return static_cast<int>(syscall(SYS_gettid)); }
-
-mcx_idl_service_object_type imss() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
-mcx_idl_service_object_type imsa() { return imsa_get_service_object_internal_v01(1, 0x2C, 6); }
-
-// What the callbacks saw, with waiting on conditions.
-struct Observed {
-    std::mutex lock;
-    std::condition_variable cv;
-    std::vector<int> notifyEvents;
-    std::vector<int> errors;
-    std::vector<std::pair<uint32_t, std::vector<uint8_t>>> indications;
-    std::vector<int> threads;
-
-    template <typename Pred>
-    bool waitUntil(Pred pred, std::chrono::milliseconds timeout = 5000ms) {
-        std::unique_lock<std::mutex> l(lock);
-        return cv.wait_for(l, timeout, [&] { return pred(); });
-    }
-};
-
-// Records into the Observed behind `data`, with the calling thread, and wakes its waiters.
-template <typename F>
-void record(void* data, F&& f) {
-    auto* o = static_cast<Observed*>(data);
-    std::lock_guard<std::mutex> l(o->lock);
-    f(*o);
-    o->threads.push_back(tid());
-    o->cv.notify_all();
-}
-void notifyCb(mcx_client_type, mcx_idl_service_object_type, mcx_client_notify_event_type ev, void* data) {
-    record(data, [&](Observed& o) { o.notifyEvents.push_back(ev); });
-}
-void errorCb(mcx_client_type, int err, void* data) {
-    record(data, [&](Observed& o) { o.errors.push_back(err); });
-}
-void indCb(mcx_client_type, unsigned int msgId, void* buf, unsigned int len, void* data) {
-    auto* p = static_cast<uint8_t*>(buf);
-    record(data, [&](Observed& o) { o.indications.emplace_back(msgId, std::vector<uint8_t>(p, p + len)); });
-}
+using imstest::currentTid;
+using imstest::imsaObject;
+using imstest::imssObject;
+using imstest::McxObserved;
+using Seen = McxObserved::Seen;
 
 class McxClientTest : public ::testing::Test {
 protected:
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
 
-    mcx_client_type open(mcx_idl_service_object_type svc, Observed* o = nullptr) {
-        mcx_service_info info;
-        EXPECT_EQ(mcx_client_get_any_service(svc, &info), MCX_NO_ERR);
-        mcx_client_os_params os{};
-        mcx_client_type h = nullptr;
-        EXPECT_EQ(mcx_client_init(&info, svc, o ? indCb : nullptr, o, &os, &h), MCX_NO_ERR);
-        return h;
+    mcx_client_type open(mcx_idl_service_object_type svc, McxObserved* o = nullptr) {
+        return imstest::openMcxClient(svc, o);
     }
-    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) {
-        ims_settings_bind_subscription_req_msg_v01 req{sub};
-        ims_settings_bind_subscription_resp_msg_v01 resp{};
-        return mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, sizeof(req), &resp,
-                                        sizeof(resp), timeout);
-    }
+    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) { return imstest::bindSettings(h, sub, timeout); }
     // Registers `h` for the user-agent group's change indication.
     void watchUserAgent(mcx_client_type h) {
         ims_settings_config_ind_reg_req_msg_v01 reg{};
@@ -103,7 +58,7 @@ protected:
 };
 
 TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem) {
-    mcx_client_type h = open(imss());
+    mcx_client_type h = open(imssObject());
     ims_settings_bind_subscription_req_msg_v01 req{0};
     uint8_t resp[16] = {};
     std::vector<int> codes = {
@@ -125,7 +80,7 @@ TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem)
 }
 
 TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
-    mcx_client_type h = open(imss());
+    mcx_client_type h = open(imssObject());
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {});
     EXPECT_EQ(bind(h, 0), MCX_ERR_TRANSPORT);
 
@@ -139,7 +94,7 @@ TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
 }
 
 TEST_F(McxClientTest, SendMsgSync_AnswerDelayedPastTimeout_ReturnsTimeoutWithoutWaitingForIt) {
-    mcx_client_type h = open(imss());
+    mcx_client_type h = open(imssObject());
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(bind(h, 0, 200), MCX_ERR_TIMEOUT);
@@ -154,7 +109,7 @@ TEST_F(McxClientTest, SendMsgSync_AnswerDelayedPastTimeout_ReturnsTimeoutWithout
 }
 
 TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
-    mcx_client_type h = open(imss());
+    mcx_client_type h = open(imssObject());
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
     std::thread restart([&] {
         ASSERT_TRUE(modem.waitForRequests(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, 1, 5000ms));
@@ -164,89 +119,90 @@ TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
     restart.join();
     EXPECT_EQ(bind(h, 0), MCX_ERR_SERVICE_GONE) << "the connection stays lost";
     mcx_service_info info;
-    EXPECT_EQ(mcx_client_get_any_service(imss(), &info), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
     mcx_client_type other = nullptr;
     info.service_id = IMSS_SERVICE_ID_V01;
-    EXPECT_EQ(mcx_client_init(&info, imss(), nullptr, nullptr, nullptr, &other), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, nullptr, &other), MCX_ERR_NO_SERVICE);
     mcx_client_release(h);
 }
 
 TEST_F(McxClientTest, Notifier_ReportsServiceUp_WhenAlreadyUpAndWhenItComesBack) {
     modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
-    Observed a, s;
+    McxObserved a, s;
     mcx_client_type na = nullptr, ns = nullptr;
     mcx_client_os_params os{};
-    ASSERT_EQ(mcx_client_notifier_init(imsa(), &os, &na), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(na, notifyCb, &a), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_notifier_init(imss(), nullptr, &ns), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(ns, notifyCb, &s), MCX_NO_ERR);
-    ASSERT_TRUE(a.waitUntil([&] { return a.notifyEvents.size() == 1; }));
-    EXPECT_EQ(a.notifyEvents[0], MCX_CLIENT_SERVICE_COUNT_INC);
+    ASSERT_EQ(mcx_client_notifier_init(imsaObject(), &os, &na), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(na, McxObserved::notifyCb, &a), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_notifier_init(imssObject(), nullptr, &ns), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_notify_cb(ns, McxObserved::notifyCb, &s), MCX_NO_ERR);
+    ASSERT_TRUE(a.waitUntil([](const Seen& seen) { return seen.notifyEvents.size() == 1; }));
+    EXPECT_EQ(a.snapshot().notifyEvents[0], MCX_CLIENT_SERVICE_COUNT_INC);
 
     // Registered while its service was down: told only once it comes up.
     modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
-    ASSERT_TRUE(s.waitUntil([&] { return !s.notifyEvents.empty(); }));
-    EXPECT_EQ(s.notifyEvents, std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC});
+    ASSERT_TRUE(s.waitUntil([](const Seen& seen) { return !seen.notifyEvents.empty(); }));
+    EXPECT_EQ(s.snapshot().notifyEvents, std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC});
 
     modem.restart();
-    ASSERT_TRUE(a.waitUntil([&] { return a.notifyEvents.size() == 3; }));
-    EXPECT_EQ(a.notifyEvents[1], MCX_CLIENT_SERVICE_COUNT_DEC);
-    EXPECT_EQ(a.notifyEvents[2], MCX_CLIENT_SERVICE_COUNT_INC);
-    for (int t : a.threads) EXPECT_NE(t, tid()) << "callbacks run on the library's thread";
+    ASSERT_TRUE(a.waitUntil([](const Seen& seen) { return seen.notifyEvents.size() == 3; }));
+    const Seen told = a.snapshot();
+    EXPECT_EQ(told.notifyEvents[1], MCX_CLIENT_SERVICE_COUNT_DEC);
+    EXPECT_EQ(told.notifyEvents[2], MCX_CLIENT_SERVICE_COUNT_INC);
+    for (int t : told.threads) EXPECT_NE(t, currentTid()) << "callbacks run on the library's thread";
     EXPECT_EQ(mcx_client_release(na), MCX_NO_ERR);
     EXPECT_EQ(mcx_client_release(ns), MCX_NO_ERR);
 }
 
 TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredAfterTheLoss) {
-    Observed o, barrier;
-    mcx_client_type h = open(imss());
-    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
+    McxObserved o, barrier;
+    mcx_client_type h = open(imssObject());
+    ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &o), MCX_NO_ERR);
     modem.restart();
-    ASSERT_TRUE(o.waitUntil([&] { return !o.errors.empty(); }));
-    EXPECT_EQ(o.errors[0], MCX_ERR_SERVICE_GONE);
-    EXPECT_NE(o.threads[0], tid());
+    ASSERT_TRUE(o.waitUntil([](const Seen& seen) { return !seen.errors.empty(); }));
+    EXPECT_EQ(o.snapshot().errors[0], MCX_ERR_SERVICE_GONE);
+    EXPECT_NE(o.snapshot().threads[0], currentTid());
 
     // A handle lost before its callback is registered still hears of it.
-    Observed late;
-    mcx_client_type lost = open(imss());
+    McxObserved late;
+    mcx_client_type lost = open(imssObject());
     modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
-    ASSERT_EQ(mcx_client_register_error_cb(lost, errorCb, &late), MCX_NO_ERR);
-    ASSERT_TRUE(late.waitUntil([&] { return late.errors.size() == 1; }));
+    ASSERT_EQ(mcx_client_register_error_cb(lost, McxObserved::errorCb, &late), MCX_NO_ERR);
+    ASSERT_TRUE(late.waitUntil([](const Seen& seen) { return seen.errors.size() == 1; }));
     mcx_client_release(lost);
     modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
 
     // A second loss and a late re-registration do not report the lost handle again.
-    mcx_client_type second = open(imss());
-    ASSERT_EQ(mcx_client_register_error_cb(second, errorCb, &barrier), MCX_NO_ERR);
+    mcx_client_type second = open(imssObject());
+    ASSERT_EQ(mcx_client_register_error_cb(second, McxObserved::errorCb, &barrier), MCX_NO_ERR);
     modem.restart();
-    ASSERT_EQ(mcx_client_register_error_cb(h, errorCb, &o), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &o), MCX_NO_ERR);
     // Callbacks run in order on one thread: once the second handle's error
     // is seen, anything queued for the first has run too.
-    ASSERT_TRUE(barrier.waitUntil([&] { return !barrier.errors.empty(); }));
-    std::lock_guard<std::mutex> l(o.lock);
-    EXPECT_EQ(o.errors.size(), 1u);
+    ASSERT_TRUE(barrier.waitUntil([](const Seen& seen) { return !seen.errors.empty(); }));
+    EXPECT_EQ(o.snapshot().errors.size(), 1u);
     mcx_client_release(h);
     mcx_client_release(second);
 }
 
 TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLength) {
-    Observed o;
-    mcx_client_type watcher = open(imss(), &o);
-    mcx_client_type writer = open(imss());
+    McxObserved o;
+    mcx_client_type watcher = open(imssObject(), &o);
+    mcx_client_type writer = open(imssObject());
     watchUserAgent(watcher);
     modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_USER_AGENT_CONFIG_IND_V01, 1000);
     ASSERT_EQ(writeUserAgent(writer), MCX_NO_ERR);
     ASSERT_EQ(writeUserAgent(writer), MCX_NO_ERR);
-    ASSERT_TRUE(o.waitUntil([&] { return o.indications.size() == 2; }));
-    EXPECT_NE(o.threads[0], tid());
+    ASSERT_TRUE(o.waitUntil([](const Seen& seen) { return seen.indications.size() == 2; }));
+    const Seen seen = o.snapshot();
+    EXPECT_NE(seen.threads[0], currentTid());
 
     std::vector<uint8_t> out(1024);
-    const auto& shortInd = o.indications[0].second;
+    const auto& shortInd = seen.indications[0].second;
     EXPECT_EQ(shortInd.size(), 1000u);
     EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
                                         shortInd.data(), 1000, out.data(), 1024),
               MCX_ERR_MSG_LENGTH);
-    const auto& goodInd = o.indications[1].second;
+    const auto& goodInd = seen.indications[1].second;
     ASSERT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
                                         goodInd.data(), 1024, out.data(), 1024),
               MCX_NO_ERR);
@@ -286,10 +242,10 @@ TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndSto
         }
     };
     mcx_service_info info;
-    ASSERT_EQ(mcx_client_get_any_service(imss(), &info), MCX_NO_ERR);
+    ASSERT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_NO_ERR);
     mcx_client_type watcher = nullptr;
-    ASSERT_EQ(mcx_client_init(&info, imss(), cb, &racer, nullptr, &watcher), MCX_NO_ERR);
-    mcx_client_type writer = open(imss());
+    ASSERT_EQ(mcx_client_init(&info, imssObject(), cb, &racer, nullptr, &watcher), MCX_NO_ERR);
+    mcx_client_type writer = open(imssObject());
     watchUserAgent(watcher);
 
     std::atomic<bool> stop{false};
@@ -311,10 +267,10 @@ TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndSto
     int callsAtRelease = racer.calls;
     // Let more indications be produced after the release, then use another
     // handle's callback as a barrier for the callback thread.
-    Observed barrier;
-    mcx_client_type late = open(imss(), &barrier);
+    McxObserved barrier;
+    mcx_client_type late = open(imssObject(), &barrier);
     watchUserAgent(late);
-    ASSERT_TRUE(barrier.waitUntil([&] { return barrier.indications.size() >= 3; }));
+    ASSERT_TRUE(barrier.waitUntil([](const Seen& seen) { return seen.indications.size() >= 3; }));
     stop = true;
     flood.join();
     EXPECT_FALSE(racer.releaseReturnedDuringCallback);

@@ -3,8 +3,6 @@
 // the modem through it; with none installed there is no modem at all.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -13,31 +11,22 @@
 #include "mcx_client.h"
 #include "mcx_host.h"
 #include "mcx_host_transport.h"
+#include "support/McxObserved.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-
-mcx_idl_service_object_type settingsService() { return imss_get_service_object_internal_v01(1, 0x67, 6); }
+using imstest::imssObject;
 
 // What the fake transports of one test did, and the core they report to.
 struct Modem {
     std::mutex lock;
-    std::condition_variable cv;
     int made = 0;
     int destroyed = 0;
     mcx::ModemListener* core = nullptr;
     std::vector<uint32_t> opened;
     std::vector<uint64_t> closed;
     std::vector<uint32_t> requests;
-    std::vector<int> errors;
-    std::vector<std::vector<uint8_t>> indications;
-
-    template <typename Pred>
-    bool waitUntil(Pred pred) {
-        std::unique_lock<std::mutex> l(lock);
-        return cv.wait_for(l, 5s, pred);
-    }
+    imstest::McxObserved seen;  // what the client's callbacks heard
 };
 
 // A modem whose imss service is up, whose connections are numbered from 40,
@@ -86,53 +75,33 @@ mcx::TransportFactory fakeFactory(Modem& modem) {
     return [&modem](mcx::ModemListener& core) { return std::make_unique<FakeTransport>(modem, core); };
 }
 
-void onError(mcx_client_type, int err, void* data) {
-    auto* modem = static_cast<Modem*>(data);
-    std::lock_guard<std::mutex> l(modem->lock);
-    modem->errors.push_back(err);
-    modem->cv.notify_all();
-}
-
-void onIndication(mcx_client_type, unsigned int, void* buf, unsigned int len, void* data) {
-    auto* modem = static_cast<Modem*>(data);
-    auto* bytes = static_cast<uint8_t*>(buf);
-    std::lock_guard<std::mutex> l(modem->lock);
-    modem->indications.emplace_back(bytes, bytes + len);
-    modem->cv.notify_all();
-}
-
 TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoModem) {
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
     info.service_id = IMSS_SERVICE_ID_V01;
     mcx_client_os_params os{};
     mcx_client_type h = nullptr;
-    EXPECT_EQ(mcx_client_init(&info, settingsService(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
     char reply[32];
     EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
     EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
 
     // A factory that makes nothing is the same as none.
     ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
-    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
 }
 
-TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsAndEvents) {
+TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsEventsAndCloses) {
     Modem modem;
     ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
     EXPECT_EQ(modem.made, 0) << "made before the library needed a modem";
 
-    mcx_service_info info{};
-    ASSERT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_NO_ERR);
-    mcx_client_os_params os{};
-    mcx_client_type h = nullptr;
-    ASSERT_EQ(mcx_client_init(&info, settingsService(), onIndication, &modem, &os, &h), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_error_cb(h, onError, &modem), MCX_NO_ERR);
+    mcx_client_type h = imstest::openMcxClient(imssObject(), &modem.seen);
+    ASSERT_EQ(mcx_client_register_error_cb(h, imstest::McxObserved::errorCb, &modem.seen), MCX_NO_ERR);
     ims_settings_bind_subscription_req_msg_v01 req{0};
     ims_settings_bind_subscription_resp_msg_v01 resp{};
-    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, sizeof(req), &resp,
-                                       sizeof(resp), 1000),
+    ASSERT_EQ(mcx_client_send_msg_sync(h, IMSS_BIND_SUBSCRIPTION_V01, &req, sizeof(req), &resp, sizeof(resp), 1000),
               MCX_NO_ERR);
     EXPECT_EQ(reinterpret_cast<const uint8_t*>(&resp)[0], 0x5A)
         << "the transport's answer reaches the caller";
@@ -142,37 +111,29 @@ TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequests
     EXPECT_EQ(modem.made, 1);
     EXPECT_EQ(modem.opened, std::vector<uint32_t>{IMSS_SERVICE_ID_V01});
     EXPECT_EQ(modem.requests, std::vector<uint32_t>{IMSS_BIND_SUBSCRIPTION_V01});
+    // A released handle closes its connection on the transport.
+    ASSERT_EQ(mcx_client_release(imstest::openMcxClient(imssObject())), MCX_NO_ERR);
+    EXPECT_EQ(modem.closed, std::vector<uint64_t>{42});
 
     // Events the transport reports land on the handle of their connection.
     modem.core->onIndication(41, IMSS_CARRIER_CONFIG_STATUS_IND_V01, {1, 2, 3});
-    ASSERT_TRUE(modem.waitUntil([&] { return modem.indications.size() == 1; }));
-    EXPECT_EQ(modem.indications[0], (std::vector<uint8_t>{1, 2, 3}));
+    using Seen = imstest::McxObserved::Seen;
+    ASSERT_TRUE(modem.seen.waitUntil([](const Seen& s) { return s.indications.size() == 1; }));
+    EXPECT_EQ(modem.seen.snapshot().indications[0].second, (std::vector<uint8_t>{1, 2, 3}));
     modem.core->onConnectionLost(41);
-    ASSERT_TRUE(modem.waitUntil([&] { return modem.errors.size() == 1; }));
-    EXPECT_EQ(modem.errors[0], MCX_ERR_SERVICE_GONE);
+    ASSERT_TRUE(modem.seen.waitUntil([](const Seen& s) { return s.errors.size() == 1; }));
+    EXPECT_EQ(modem.seen.snapshot().errors[0], MCX_ERR_SERVICE_GONE);
 
     // Not replaced under an open handle; once it is released, the old
     // transport is gone before the call returns.
     EXPECT_EQ(mcx_host_set_transport(nullptr), MCX_ERR_INVALID_ARG);
     ASSERT_EQ(mcx_client_release(h), MCX_NO_ERR);
-    EXPECT_TRUE(modem.closed.empty()) << "a lost connection is not closed again";
+    EXPECT_EQ(modem.closed, std::vector<uint64_t>{42}) << "a lost connection is not closed again";
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     EXPECT_EQ(modem.destroyed, 1);
-    EXPECT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_ERR_NO_SERVICE)
-        << "the service state of the old transport is forgotten";
-}
-
-TEST(McxTransportHookTest, ReleasedHandle_ClosesItsConnectionOnTheTransport) {
-    Modem modem;
-    ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
     mcx_service_info info{};
-    ASSERT_EQ(mcx_client_get_any_service(settingsService(), &info), MCX_NO_ERR);
-    mcx_client_os_params os{};
-    mcx_client_type h = nullptr;
-    ASSERT_EQ(mcx_client_init(&info, settingsService(), nullptr, nullptr, &os, &h), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_release(h), MCX_NO_ERR);
-    EXPECT_EQ(modem.closed, std::vector<uint64_t>{41});
-    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE)
+        << "the service state of the old transport is forgotten";
 }
 
 }  // namespace

@@ -167,19 +167,5 @@ TEST_F(ManagerEventsTest, TokenRequest_ReachesEveryListenerOfItsSlot) {
     EXPECT_FALSE(manager->isModemUp());  // the application service does not move the gates
 }
 
-TEST_F(ManagerEventsTest, ListenerDied_ForgetsOnlyThatListener) {
-    sp<Listener_2_1> a = new Listener_2_1();
-    sp<Listener_2_1> b = new Listener_2_1();
-    manager->createInstance(Params{a, 1, 1});
-    manager->createInstance(Params{b, 1, 1});
-    manager->listenerDied(reinterpret_cast<uintptr_t>(a.get()));
-    manager->listenerDied(12345);  // unknown: nothing
-    std::vector<RcsConfigManager::ListenerInfo> left = manager->listeners();
-    ASSERT_EQ(left.size(), 1u);
-    EXPECT_EQ(left[0].key, reinterpret_cast<uintptr_t>(b.get()));
-    EXPECT_EQ(manager->deathRecipientCount(), 2u);
-    EXPECT_EQ(manager->rcsConfigs().size(), 2u);
-}
-
 }  // namespace
 }  // namespace servicetest

@@ -73,14 +73,6 @@ TEST_F(RequestsTest, SetConfig_GzipDocument_ReachesModemAndIsConfirmed) {
     EXPECT_TRUE(log.waitFor("RcsConfigManger::handleEvent call to sendRcsConfig on mcx was: successful", kWait));
 }
 
-TEST_F(RequestsTest, SetAndGetSettings_RoundTripThroughTheModem) {
-    ASSERT_EQ(setSettingsStatus(presenceSample()), RequestStatus::OK);
-
-    GetSettingsResponse read = get(SettingsId::PRESENCE_CONFIG);
-    ASSERT_EQ(read.status, RequestStatus::OK);
-    EXPECT_EQ(read.data, presenceSample()) << V2_0::toString(read.data);
-}
-
 TEST_F(RequestsTest, SetSettings_UnknownKey_FailsWithoutReachingTheModem) {
     size_t writes = modem().requestCount(IMSS_SERVICE_ID_V01, 0x69);
     EXPECT_EQ(setSettingsStatus(settingsOf(SettingsId::PRESENCE_CONFIG, {{150, 1}}, {}, {})),

@@ -78,12 +78,6 @@ TEST(OutputTest, Settings_ReadableAndJsonListValuesInKeyOrderWithNames) {
     EXPECT_EQ("  (no values)\n", settingsText(V2_0::SettingsData{}));
 }
 
-TEST(OutputTest, Json_ObjectsKeepMemberOrderAndKinds) {
-    Json j;
-    j.str("cmd", "get").num("n", -3).flag("ok", false).raw("v", "[1]");
-    EXPECT_EQ("{\"cmd\":\"get\",\"n\":-3,\"ok\":false,\"v\":[1]}", j.text());
-}
-
 // é (2 bytes), € (3), 😀 (4, a surrogate pair in JSON), control characters,
 // and bytes that are not UTF-8: a stray byte, a truncated sequence, an
 // overlong '/', an encoded surrogate. None is dropped.

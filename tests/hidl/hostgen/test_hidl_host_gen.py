@@ -4,7 +4,8 @@ The generator runs on the small packages test.hostgen@1.0 and @1.1 under
 interfaces/ (an enum, a struct, a struct nested in an interface, a callback
 interface of oneway methods, vec and string arguments, several results, an
 interface extending another package's) and its hostwire.h and glue .cpp are
-compared with the files in expected/.
+compared with the files in expected/ (stored as NAME.golden: they are expected
+text, never compiled).
 
 After a deliberate change of the generated code, rewrite expected/ with
     HIDL_HOST_GEN_UPDATE=1 python3 tests/hidl/hostgen/test_hidl_host_gen.py
@@ -51,7 +52,7 @@ class GoldenTest(unittest.TestCase):
                 stem = "test_hostgen_" + version.replace(".", "_")
                 for produced, name in ((hostwire, stem + "_hostwire.h"), (glue, stem + ".cpp")):
                     with self.subTest(file=name):
-                        self.compare(produced, os.path.join(EXPECTED, name))
+                        self.compare(produced, os.path.join(EXPECTED, name + ".golden"))
 
     def compare(self, produced, expected):
         with open(produced, encoding="utf-8") as f:

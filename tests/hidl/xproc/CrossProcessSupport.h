@@ -21,8 +21,10 @@
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <hidl/HidlHostTransport.h>
 #include <hidl/HidlHostWire.h>
+#include <hidl/HidlTesting.h>
 
 namespace xproc {
 
@@ -90,6 +92,22 @@ public:
 
 private:
     int mOut = -1;
+};
+
+// Each test uses this process's own registry folder (never the in-process
+// registry) and waits for a service up to 20 s; the in-process tests that may
+// run after it in this process do not wait at all.
+class CrossProcessTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        registryDir();
+        ::android::hardware::testing::resetServiceRegistry();
+        host::setServiceWaitTimeout(std::chrono::seconds(20));
+    }
+    void TearDown() override {
+        ::android::hardware::testing::resetServiceRegistry();
+        host::setServiceWaitTimeout(std::chrono::milliseconds(0));
+    }
 };
 
 template <typename Pred>

@@ -216,14 +216,6 @@ TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
     EXPECT_EQ("rcsconfigctl: modem token 3: no slot 3 (the modem has 2 slots, counted from 1)\n", r.err);
 }
 
-TEST(CommandsTest, Dump_PrintsTheServiceStateAndExits0) {
-    ToolResult r = runScript("dump\n", {"--slot", "2"});
-    ASSERT_EQ(0, r.exitCode) << r.err;
-    EXPECT_TRUE(r.has("Modem (embedded modem emulator)"));
-    EXPECT_TRUE(r.has("  slot 2: settings client subscribed: yes, application client subscribed: yes"));
-    EXPECT_TRUE(r.has("slot 2, IRcsConfigListener 2.1"));
-}
-
 TEST(CommandsTest, Json_EveryResultAndNoticeIsOneJsonObjectPerLine) {
     ToolResult r = runScript("watch presence\nset-settings presence PUBLISH_TIMER=42\nwait change presence\n"
                              "get-settings presence\nuce-status --mask 0xd\nunwatch presence\n", {"--json"});

@@ -14,7 +14,6 @@
 namespace clitest {
 namespace {
 
-constexpr int kWaitMs = 20000;
 const std::string kDocument = SESSIONS_DIR "/operator-autoconfig.xml";
 
 // The transcript without what each service draws for itself: the 8-bit
@@ -34,29 +33,8 @@ std::string normalised(const std::string& out) {
     return text;
 }
 
-// The modem and the service, each in a process of its own, with sockets and
-// a registry folder nobody else uses.
-class ThreeProcessesTest : public ::testing::Test {
+class ThreeProcessesTest : public ServiceProcessesTest {
 protected:
-    void SetUp() override {
-        ASSERT_FALSE(mDir.path().empty());
-        ASSERT_TRUE(mModem.start());
-        startService();
-    }
-
-    void startService() {
-        mService = std::make_unique<BackgroundTool>(
-                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
-        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kWaitMs, 1, true))
-                << mService->sofar().err;
-    }
-
-    std::vector<std::string> attached(std::vector<std::string> more = {}) const {
-        std::vector<std::string> args{"--service", "--registry", mRegistry};
-        args.insert(args.end(), more.begin(), more.end());
-        return args;
-    }
-
     // An attached client reading its commands from the test.
     std::unique_ptr<BackgroundTool> interactiveClient(std::vector<std::string> more = {}) const {
         more.push_back("--script");
@@ -80,45 +58,67 @@ protected:
         return false;
     }
 
-    TempDir mDir;
-    const std::string mModemSocket = mDir.path() + "/modem.sock";
-    const std::string mRegistry = mDir.path() + "/registry";
-    ModemDaemon mModem{mModemSocket};
-    std::unique_ptr<BackgroundTool> mService;
     std::string mLastDump;
 };
 
-TEST_F(ThreeProcessesTest, AWholeSessionPrintsWhatTheInProcessRunPrints) {
-    const std::string script = mDir.write("session.rcs",
-        "slot 2\nslot 1\n"
-        "set-config " + kDocument + " --gzip\nset-config " + kDocument + "\nmodem show-config\n"
-        "set-settings presence PUBLISH_TIMER=1200 CAPABILITY_DISCOVERY_ENABLED=true "
-        "PRESENCE_SERVICE_URI=sip:rls@example.net\nget-settings presence\n"
-        "set-settings messaging DEFAULT_SMS_APP=1 CLIENT_VENDOR=KELV\nget-settings messaging\n"
-        "set-settings user-agent \"IMS_USER_AGENT=Kel UA/1.0\"\nget-settings user-agent\n"
-        "set-settings ims-service VOLTE_ENABLED=true CALL_MODE_PREFERENCE=2\nget-settings ims-service\n"
-        "watch ims-service\nset-settings ims-service RTT_ENABLED=true\nwait change ims-service\n"
-        "modem token-request FCM_TOKEN TOKEN_EXPIRED 7\nwait token-request\n"
-        "set-app-token fcm:token-1\ntoken-fetch-status last FCM_TOKEN SUCCESS\nmodem show-config\n"
-        "uce-status --mask 0xd\nuce-status --mask 0x5\n");
+// The main job's session script, run as it ships (the service and the modem
+// inside the client) and across the three processes: each succeeds, shows
+// every step of the story in order, and they print the same.
+TEST_F(ThreeProcessesTest, MainJobSession_TellsTheWholeStoryAndAcrossProcessesPrintsTheSame) {
+    const std::string script = SESSIONS_DIR "/main-job.rcs";
+    ToolResult r = runTool({"--script", script});
+    ASSERT_EQ(0, r.exitCode) << r.err << r.out;
+    EXPECT_EQ("", r.err);
+    const std::vector<std::string> story = {
+        "[slot 2] RCS configuration object created (factory 1.1)",
+        "[slot 1] RCS configuration object created at start-up (factory 1.1)",
+        "operator-autoconfig.xml: ",
+        ", sent gzip-compressed as ",
+        "[slot 1] modem has received 1 configuration document(s)",
+        "(arrived gzip-compressed)",
+        "[slot 1] get-settings PRESENCE_CONFIG -> OK",
+        "[slot 1] get-settings STANDALONE_MESSAGING_CONFIG -> OK",
+        "[slot 1] get-settings USER_AGENT_STRING -> OK",
+        "[slot 1] get-settings IMS_SERVICE_ENABLE_CONFIG -> OK",
+        "[slot 1] watch IMS_SERVICE_ENABLE_CONFIG -> OK",
+        "[slot 1] change of IMS_SERVICE_ENABLE_CONFIG:",
+        "[slot 1] listener: token requested: request 7, FCM_TOKEN, reason TOKEN_EXPIRED",
+        "[slot 1] set-app-token",
+        "[slot 1] token-fetch-status request 7 FCM_TOKEN SUCCESS -> sent",
+        "  application token: \"fcm:",
+        "[slot 1] uce-status: presence supported, options supported (platform mask 0xd)",
+        "[slot 1] uce-status: presence supported, options not supported (platform mask 0x5)",
+        "modem restarted",
+        "[slot 1] listener: reconfiguration needed",
+        "[slot 2] listener: reconfiguration needed",
+        "[slot 2] new RCS configuration object created (factory 1.1)",
+        "[slot 1] new RCS configuration object created (factory 1.1)",
+        "[slot 1] modem has received 2 configuration document(s)",
+    };
+    size_t from = 0;
+    for (const auto& step : story) {
+        size_t at = r.out.find(step, from);
+        ASSERT_NE(std::string::npos, at) << "missing or out of order: " << step << "\n" << r.out;
+        from = at;
+    }
+    EXPECT_EQ(0u, r.count("FAIL"));
+    // Two uploads, everything written and read back.
+    EXPECT_EQ(2u, r.count("set-config "));
+    EXPECT_EQ(5u, r.count("] set-settings "));
+    EXPECT_TRUE(r.has("  WIFI_CALLING_IN_ROAMING_ENABLED (404) = true"));
+    for (const char* value : {"  PUBLISH_TIMER (100) = 1200", "  CLIENT_VENDOR (304) = \"KELV\"",
+                              "  SERVICE_MASK_BY_NETWORK_ENABLED (421) = 7"}) {
+        EXPECT_TRUE(r.has(value)) << value;
+    }
+    // Only the slot the modem asked hears the token request; the modem keeps
+    // the settings over its restart.
+    EXPECT_FALSE(r.has("[slot 2] listener: token requested"));
+    EXPECT_EQ(2u, r.count("  IMS_USER_AGENT (200) = \"Kelvale KV-9/KV9.2026.11"));
+
     ToolResult across = runTool(attached({"--script", script}));
     ASSERT_EQ(0, across.exitCode) << across.err << across.out;
-
-    // The same script with the service inside the client, on a fresh modem.
-    const std::string otherSocket = mDir.path() + "/modem2.sock";
-    ModemDaemon otherModem(otherSocket);
-    ASSERT_TRUE(otherModem.start());
-    ToolResult inProcess = runTool({"--modem-socket", otherSocket, "--script", script});
-    ASSERT_EQ(0, inProcess.exitCode) << inProcess.err << inProcess.out;
-
-    EXPECT_EQ(normalised(inProcess.out), normalised(across.out));
     EXPECT_EQ("", across.err);
-    for (const char* line : {"[slot 1] modem has received 2 configuration document(s)",
-                             "[slot 1] change of IMS_SERVICE_ENABLE_CONFIG:",
-                             "[slot 1] listener: token requested: request 7, FCM_TOKEN, reason TOKEN_EXPIRED",
-                             "(platform mask 0x5)"}) {
-        EXPECT_TRUE(across.has(line)) << line << "\n" << across.out;
-    }
+    EXPECT_EQ(normalised(r.out), normalised(across.out));
 }
 
 TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOthersAreServed) {

@@ -21,7 +21,6 @@ namespace clitest {
 namespace daemontest {
 namespace {
 
-constexpr int kWaitMs = 20000;
 const std::string kServing = "rcsconfig-service: serving in registry";
 
 bool pathExists(const std::string& path) {

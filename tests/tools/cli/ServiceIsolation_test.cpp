@@ -23,14 +23,12 @@
 namespace clitest {
 namespace {
 
-constexpr int kIsolationWaitMs = 20000;
-
 // True once the main thread of `pid` has SIGTERM blocked (its signal
 // thread takes it) and sleeps in the kernel, which for a client of a stopped
 // service is its call; false after the time-out.
 bool waitUntilSleepingWithSignalsTaken(pid_t pid) {
     const std::string task = "/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid);
-    for (int i = 0; i < kIsolationWaitMs / 10; ++i) {
+    for (int i = 0; i < kWaitMs / 10; ++i) {
         std::ifstream status(task + "/status");
         std::string line;
         unsigned long long blocked = 0;
@@ -46,31 +44,15 @@ bool waitUntilSleepingWithSignalsTaken(pid_t pid) {
     return false;
 }
 
-class ServiceIsolationTest : public ::testing::Test {
+class ServiceIsolationTest : public ServiceProcessesTest {
 protected:
     void SetUp() override {
-        ASSERT_FALSE(mDir.path().empty());
-        ASSERT_TRUE(mModem.start());
-        mService = std::make_unique<BackgroundTool>(
-                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
-        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kIsolationWaitMs, 1, true))
-                << mService->sofar().err;
+        ASSERT_NO_FATAL_FAILURE(ServiceProcessesTest::SetUp());
         ASSERT_TRUE(android::hardware::host::useServiceRegistry(mRegistry));
         mFactory = vendor::kel::ims::factory::V1_1::IImsFactory::getService("default");
         ASSERT_NE(nullptr, mFactory.get());
     }
 
-    std::vector<std::string> attached(std::vector<std::string> more) const {
-        std::vector<std::string> args{"--service", "--registry", mRegistry};
-        args.insert(args.end(), more.begin(), more.end());
-        return args;
-    }
-
-    TempDir mDir;
-    const std::string mModemSocket = mDir.path() + "/modem.sock";
-    const std::string mRegistry = mDir.path() + "/registry";
-    ModemDaemon mModem{mModemSocket};
-    std::unique_ptr<BackgroundTool> mService;
     android::sp<vendor::kel::ims::factory::V1_1::IImsFactory> mFactory;
 };
 
@@ -90,7 +72,7 @@ TEST_F(ServiceIsolationTest, DebugIntoAPipeNobodyReads_FailsThatDumpAndTheServic
     native_handle_close(native);
     native_handle_delete(native);
 
-    EXPECT_TRUE(mService->waitFor("ImsFactory debug: write failed: Broken pipe", kIsolationWaitMs, 2, true))
+    EXPECT_TRUE(mService->waitFor("ImsFactory debug: write failed: Broken pipe", kWaitMs, 2, true))
             << mService->sofar().err;
     ToolResult next = runTool(attached({"get-settings", "presence"}));
     EXPECT_EQ(0, next.exitCode) << next.err;
@@ -105,7 +87,7 @@ TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClien
     // wait can end well only if that client's calls are served meanwhile.
     std::string answer, waitError;
     std::thread waiter([&] {
-        clientkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kIsolationWaitMs)},
+        clientkit::callDebug(mFactory, {"wait-registrations", std::to_string(next), std::to_string(kWaitMs)},
                            &answer, &waitError);
     });
     ToolResult other = runTool(attached({"--script", "-"}), "watch presence\n");

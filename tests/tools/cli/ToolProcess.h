@@ -5,11 +5,13 @@
 #ifndef TESTS_TOOLS_CLI_TOOL_PROCESS_H
 #define TESTS_TOOLS_CLI_TOOL_PROCESS_H
 
+#include <memory>
 #include <string>
 #include <sys/types.h>
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <hostsync/Mutex.h>
 
 #include "testkit/ModemDaemonProcess.h"
@@ -88,6 +90,40 @@ class ModemDaemon : public testkit::ModemDaemonProcess {
 public:
     explicit ModemDaemon(const std::string& socketPath)
         : ModemDaemonProcess(MCX_MODEMD_PATH, socketPath) {}
+};
+
+// How long a test waits for a line of another process or a state it shows.
+constexpr int kWaitMs = 20000;
+
+// The modem and the service, each in a process of its own, with sockets and
+// a registry folder nobody else uses; clients attach with attached().
+class ServiceProcessesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_FALSE(mDir.path().empty());
+        ASSERT_TRUE(mModem.start());
+        startService();
+    }
+
+    void startService() {
+        mService = std::make_unique<BackgroundTool>(
+                std::vector<std::string>{"--modem-socket", mModemSocket, "--registry", mRegistry}, RCS_SERVICE_PATH);
+        ASSERT_TRUE(mService->waitFor("rcsconfig-service: serving in registry", kWaitMs, 1, true))
+                << mService->sofar().err;
+    }
+
+    // The client's arguments for this service, then `more`.
+    std::vector<std::string> attached(std::vector<std::string> more = {}) const {
+        std::vector<std::string> args{"--service", "--registry", mRegistry};
+        args.insert(args.end(), more.begin(), more.end());
+        return args;
+    }
+
+    TempDir mDir;
+    const std::string mModemSocket = mDir.path() + "/modem.sock";
+    const std::string mRegistry = mDir.path() + "/registry";
+    ModemDaemon mModem{mModemSocket};
+    std::unique_ptr<BackgroundTool> mService;
 };
 
 }  // namespace clitest

@@ -144,6 +144,14 @@ sp<IBase> ClientSession::lookUpFactory() const {
     return F1_1::IImsFactory::getService(mOptions.serviceName);
 }
 
+int ClientSession::servingPid() const {
+    const std::string descriptor = std::string("vendor.kel.ims.factory@") + factoryVersion() + "::IImsFactory";
+    for (const auto& entry : android::hardware::host::listServices(mRegistryDir)) {
+        if (entry.descriptor == descriptor && entry.instance == mOptions.serviceName) return entry.pid;
+    }
+    return 0;
+}
+
 sp<IBase> ClientSession::waitForFactory() {
     sp<IBase> factory;
     PatientWait wait(mNotices, mOptions.timeout,
@@ -184,9 +192,19 @@ bool ClientSession::connect(std::string* error) {
         return false;
     }
     if (factory == nullptr) {
-        *error = std::string("no IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +
-                 "\" service was registered in " + mRegistryDir + " within " +
-                 std::to_string(mOptions.timeout.count() / 1000) + " s";
+        const std::string within = " within " + std::to_string(mOptions.timeout.count() / 1000) + " s";
+        const int pid = mOptions.attach ? servingPid() : 0;
+        if (pid != 0) {
+            // Registered and alive, but its look-up was not answered in time:
+            // a service that hangs (stopped in a debugger, or stuck) is not
+            // a missing one.
+            *error = std::string("the IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +
+                     "\" service in " + mRegistryDir + " (process " + std::to_string(pid) +
+                     ") did not answer" + within;
+        } else {
+            *error = std::string("no IImsFactory ") + factoryVersion() + " \"" + mOptions.serviceName +
+                     "\" service was registered in " + mRegistryDir + within;
+        }
         return false;
     }
     if (mOptions.attach) {

@@ -158,6 +158,8 @@ private:
     android::sp<::android::hidl::base::V1_0::IBase> lookUpFactory() const;
     // Attached: the factory once registered, null after the time-out or a stop.
     android::sp<::android::hidl::base::V1_0::IBase> waitForFactory();
+    // The process the registry names for the factory, 0 when none. Main thread.
+    int servingPid() const;
     // The service of connection `generation` died; any thread.
     void onServiceDied(uint64_t generation);
     // The listener of `slot` heard that the modem came back; runtime thread.

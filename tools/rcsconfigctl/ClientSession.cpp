@@ -243,16 +243,25 @@ void ClientSession::onServiceDied(uint64_t generation) {
     }
 }
 
+namespace {
+
+// Files `wait` in `waits`, forgetting the waits that have ended first, so a
+// long session stays small.
+void addWait(std::vector<std::weak_ptr<AbandonableWait>>* waits, const std::shared_ptr<AbandonableWait>& wait) {
+    waits->erase(std::remove_if(waits->begin(), waits->end(),
+                                [](const std::weak_ptr<AbandonableWait>& w) { return w.expired(); }),
+                 waits->end());
+    waits->push_back(wait);
+}
+
+}  // namespace
+
 void ClientSession::abandonOnDeath(const std::shared_ptr<AbandonableWait>& wait) {
     if (!mOptions.attach) return;
     {
         hostsync::MutexLock lock(mWaitsLock);
         if (!mDead.load()) {
-            // Forget the waits that have ended, so a long session stays small.
-            mWaits.erase(std::remove_if(mWaits.begin(), mWaits.end(),
-                                        [](const std::weak_ptr<AbandonableWait>& w) { return w.expired(); }),
-                         mWaits.end());
-            mWaits.push_back(wait);
+            addWait(&mWaits, wait);
             return;
         }
     }
@@ -312,11 +321,7 @@ void ClientSession::abandonOnReconfig(int slot, const std::shared_ptr<Abandonabl
     {
         hostsync::MutexLock lock(mWaitsLock);
         if (mStale.count(slot) == 0) {
-            auto& waits = mSlotWaits[slot];
-            waits.erase(std::remove_if(waits.begin(), waits.end(),
-                                       [](const std::weak_ptr<AbandonableWait>& w) { return w.expired(); }),
-                        waits.end());
-            waits.push_back(wait);
+            addWait(&mSlotWaits[slot], wait);
             return;
         }
     }

@@ -57,14 +57,23 @@ private:
     std::vector<T> mItems GUARDED_BY(mLock);
 };
 
-class SetConfigCb : public V2_0::ISetConfigCb {
-public:
-    Return<void> setConfigResponse(V2_0::RequestStatus status) override {
-        responses.add(status);
-        return Void();
+// A client object with one method, which records the argument it gets.
+#define SERVICETEST_RECORDER(Name, Interface, method, Param, Value, member) \
+    class Name : public Interface {                                        \
+    public:                                                                \
+        Return<void> method(Param value) override {                        \
+            member.add(value);                                             \
+            return Void();                                                 \
+        }                                                                  \
+        Calls<Value> member;                                               \
     }
-    Calls<V2_0::RequestStatus> responses;
-};
+
+SERVICETEST_RECORDER(SetConfigCb, V2_0::ISetConfigCb, setConfigResponse, V2_0::RequestStatus, V2_0::RequestStatus,
+                     responses);
+SERVICETEST_RECORDER(SettingsChangeCb, V2_0::ISettingsChangeCb, onSettingsChanged, const V2_0::SettingsData&,
+                     V2_0::SettingsData, changes);
+SERVICETEST_RECORDER(UceListener, V2_0::IRcsServiceStatusListener, onUceStatus, const V2_0::UceStatus&,
+                     V2_0::UceStatus, statuses);
 
 struct GetSettingsResponse {
     V2_0::RequestStatus status;
@@ -79,24 +88,6 @@ public:
         return Void();
     }
     Calls<GetSettingsResponse> responses;
-};
-
-class SettingsChangeCb : public V2_0::ISettingsChangeCb {
-public:
-    Return<void> onSettingsChanged(const V2_0::SettingsData& data) override {
-        changes.add(data);
-        return Void();
-    }
-    Calls<V2_0::SettingsData> changes;
-};
-
-class UceListener : public V2_0::IRcsServiceStatusListener {
-public:
-    Return<void> onUceStatus(const V2_0::UceStatus& status) override {
-        statuses.add(status);
-        return Void();
-    }
-    Calls<V2_0::UceStatus> statuses;
 };
 
 class Listener_2_0 : public V2_0::IRcsConfigListener {

@@ -35,6 +35,7 @@ namespace F1_0 = ::vendor::kel::ims::factory::V1_0;
 namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
 constexpr std::chrono::seconds kWait(10);
+using StatusCode = F1_0::IImsFactory::StatusCode;
 
 class ServiceFixture : public ::testing::Test {
 protected:
@@ -63,16 +64,32 @@ protected:
 
     // Creates through createRcsConfig_1_1 and waits until the slot is subscribed.
     sp<V2_1::IRcsConfig> create(uint32_t slot, const sp<V2_1::IRcsConfigListener>& listener) {
-        F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::NOT_SUPPORTED;
-        sp<V2_1::IRcsConfig> config;
-        factory->createRcsConfig_1_1(slot, listener,
-                                     [&](F1_0::IImsFactory::StatusCode s, const sp<V2_1::IRcsConfig>& c) {
-                                         status = s;
-                                         config = c;
-                                     });
-        EXPECT_EQ(status, F1_0::IImsFactory::StatusCode::SUCCESS);
+        auto created = create_1_1(factory, slot, listener);
+        EXPECT_EQ(created.status, StatusCode::SUCCESS);
         host->waitUntilIdle();
-        return config;
+        return created.config;
+    }
+
+    // What one createRcsConfig or createRcsConfig_1_1 call answered.
+    template <typename Config>
+    struct Created {
+        StatusCode status = StatusCode::NOT_SUPPORTED;
+        sp<Config> config;
+    };
+    // What the creation that `call` makes with the answer callback it is given answered.
+    template <typename Config, typename Call>
+    static Created<Config> answerOf(Call call) {
+        Created<Config> out;
+        call([&](StatusCode s, const sp<Config>& c) { out = {s, c}; });
+        return out;
+    }
+    static Created<V2_0::IRcsConfig> create_1_0(const sp<F1_0::IImsFactory>& through, uint32_t slot,
+                                                const sp<V2_0::IRcsConfigListener>& listener) {
+        return answerOf<V2_0::IRcsConfig>([&](auto answer) { through->createRcsConfig(slot, listener, answer); });
+    }
+    static Created<V2_1::IRcsConfig> create_1_1(const sp<F1_1::IImsFactory>& through, uint32_t slot,
+                                                const sp<V2_1::IRcsConfigListener>& listener) {
+        return answerOf<V2_1::IRcsConfig>([&](auto answer) { through->createRcsConfig_1_1(slot, listener, answer); });
     }
 
     // Takes the IMS Settings service down and waits until the service saw it.
@@ -93,6 +110,33 @@ protected:
     std::unique_ptr<rcsservice::RcsServiceHost> host;  // destroyed before the capture
     sp<F1_1::IImsFactory> factory;
 };
+
+// Fails the test for each of `expected` that `text` (a dump) does not contain.
+inline void expectContains(const std::string& text, std::initializer_list<const char*> expected) {
+    for (const char* line : expected) EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
+}
+
+// An object's filed callbacks, "recipients/wrappers" by kind (UCE status: recipients).
+inline std::string filedOf(const sp<V2_1::IRcsConfig>& config) {
+    RcsConfig::Filed f = static_cast<RcsConfig*>(config.get())->filed();
+    return "set " + std::to_string(f.setConfigRecipients) + "/" + std::to_string(f.setConfigWrappers) + ", get " +
+           std::to_string(f.getSettingsRecipients) + "/" + std::to_string(f.getSettingsWrappers) + ", change " +
+           std::to_string(f.settingsChangeRecipients) + "/" + std::to_string(f.settingsChangeWrappers) + ", uce " +
+           std::to_string(f.uceStatusRecipients);
+}
+
+inline V2_0::Container containerOf(std::vector<uint8_t> document, bool compressed = false) {
+    V2_0::Container container;
+    container.isCompressed = compressed;
+    container.config = std::move(document);
+    return container;
+}
+
+// How many pairs a settings record carries.
+inline size_t pairCount(const V2_0::SettingsData& data) {
+    return data.settingsValues.intData.size() + data.settingsValues.boolData.size() +
+           data.settingsValues.stringData.size();
+}
 
 // A settings record with the given pairs.
 inline V2_0::SettingsData settingsOf(V2_0::SettingsId id, std::vector<V2_0::KeyValuePairTypeInt> ints,

@@ -1,15 +1,8 @@
 // Creation through both factory versions, the listeners' notices and the
 // clean-up of dead clients, end to end.
 #include <android/log.h>
-#include <gtest/gtest.h>
 
-#include <hidl/HidlTesting.h>
-#include <hostsync/Mutex.h>
-#include <unistd.h>
-
-#include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "ServiceFixture.h"
 

@@ -1,14 +1,8 @@
 // The service host's start and stop, and the state dump that the factories'
 // debug() writes.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <thread>
-
-#include <hidl/HidlTesting.h>
 
 #include "ImsFactory.h"
 #include "ServiceFixture.h"

@@ -1,11 +1,6 @@
 // Every IRcsConfig request end to end: service host, embedded modem emulator,
 // client callback objects in "another process".
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "ServiceFixture.h"
 #include "support/ModemTestUtil.h"

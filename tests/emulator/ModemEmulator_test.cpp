@@ -130,32 +130,27 @@ TEST_F(ModemEmulatorTest, SupportedMessages_ListCarrierConfigOnlyWhenEnabled) {
     EXPECT_FALSE(supported());
 }
 
-TEST_F(ModemEmulatorTest, Requests_WithWrongLengthOrUnknownIdOrClosedConnection_AreRefused) {
+TEST_F(ModemEmulatorTest, Requests_WithWrongLengthIdSubscriptionOrConnection_AreRefused) {
     uint64_t c = imss();
     uint8_t buf[8] = {};
     EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 3).status, MCX_ERR_REQ_LENGTH);
     EXPECT_EQ(modem.request(c, 0x55, buf, 4).status, MCX_ERR_INVALID_ARG);
     EXPECT_EQ(modem.request(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01, buf, 8).status, MCX_ERR_INVALID_ARG);
+    // An unknown subscription fails in the answer's header.
+    for (int32_t sub : {2, 1}) {
+        ims_settings_bind_subscription_req_msg_v01 bind{sub};
+        auto resp = as<ims_settings_bind_subscription_resp_msg_v01>(
+            send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
+        EXPECT_EQ(resp.resp.result, sub == 2 ? mcxemu::kResultFailure : 0);
+        EXPECT_EQ(resp.resp.error, sub == 2 ? mcxemu::kErrorInvalidArgument : 0);
+        EXPECT_EQ(resp.common_resp_valid, sub == 2 ? 0 : 1);
+    }
     modem.disconnect(c);
     EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
     EXPECT_EQ(modem.request(999, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
     // Every request reaches the log, the refused ones too.
-    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 1u);
-    EXPECT_EQ(modem.requests().size(), 3u);
-}
-
-TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
-    uint64_t c = imss();
-    ims_settings_bind_subscription_req_msg_v01 bind{2};
-    auto resp = as<ims_settings_bind_subscription_resp_msg_v01>(
-        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
-    EXPECT_EQ(resp.resp.result, mcxemu::kResultFailure);
-    EXPECT_EQ(resp.resp.error, mcxemu::kErrorInvalidArgument);
-    bind.subscription = 1;
-    resp = as<ims_settings_bind_subscription_resp_msg_v01>(
-        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
-    EXPECT_EQ(resp.resp.result, 0);
-    EXPECT_EQ(resp.common_resp_valid, 1);
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 3u);
+    EXPECT_EQ(modem.requests().size(), 5u);
 }
 
 TEST_F(ModemEmulatorTest, SettingsWrite_StoresValidFlaggedFieldsPerSubscription_AndReadReturnsThem) {
@@ -287,24 +282,48 @@ TEST_F(ModemEmulatorTest, Upload_WholeDocuments_GetTheirVerdict) {
     EXPECT_TRUE(modem.receivedConfigs(0).empty());
 }
 
-TEST_F(ModemEmulatorTest, Upload_OutOfOrderOrChangedCount_IsRejectedWithItsReason) {
+// Uploads that break off get the verdict of their reason, and none is kept.
+// A segment refused in its seg_status, for its length or by a fault, ends the
+// upload too: the next segment is out of order.
+TEST_F(ModemEmulatorTest, Upload_BrokenOffOrRefusedSegment_IsRejectedWithItsReason) {
     uint64_t c = imss(0);
     auto doc = imstest::patternBytes(5000);
-    ASSERT_EQ(segment(c, 9, 2, 3, false, doc, 2000).status, 0);
-    EXPECT_EQ(lastConfigStatus(c, 9), mcxemu::kConfigOutOfOrder);
-
-    segment(c, 10, 1, 3, false, doc, 0);
-    segment(c, 10, 3, 3, false, doc, 4000);
-    EXPECT_EQ(lastConfigStatus(c, 10), mcxemu::kConfigOutOfOrder);
-
-    segment(c, 11, 1, 3, false, doc, 0);
-    segment(c, 11, 2, 2, false, doc, 2000);
-    EXPECT_EQ(lastConfigStatus(c, 11), mcxemu::kConfigCountMismatch);
-
-    segment(c, 12, 1, 2, false, doc, 0);
-    segment(c, 12, 2, 2, true, doc, 2000);
-    EXPECT_EQ(lastConfigStatus(c, 12), mcxemu::kConfigMixedEncoding);
+    struct Segment {
+        uint8_t seq, count;
+        bool gzipped;
+    };
+    const std::pair<std::vector<Segment>, int32_t> broken[] = {
+        {{{2, 3, false}}, mcxemu::kConfigOutOfOrder},
+        {{{1, 3, false}, {3, 3, false}}, mcxemu::kConfigOutOfOrder},
+        {{{1, 3, false}, {2, 2, false}}, mcxemu::kConfigCountMismatch},
+        {{{1, 2, false}, {2, 2, true}}, mcxemu::kConfigMixedEncoding},
+    };
+    uint8_t token = 9;
+    for (const auto& [segments, verdict] : broken) {
+        for (const Segment& g : segments) segment(c, token, g.seq, g.count, g.gzipped, doc, (g.seq - 1) * 2000);
+        EXPECT_EQ(lastConfigStatus(c, token), verdict) << int(token);
+        ++token;
+    }
     EXPECT_TRUE(modem.receivedConfigs(0).empty());
+
+    for (uint32_t badLength : {2001u, 0u}) {
+        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+        seg.seq_num = 1;
+        seg.seg_count = 1;
+        seg.config_len = badLength;
+        auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+            send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
+        EXPECT_EQ(resp.seg_status_valid, 1);
+        EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
+    }
+    ASSERT_EQ(segment(c, token, 1, 3, false, doc, 0).status, 0);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, {Kind::SegStatus, 0, 0, 2});
+    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+        segment(c, token, 2, 3, false, doc, 2000).response);
+    EXPECT_EQ(resp.seg_status_valid, 1);
+    EXPECT_EQ(resp.seg_status, 2u);
+    segment(c, token, 3, 3, false, doc, 4000);
+    EXPECT_EQ(lastConfigStatus(c, token), mcxemu::kConfigOutOfOrder);
 }
 
 TEST_F(ModemEmulatorTest, AcsToken_AndTokenStatus_AreStoredPerSubscription) {
@@ -422,7 +441,7 @@ TEST_F(ModemEmulatorTest, Restart_LosesConnectionsAndUploads_KeepsStoredState) {
     EXPECT_EQ(lastConfigStatus(again, 1), mcxemu::kConfigOutOfOrder);
 }
 
-TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
+TEST_F(ModemEmulatorTest, Faults_FailDelayOrDropTheNamedMessageTheGivenNumberOfTimes) {
     uint64_t c = imss();
     ims_settings_bind_subscription_req_msg_v01 bind{0};
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {}, 2);
@@ -445,35 +464,8 @@ TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
     EXPECT_EQ(modem.storedSettings(0, 0)[0], 1) << "a delayed write still takes effect";
     modem.clearFaults();
     EXPECT_EQ(modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size()).delayMs, 0u);
-}
 
-// A segment refused in its seg_status, for its length or by a fault, ends the
-// upload: the next segment is out of order.
-TEST_F(ModemEmulatorTest, Upload_RefusedSegment_IsReportedInSegStatusAndAbandonsTheUpload) {
-    uint64_t c = imss(0);
-    auto doc = imstest::patternBytes(5000);
-    for (uint32_t badLength : {2001u, 0u}) {
-        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
-        seg.seq_num = 1;
-        seg.seg_count = 1;
-        seg.config_len = badLength;
-        auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-            send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
-        EXPECT_EQ(resp.seg_status_valid, 1);
-        EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
-    }
-    ASSERT_EQ(segment(c, 8, 1, 3, false, doc, 0).status, 0);
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, {Kind::SegStatus, 0, 0, 2});
-    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-        segment(c, 8, 2, 3, false, doc, 2000).response);
-    EXPECT_EQ(resp.seg_status_valid, 1);
-    EXPECT_EQ(resp.seg_status, 2u);
-    segment(c, 8, 3, 3, false, doc, 4000);
-    EXPECT_EQ(lastConfigStatus(c, 8), mcxemu::kConfigOutOfOrder);
-}
-
-TEST_F(ModemEmulatorTest, IndicationFaults_DropOrResizeTheNextIndications) {
-    uint64_t c = imss(0);
+    // Indication faults drop or resize the next indications.
     modem.dropIndication(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
     modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01, 6);
     upload(c, 1, imstest::patternBytes(10), false);
@@ -486,7 +478,7 @@ TEST_F(ModemEmulatorTest, IndicationFaults_DropOrResizeTheNextIndications) {
     EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1].data).ref_num, 3);
 }
 
-TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
+TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueriesAndTheHelpListsThemAll) {
     std::string reply;
     EXPECT_TRUE(mcxemu::runControlCommand(modem, "fail imss 0x98 result 1 3 2", &reply));
     uint64_t c = imss();
@@ -510,15 +502,13 @@ TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
     }
     EXPECT_FALSE(mcxemu::runControlCommand(modem, "ind-length imss", &reply));
     EXPECT_EQ("usage: ind-length <svc> <msg> <length> [count]", reply);
-}
 
-TEST_F(ModemEmulatorTest, ControlHelp_ListsEveryControlWithAnExampleTheModemAccepts) {
+    // The help lists every control with an example that the modem accepts.
     std::string help;
     ASSERT_TRUE(mcxemu::runControlCommand(modem, "help", &help));
     for (const auto& control : mcxemu::controlCommands()) {
         EXPECT_NE(std::string::npos, help.find(std::string("\n  ") + control.verb)) << control.verb;
         EXPECT_NE(std::string::npos, help.find(std::string("e.g. ") + control.example)) << control.verb;
-        std::string reply;
         EXPECT_TRUE(mcxemu::runControlCommand(modem, control.example, &reply)) << control.example << ": " << reply;
     }
 }

@@ -362,44 +362,12 @@ protected:
     }
 };
 
-TEST_F(ModemDaemonTest, DaemonKilledMidSession_ClientSeesServiceLossThenItsReturn) {
-    McxObserved watch, errors;
-    mcx_client_type notifier = nullptr;
-    ASSERT_EQ(mcx_client_notifier_init(imssObject(), nullptr, &notifier), MCX_NO_ERR);
-    ASSERT_EQ(mcx_client_register_notify_cb(notifier, McxObserved::notifyCb, &watch), MCX_NO_ERR);
-    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 1; }));
-
-    mcx_client_type h = openMcxClient(imssObject());
-    ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &errors), MCX_NO_ERR);
-    ASSERT_EQ(bindSettings(h, 1), MCX_NO_ERR);
-
-    daemon.kill();
-    ASSERT_TRUE(errors.waitUntil([](const Seen& s) { return !s.errors.empty(); }));
-    EXPECT_EQ(errors.snapshot().errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
-    EXPECT_EQ(bindSettings(h, 1), MCX_ERR_SERVICE_GONE);
-    mcx_service_info info;
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
-    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 2; }));
-    EXPECT_EQ(watch.snapshot().notifyEvents.at(1), MCX_CLIENT_SERVICE_COUNT_DEC);
-
-    // A new daemon on the same socket is the service coming back.
-    ASSERT_TRUE(daemon.start());
-    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 3; }));
-    EXPECT_EQ(watch.snapshot().notifyEvents.at(2), MCX_CLIENT_SERVICE_COUNT_INC);
-    mcx_client_type again = openMcxClient(imssObject());
-    EXPECT_EQ(bindSettings(again, 0), MCX_NO_ERR);
-    EXPECT_EQ(errors.snapshot().errors.size(), 1u);
-
-    mcx_client_release(h);
-    mcx_client_release(again);
-    mcx_client_release(notifier);
-}
-
 // The client process keeps its library while the daemon is killed and started
-// again on the same socket, over and over; each time the connections of the
-// new daemon must work. A client releases its handles as soon as it hears the
-// service went down, racing the library's own news of the lost connections.
-TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEveryTime) {
+// again on the same socket, over and over. A connection kept over the first
+// restart fails from the loss on; each time the connections of the new daemon
+// must work. A client releases its handles as soon as it hears the service
+// went down, racing the library's own news of the lost connections.
+TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_KeptConnectionFailsNewOnesWorkEveryTime) {
     struct Watch : McxObserved {
         hostsync::Mutex lock;
         std::vector<mcx_client_type> open GUARDED_BY(lock);
@@ -419,6 +387,24 @@ TEST_F(ModemDaemonTest, DaemonKilledAndRestartedRepeatedly_NewConnectionsWorkEve
     ASSERT_EQ(mcx_client_notifier_init(imssObject(), nullptr, &notifier), MCX_NO_ERR);
     ASSERT_EQ(mcx_client_register_notify_cb(notifier, onChange, &watch), MCX_NO_ERR);
     ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 1; }));
+
+    McxObserved errors;
+    mcx_client_type kept = openMcxClient(imssObject());
+    ASSERT_EQ(mcx_client_register_error_cb(kept, McxObserved::errorCb, &errors), MCX_NO_ERR);
+    ASSERT_EQ(bindSettings(kept, 1), MCX_NO_ERR);
+    daemon.kill();
+    ASSERT_TRUE(errors.waitUntil([](const Seen& s) { return !s.errors.empty(); }));
+    EXPECT_EQ(errors.snapshot().errors, std::vector<int>{MCX_ERR_SERVICE_GONE});
+    EXPECT_EQ(bindSettings(kept, 1), MCX_ERR_SERVICE_GONE);
+    mcx_service_info info;
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 2; }));
+    ASSERT_TRUE(daemon.start());  // the service coming back
+    ASSERT_TRUE(watch.waitUntil([](const Seen& s) { return s.notifyEvents.size() == 3; }));
+    EXPECT_EQ(watch.snapshot().notifyEvents,
+              (std::vector<int>{MCX_CLIENT_SERVICE_COUNT_INC, MCX_CLIENT_SERVICE_COUNT_DEC, MCX_CLIENT_SERVICE_COUNT_INC}));
+    EXPECT_EQ(errors.snapshot().errors.size(), 1u);
+    mcx_client_release(kept);
 
     const char* env = getenv("MCX_RESTART_CYCLES");
     const int cycles = env != nullptr ? std::max(1, atoi(env)) : 40;

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <map>
+#include <string>
 
 #include "emulator/ModemControl.h"
 #include "ims_application_service_v01.h"
@@ -18,33 +21,23 @@ using mcxemu::ModemEmulator;
 using mcxemu::ModemReply;
 using Kind = mcxemu::MessageFault::Kind;
 
-struct Pushed {
-    enum Kind { State, Indication, Lost } kind;
-    uint64_t connId;
-    uint32_t value;  // service id or message id
-    bool up;
-    std::vector<uint8_t> data;
-};
-
+// What the emulator pushed: service states and lost connections as lines,
+// indications by connection and message.
 class RecordingSink : public mcx::ModemListener {
 public:
     void onServiceState(uint32_t serviceId, bool up) override {
-        events.push_back({Pushed::State, 0, serviceId, up, {}});
+        events.push_back((up ? "up " : "down ") + std::to_string(serviceId));
     }
     void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override {
-        events.push_back({Pushed::Indication, connId, msgId, false, std::move(data)});
+        received[{connId, msgId}].push_back(std::move(data));
     }
-    void onConnectionLost(uint64_t connId) override {
-        events.push_back({Pushed::Lost, connId, 0, false, {}});
+    void onConnectionLost(uint64_t connId) override { events.push_back("lost " + std::to_string(connId)); }
+    std::vector<std::vector<uint8_t>> indications(uint64_t connId, uint32_t msgId) {
+        return received[{connId, msgId}];
     }
-    std::vector<Pushed> indications(uint64_t connId, uint32_t msgId) const {
-        std::vector<Pushed> out;
-        for (const auto& e : events) {
-            if (e.kind == Pushed::Indication && e.connId == connId && e.value == msgId) out.push_back(e);
-        }
-        return out;
-    }
-    std::vector<Pushed> events;
+    size_t count(const std::string& event) const { return std::count(events.begin(), events.end(), event); }
+    std::vector<std::string> events;
+    std::map<std::pair<uint64_t, uint32_t>, std::vector<std::vector<uint8_t>>> received;
 };
 
 template <typename T>
@@ -104,7 +97,7 @@ protected:
     int32_t lastConfigStatus(uint64_t conn, uint8_t token) {
         auto inds = sink.indications(conn, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
         if (inds.empty()) return -1;
-        auto ind = as<ims_settings_carrier_config_status_ind_msg_v01>(inds.back().data);
+        auto ind = as<ims_settings_carrier_config_status_ind_msg_v01>(inds.back());
         EXPECT_EQ(ind.ref_num, token);
         return ind.config_status;
     }
@@ -221,7 +214,7 @@ TEST_F(ModemEmulatorTest, SettingsWrite_NotifiesRegisteredConnectionsOfTheSameSu
 
     auto got = sink.indications(watcher, ua.ind_msg_id);
     ASSERT_EQ(got.size(), 1u);
-    EXPECT_EQ(got[0].data, write);
+    EXPECT_EQ(got[0], write);
     EXPECT_TRUE(sink.indications(unregistered, ua.ind_msg_id).empty());
     EXPECT_TRUE(sink.indications(otherSub, ua.ind_msg_id).empty());
     EXPECT_TRUE(sink.indications(writer, ua.ind_msg_id).empty());
@@ -396,7 +389,7 @@ TEST_F(ModemEmulatorTest, TokenRequest_GoesToRegisteredImsaConnectionsOfTheSubsc
     // The fields themselves are checked where the application client decodes them.
     auto got = sink.indications(wanted, IMSA_CONFIG_TOKEN_REQUEST_IND_V01);
     ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(as<imsa_config_token_request_ind_msg_v01>(got[0].data).request_id, 99);
+    EXPECT_EQ(as<imsa_config_token_request_ind_msg_v01>(got[0]).request_id, 99);
     EXPECT_TRUE(sink.indications(unregistered, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
     EXPECT_TRUE(sink.indications(otherSub, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
 
@@ -423,15 +416,12 @@ TEST_F(ModemEmulatorTest, Restart_LosesConnectionsAndUploads_KeepsStoredState) {
     EXPECT_TRUE(modem.isServiceUp(IMSA_SERVICE_ID_V01));
     modem.restart();
 
-    int lostC = 0, lostA = 0, downs = 0, ups = 0;
-    for (const auto& e : sink.events) {
-        if (e.kind == Pushed::Lost) (e.connId == c ? lostC : lostA) += (e.connId == c || e.connId == a) ? 1 : 0;
-        if (e.kind == Pushed::State) (e.up ? ups : downs)++;
+    const std::string settings = std::to_string(IMSS_SERVICE_ID_V01), app = std::to_string(IMSA_SERVICE_ID_V01);
+    for (const std::string& event : {"lost " + std::to_string(c), "lost " + std::to_string(a), "down " + settings,
+                                     "up " + settings, "down " + app, "up " + app}) {
+        EXPECT_EQ(sink.count(event), 1u) << event;
     }
-    EXPECT_EQ(lostC, 1);
-    EXPECT_EQ(lostA, 1);
-    EXPECT_EQ(downs, 2);
-    EXPECT_EQ(ups, 2);
+    EXPECT_EQ(sink.events.size(), 6u);
     EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 0u);
 
     uint64_t again = imss(0);
@@ -473,9 +463,9 @@ TEST_F(ModemEmulatorTest, Faults_FailDelayOrDropTheNamedMessageTheGivenNumberOfT
     upload(c, 3, imstest::patternBytes(10), false);
     auto inds = sink.indications(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
     ASSERT_EQ(inds.size(), 2u);
-    EXPECT_EQ(inds[0].data.size(), 6u);
-    EXPECT_EQ(inds[1].data.size(), 8u);
-    EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1].data).ref_num, 3);
+    EXPECT_EQ(inds[0].size(), 6u);
+    EXPECT_EQ(inds[1].size(), 8u);
+    EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1]).ref_num, 3);
 }
 
 TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueriesAndTheHelpListsThemAll) {

@@ -18,8 +18,8 @@ struct Field {
 };
 // One structure: its size, then the offsets of the fields named.
 #define LAYOUT(Type, size, ...) \
-    [] { using T = Type; return std::vector<Field>{{"sizeof " #Type, sizeof(T), size}, __VA_ARGS__}; }()
-#define AT(field, offset) Field{#field, offsetof(T, field), offset}
+    [] { using T = Type; return std::vector<Field>{{#Type, sizeof(T), size}, __VA_ARGS__}; }()
+#define AT(field, offset) Field{"." #field, offsetof(T, field), offset}
 
 TEST(MessageLayoutTest, FixedStructuresHaveTheModemsOffsets) {
     const std::vector<Field> layouts[] = {
@@ -44,7 +44,9 @@ TEST(MessageLayoutTest, FixedStructuresHaveTheModemsOffsets) {
                AT(request_id, 12)),
     };
     for (const auto& fields : layouts) {
-        for (const Field& f : fields) EXPECT_EQ(f.compiled, f.modem) << fields[0].name << ": " << f.name;
+        for (const Field& f : fields) {
+            EXPECT_EQ(f.compiled, f.modem) << fields[0].name << (&f == &fields[0] ? " size" : f.name);
+        }
     }
     // Mask bit 18 selects the last pair, bytes 36 and 37.
     EXPECT_EQ(1ul << IMSA_CONFIG_TOKEN_REQUEST_PAIR_V01, CONFIG_TOKEN_REQUEST_MASK);

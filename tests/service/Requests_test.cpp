@@ -164,7 +164,7 @@ TEST_F(RequestsTest, RequestsFromSeveralThreads_AreAllFiledAndAnswered) {
         });
     }
     for (auto& t : threads) t.join();
-    EXPECT_TRUE(setCb->responses.waitFor(kThreads * kPerThread));
+    ASSERT_TRUE(setCb->responses.waitFor(kThreads * kPerThread));
     EXPECT_TRUE(getCb->responses.waitFor(kThreads * kPerThread));
     EXPECT_EQ(filedOf(config), "set 100/1, get 100/1, change 0/0, uce 0");
     for (int i = 0; i < kThreads * kPerThread; ++i) EXPECT_EQ(setCb->responses.at(i), RequestStatus::OK) << i;
@@ -177,8 +177,10 @@ TEST_F(RequestsTest, ModemDown_RequestsAreRefusedTokenRequestsThrowAndTheService
 
     EXPECT_EQ(setConfigStatus(imstest::patternBytes(10), false), RequestStatus::FAIL);
     EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs config,modem service is not up"));
+
     EXPECT_EQ(setSettingsStatus(presenceSample()), RequestStatus::FAIL);
     EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent cannot set rcs settings,modem service is not up"));
+
     GetSettingsResponse read = get(SettingsId::PRESENCE_CONFIG);
     EXPECT_EQ(read.status, RequestStatus::FAIL);
     EXPECT_EQ(read.data.settingsValues.intData.size(), 0u);

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <map>
+#include <string>
 
 #include "emulator/ModemControl.h"
 #include "ims_application_service_v01.h"
@@ -18,33 +21,23 @@ using mcxemu::ModemEmulator;
 using mcxemu::ModemReply;
 using Kind = mcxemu::MessageFault::Kind;
 
-struct Pushed {
-    enum Kind { State, Indication, Lost } kind;
-    uint64_t connId;
-    uint32_t value;  // service id or message id
-    bool up;
-    std::vector<uint8_t> data;
-};
-
+// What the emulator pushed: service states and lost connections as lines,
+// indications by connection and message.
 class RecordingSink : public mcx::ModemListener {
 public:
     void onServiceState(uint32_t serviceId, bool up) override {
-        events.push_back({Pushed::State, 0, serviceId, up, {}});
+        events.push_back((up ? "up " : "down ") + std::to_string(serviceId));
     }
     void onIndication(uint64_t connId, uint32_t msgId, std::vector<uint8_t> data) override {
-        events.push_back({Pushed::Indication, connId, msgId, false, std::move(data)});
+        received[{connId, msgId}].push_back(std::move(data));
     }
-    void onConnectionLost(uint64_t connId) override {
-        events.push_back({Pushed::Lost, connId, 0, false, {}});
+    void onConnectionLost(uint64_t connId) override { events.push_back("lost " + std::to_string(connId)); }
+    std::vector<std::vector<uint8_t>> indications(uint64_t connId, uint32_t msgId) {
+        return received[{connId, msgId}];
     }
-    std::vector<Pushed> indications(uint64_t connId, uint32_t msgId) const {
-        std::vector<Pushed> out;
-        for (const auto& e : events) {
-            if (e.kind == Pushed::Indication && e.connId == connId && e.value == msgId) out.push_back(e);
-        }
-        return out;
-    }
-    std::vector<Pushed> events;
+    size_t count(const std::string& event) const { return std::count(events.begin(), events.end(), event); }
+    std::vector<std::string> events;
+    std::map<std::pair<uint64_t, uint32_t>, std::vector<std::vector<uint8_t>>> received;
 };
 
 template <typename T>
@@ -104,7 +97,7 @@ protected:
     int32_t lastConfigStatus(uint64_t conn, uint8_t token) {
         auto inds = sink.indications(conn, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
         if (inds.empty()) return -1;
-        auto ind = as<ims_settings_carrier_config_status_ind_msg_v01>(inds.back().data);
+        auto ind = as<ims_settings_carrier_config_status_ind_msg_v01>(inds.back());
         EXPECT_EQ(ind.ref_num, token);
         return ind.config_status;
     }
@@ -130,32 +123,27 @@ TEST_F(ModemEmulatorTest, SupportedMessages_ListCarrierConfigOnlyWhenEnabled) {
     EXPECT_FALSE(supported());
 }
 
-TEST_F(ModemEmulatorTest, Requests_WithWrongLengthOrUnknownIdOrClosedConnection_AreRefused) {
+TEST_F(ModemEmulatorTest, Requests_WithWrongLengthIdSubscriptionOrConnection_AreRefused) {
     uint64_t c = imss();
     uint8_t buf[8] = {};
     EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 3).status, MCX_ERR_REQ_LENGTH);
     EXPECT_EQ(modem.request(c, 0x55, buf, 4).status, MCX_ERR_INVALID_ARG);
     EXPECT_EQ(modem.request(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01, buf, 8).status, MCX_ERR_INVALID_ARG);
+    // An unknown subscription fails in the answer's header.
+    for (int32_t sub : {2, 1}) {
+        ims_settings_bind_subscription_req_msg_v01 bind{sub};
+        auto resp = as<ims_settings_bind_subscription_resp_msg_v01>(
+            send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
+        EXPECT_EQ(resp.resp.result, sub == 2 ? mcxemu::kResultFailure : 0);
+        EXPECT_EQ(resp.resp.error, sub == 2 ? mcxemu::kErrorInvalidArgument : 0);
+        EXPECT_EQ(resp.common_resp_valid, sub == 2 ? 0 : 1);
+    }
     modem.disconnect(c);
     EXPECT_EQ(modem.request(c, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
     EXPECT_EQ(modem.request(999, IMSS_BIND_SUBSCRIPTION_V01, buf, 4).status, MCX_ERR_SERVICE_GONE);
     // Every request reaches the log, the refused ones too.
-    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 1u);
-    EXPECT_EQ(modem.requests().size(), 3u);
-}
-
-TEST_F(ModemEmulatorTest, Bind_ToUnknownSubscription_FailsInTheHeader) {
-    uint64_t c = imss();
-    ims_settings_bind_subscription_req_msg_v01 bind{2};
-    auto resp = as<ims_settings_bind_subscription_resp_msg_v01>(
-        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
-    EXPECT_EQ(resp.resp.result, mcxemu::kResultFailure);
-    EXPECT_EQ(resp.resp.error, mcxemu::kErrorInvalidArgument);
-    bind.subscription = 1;
-    resp = as<ims_settings_bind_subscription_resp_msg_v01>(
-        send(modem, c, IMSS_BIND_SUBSCRIPTION_V01, bind).response);
-    EXPECT_EQ(resp.resp.result, 0);
-    EXPECT_EQ(resp.common_resp_valid, 1);
+    EXPECT_EQ(modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01), 3u);
+    EXPECT_EQ(modem.requests().size(), 5u);
 }
 
 TEST_F(ModemEmulatorTest, SettingsWrite_StoresValidFlaggedFieldsPerSubscription_AndReadReturnsThem) {
@@ -226,7 +214,7 @@ TEST_F(ModemEmulatorTest, SettingsWrite_NotifiesRegisteredConnectionsOfTheSameSu
 
     auto got = sink.indications(watcher, ua.ind_msg_id);
     ASSERT_EQ(got.size(), 1u);
-    EXPECT_EQ(got[0].data, write);
+    EXPECT_EQ(got[0], write);
     EXPECT_TRUE(sink.indications(unregistered, ua.ind_msg_id).empty());
     EXPECT_TRUE(sink.indications(otherSub, ua.ind_msg_id).empty());
     EXPECT_TRUE(sink.indications(writer, ua.ind_msg_id).empty());
@@ -287,24 +275,48 @@ TEST_F(ModemEmulatorTest, Upload_WholeDocuments_GetTheirVerdict) {
     EXPECT_TRUE(modem.receivedConfigs(0).empty());
 }
 
-TEST_F(ModemEmulatorTest, Upload_OutOfOrderOrChangedCount_IsRejectedWithItsReason) {
+// Uploads that break off get the verdict of their reason, and none is kept.
+// A segment refused in its seg_status, for its length or by a fault, ends the
+// upload too: the next segment is out of order.
+TEST_F(ModemEmulatorTest, Upload_BrokenOffOrRefusedSegment_IsRejectedWithItsReason) {
     uint64_t c = imss(0);
     auto doc = imstest::patternBytes(5000);
-    ASSERT_EQ(segment(c, 9, 2, 3, false, doc, 2000).status, 0);
-    EXPECT_EQ(lastConfigStatus(c, 9), mcxemu::kConfigOutOfOrder);
-
-    segment(c, 10, 1, 3, false, doc, 0);
-    segment(c, 10, 3, 3, false, doc, 4000);
-    EXPECT_EQ(lastConfigStatus(c, 10), mcxemu::kConfigOutOfOrder);
-
-    segment(c, 11, 1, 3, false, doc, 0);
-    segment(c, 11, 2, 2, false, doc, 2000);
-    EXPECT_EQ(lastConfigStatus(c, 11), mcxemu::kConfigCountMismatch);
-
-    segment(c, 12, 1, 2, false, doc, 0);
-    segment(c, 12, 2, 2, true, doc, 2000);
-    EXPECT_EQ(lastConfigStatus(c, 12), mcxemu::kConfigMixedEncoding);
+    struct Segment {
+        uint8_t seq, count;
+        bool gzipped;
+    };
+    const std::pair<std::vector<Segment>, int32_t> broken[] = {
+        {{{2, 3, false}}, mcxemu::kConfigOutOfOrder},
+        {{{1, 3, false}, {3, 3, false}}, mcxemu::kConfigOutOfOrder},
+        {{{1, 3, false}, {2, 2, false}}, mcxemu::kConfigCountMismatch},
+        {{{1, 2, false}, {2, 2, true}}, mcxemu::kConfigMixedEncoding},
+    };
+    uint8_t token = 9;
+    for (const auto& [segments, verdict] : broken) {
+        for (const Segment& g : segments) segment(c, token, g.seq, g.count, g.gzipped, doc, (g.seq - 1) * 2000);
+        EXPECT_EQ(lastConfigStatus(c, token), verdict) << int(token);
+        ++token;
+    }
     EXPECT_TRUE(modem.receivedConfigs(0).empty());
+
+    for (uint32_t badLength : {2001u, 0u}) {
+        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
+        seg.seq_num = 1;
+        seg.seg_count = 1;
+        seg.config_len = badLength;
+        auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+            send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
+        EXPECT_EQ(resp.seg_status_valid, 1);
+        EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
+    }
+    ASSERT_EQ(segment(c, token, 1, 3, false, doc, 0).status, 0);
+    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, {Kind::SegStatus, 0, 0, 2});
+    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
+        segment(c, token, 2, 3, false, doc, 2000).response);
+    EXPECT_EQ(resp.seg_status_valid, 1);
+    EXPECT_EQ(resp.seg_status, 2u);
+    segment(c, token, 3, 3, false, doc, 4000);
+    EXPECT_EQ(lastConfigStatus(c, token), mcxemu::kConfigOutOfOrder);
 }
 
 TEST_F(ModemEmulatorTest, AcsToken_AndTokenStatus_AreStoredPerSubscription) {
@@ -377,7 +389,7 @@ TEST_F(ModemEmulatorTest, TokenRequest_GoesToRegisteredImsaConnectionsOfTheSubsc
     // The fields themselves are checked where the application client decodes them.
     auto got = sink.indications(wanted, IMSA_CONFIG_TOKEN_REQUEST_IND_V01);
     ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(as<imsa_config_token_request_ind_msg_v01>(got[0].data).request_id, 99);
+    EXPECT_EQ(as<imsa_config_token_request_ind_msg_v01>(got[0]).request_id, 99);
     EXPECT_TRUE(sink.indications(unregistered, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
     EXPECT_TRUE(sink.indications(otherSub, IMSA_CONFIG_TOKEN_REQUEST_IND_V01).empty());
 
@@ -404,15 +416,12 @@ TEST_F(ModemEmulatorTest, Restart_LosesConnectionsAndUploads_KeepsStoredState) {
     EXPECT_TRUE(modem.isServiceUp(IMSA_SERVICE_ID_V01));
     modem.restart();
 
-    int lostC = 0, lostA = 0, downs = 0, ups = 0;
-    for (const auto& e : sink.events) {
-        if (e.kind == Pushed::Lost) (e.connId == c ? lostC : lostA) += (e.connId == c || e.connId == a) ? 1 : 0;
-        if (e.kind == Pushed::State) (e.up ? ups : downs)++;
+    const std::string settings = std::to_string(IMSS_SERVICE_ID_V01), app = std::to_string(IMSA_SERVICE_ID_V01);
+    for (const std::string& event : {"lost " + std::to_string(c), "lost " + std::to_string(a), "down " + settings,
+                                     "up " + settings, "down " + app, "up " + app}) {
+        EXPECT_EQ(sink.count(event), 1u) << event;
     }
-    EXPECT_EQ(lostC, 1);
-    EXPECT_EQ(lostA, 1);
-    EXPECT_EQ(downs, 2);
-    EXPECT_EQ(ups, 2);
+    EXPECT_EQ(sink.events.size(), 6u);
     EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 0u);
 
     uint64_t again = imss(0);
@@ -422,7 +431,7 @@ TEST_F(ModemEmulatorTest, Restart_LosesConnectionsAndUploads_KeepsStoredState) {
     EXPECT_EQ(lastConfigStatus(again, 1), mcxemu::kConfigOutOfOrder);
 }
 
-TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
+TEST_F(ModemEmulatorTest, Faults_FailDelayOrDropTheNamedMessageTheGivenNumberOfTimes) {
     uint64_t c = imss();
     ims_settings_bind_subscription_req_msg_v01 bind{0};
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {}, 2);
@@ -445,35 +454,8 @@ TEST_F(ModemEmulatorTest, Faults_FailTheNamedMessageTheGivenNumberOfTimes) {
     EXPECT_EQ(modem.storedSettings(0, 0)[0], 1) << "a delayed write still takes effect";
     modem.clearFaults();
     EXPECT_EQ(modem.request(c, IMSS_SET_PRESENCE_CONFIG_V01, write.data(), write.size()).delayMs, 0u);
-}
 
-// A segment refused in its seg_status, for its length or by a fault, ends the
-// upload: the next segment is out of order.
-TEST_F(ModemEmulatorTest, Upload_RefusedSegment_IsReportedInSegStatusAndAbandonsTheUpload) {
-    uint64_t c = imss(0);
-    auto doc = imstest::patternBytes(5000);
-    for (uint32_t badLength : {2001u, 0u}) {
-        ims_settings_set_new_carrier_config_req_msg_v01 seg{};
-        seg.seq_num = 1;
-        seg.seg_count = 1;
-        seg.config_len = badLength;
-        auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-            send(modem, c, IMSS_SET_NEW_CARRIER_CONFIG_V01, seg).response);
-        EXPECT_EQ(resp.seg_status_valid, 1);
-        EXPECT_EQ(resp.seg_status, mcxemu::kSegmentBadLength);
-    }
-    ASSERT_EQ(segment(c, 8, 1, 3, false, doc, 0).status, 0);
-    modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, {Kind::SegStatus, 0, 0, 2});
-    auto resp = as<ims_settings_set_new_carrier_config_resp_msg_v01>(
-        segment(c, 8, 2, 3, false, doc, 2000).response);
-    EXPECT_EQ(resp.seg_status_valid, 1);
-    EXPECT_EQ(resp.seg_status, 2u);
-    segment(c, 8, 3, 3, false, doc, 4000);
-    EXPECT_EQ(lastConfigStatus(c, 8), mcxemu::kConfigOutOfOrder);
-}
-
-TEST_F(ModemEmulatorTest, IndicationFaults_DropOrResizeTheNextIndications) {
-    uint64_t c = imss(0);
+    // Indication faults drop or resize the next indications.
     modem.dropIndication(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
     modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_CARRIER_CONFIG_STATUS_IND_V01, 6);
     upload(c, 1, imstest::patternBytes(10), false);
@@ -481,12 +463,12 @@ TEST_F(ModemEmulatorTest, IndicationFaults_DropOrResizeTheNextIndications) {
     upload(c, 3, imstest::patternBytes(10), false);
     auto inds = sink.indications(c, IMSS_CARRIER_CONFIG_STATUS_IND_V01);
     ASSERT_EQ(inds.size(), 2u);
-    EXPECT_EQ(inds[0].data.size(), 6u);
-    EXPECT_EQ(inds[1].data.size(), 8u);
-    EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1].data).ref_num, 3);
+    EXPECT_EQ(inds[0].size(), 6u);
+    EXPECT_EQ(inds[1].size(), 8u);
+    EXPECT_EQ(as<ims_settings_carrier_config_status_ind_msg_v01>(inds[1]).ref_num, 3);
 }
 
-TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
+TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueriesAndTheHelpListsThemAll) {
     std::string reply;
     EXPECT_TRUE(mcxemu::runControlCommand(modem, "fail imss 0x98 result 1 3 2", &reply));
     uint64_t c = imss();
@@ -510,15 +492,13 @@ TEST_F(ModemEmulatorTest, ControlCommands_DriveTheSameFaultsAndQueries) {
     }
     EXPECT_FALSE(mcxemu::runControlCommand(modem, "ind-length imss", &reply));
     EXPECT_EQ("usage: ind-length <svc> <msg> <length> [count]", reply);
-}
 
-TEST_F(ModemEmulatorTest, ControlHelp_ListsEveryControlWithAnExampleTheModemAccepts) {
+    // The help lists every control with an example that the modem accepts.
     std::string help;
     ASSERT_TRUE(mcxemu::runControlCommand(modem, "help", &help));
     for (const auto& control : mcxemu::controlCommands()) {
         EXPECT_NE(std::string::npos, help.find(std::string("\n  ") + control.verb)) << control.verb;
         EXPECT_NE(std::string::npos, help.find(std::string("e.g. ") + control.example)) << control.verb;
-        std::string reply;
         EXPECT_TRUE(mcxemu::runControlCommand(modem, control.example, &reply)) << control.example << ": " << reply;
     }
 }

@@ -1,15 +1,8 @@
 // Creation through both factory versions, the listeners' notices and the
 // clean-up of dead clients, end to end.
 #include <android/log.h>
-#include <gtest/gtest.h>
 
-#include <hidl/HidlTesting.h>
-#include <hostsync/Mutex.h>
-#include <unistd.h>
-
-#include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "ServiceFixture.h"
 
@@ -19,7 +12,6 @@ namespace {
 using ::android::hardware::testing::killProcessOf;
 using ::android::hardware::testing::waitForDeathNotifications;
 using F1_0::IImsFactory;
-using StatusCode = F1_0::IImsFactory::StatusCode;
 
 class CreationTest : public ServiceFixture {};
 
@@ -29,28 +21,17 @@ TEST_F(CreationTest, Factory_1_1_CreatesForBothSlotsInBothVersions) {
     sp<Listener_2_1> new21 = new Listener_2_1();
 
     for (uint32_t slot : {1u, 2u}) {
-        StatusCode status = StatusCode::NOT_SUPPORTED;
-        sp<V2_0::IRcsConfig> config20;
-        factory->createRcsConfig(slot, remote<V2_0::IRcsConfigListener>(old20),
-                                 [&](StatusCode s, const sp<V2_0::IRcsConfig>& c) {
-                                     status = s;
-                                     config20 = c;
-                                 });
-        EXPECT_EQ(status, StatusCode::SUCCESS);
-        EXPECT_NE(config20, nullptr);
-        sp<V2_1::IRcsConfig> config21 = create(slot, remote<V2_1::IRcsConfigListener>(new21));
-        EXPECT_NE(config21, nullptr);
+        auto old = create_1_0(factory, slot, remote<V2_0::IRcsConfigListener>(old20));
+        EXPECT_EQ(old.status, StatusCode::SUCCESS);
+        EXPECT_NE(old.config, nullptr);
+        EXPECT_NE(create(slot, remote<V2_1::IRcsConfigListener>(new21)), nullptr);
     }
     host->waitUntilIdle();
     // Both subscriptions are bound on both modem services.
-    EXPECT_TRUE(log.contains("RcsConfigManager::handleEvent subscribe to sub returned IMSS 1, IMSA 1"));
     EXPECT_EQ(modem().connectionCount(IMSA_SERVICE_ID_V01), 3u);  // service-wide + two slots
-    std::string dump = host->dump();
-    EXPECT_NE(dump.find("slot 1: settings client subscribed: yes, application client subscribed: yes"),
-              std::string::npos) << dump;
-    EXPECT_NE(dump.find("slot 2: settings client subscribed: yes, application client subscribed: yes"),
-              std::string::npos) << dump;
-    EXPECT_NE(dump.find("Service objects: 4"), std::string::npos) << dump;
+    expectContains(host->dump(), {"slot 1: settings client subscribed: yes, application client subscribed: yes",
+                                  "slot 2: settings client subscribed: yes, application client subscribed: yes",
+                                  "Service objects: 4"});
 }
 
 TEST_F(CreationTest, Factory_1_0_AnswersNotSupported) {
@@ -61,16 +42,10 @@ TEST_F(CreationTest, Factory_1_0_AnswersNotSupported) {
     ASSERT_NE(factory10, nullptr);
     sp<Listener_2_0> listener = new Listener_2_0();
     for (uint32_t slot : {1u, 2u}) {
-        StatusCode status = StatusCode::SUCCESS;
-        sp<V2_0::IRcsConfig> config;
-        factory10->createRcsConfig(slot, remote<V2_0::IRcsConfigListener>(listener),
-                                   [&](StatusCode s, const sp<V2_0::IRcsConfig>& c) {
-                                       status = s;
-                                       config = c;
-                                   });
+        auto created = create_1_0(factory10, slot, remote<V2_0::IRcsConfigListener>(listener));
         // The manager registers with the 1.1 registry only.
-        EXPECT_EQ(status, StatusCode::NOT_SUPPORTED);
-        EXPECT_EQ(config, nullptr);
+        EXPECT_EQ(created.status, StatusCode::NOT_SUPPORTED);
+        EXPECT_EQ(created.config, nullptr);
     }
 }
 
@@ -82,9 +57,7 @@ TEST_F(CreationTest, TwoCreationsWithOneListener_OneListenerTwoObjects) {
     sp<V2_1::IRcsConfig> second = create(1, proxy);
     EXPECT_NE(first.get(), second.get());
 
-    std::string dump = host->dump();
-    EXPECT_NE(dump.find("Listeners: 1 (death links made: 2)"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("Service objects: 2"), std::string::npos) << dump;
+    expectContains(host->dump(), {"Listeners: 1 (death links made: 2)", "Service objects: 2"});
 
     // One wrapper: a token request reaches the listener once.
     ASSERT_EQ(modem().sendTokenRequest(0, 1, 2, true, 31), 1);
@@ -95,8 +68,6 @@ TEST_F(CreationTest, TwoCreationsWithOneListener_OneListenerTwoObjects) {
     EXPECT_EQ(request.requestId, 31);
     EXPECT_EQ(request.type, V2_1::TokenType::FCM_TOKEN);
     EXPECT_EQ(request.reason, V2_1::TokenRequestReason::TOKEN_INVALID);
-    EXPECT_TRUE(log.contains(
-            "RcsConfigManager::imsAppServiceEventCb Call onTokenFetchRequest withrequestId 31, token type 1, request reason 2"));
 }
 
 TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeepToTheirSlot) {
@@ -104,10 +75,7 @@ TEST_F(CreationTest, ModemRestart_EveryListenerHearsReconfigAndTokenRequestsKeep
     sp<Listener_2_0> slot1old = new Listener_2_0();
     sp<Listener_2_1> slot1 = new Listener_2_1();
     sp<Listener_2_1> slot2 = new Listener_2_1();
-    StatusCode status = StatusCode::NOT_SUPPORTED;
-    factory->createRcsConfig(1, remote<V2_0::IRcsConfigListener>(slot1old),
-                             [&](StatusCode s, const sp<V2_0::IRcsConfig>&) { status = s; });
-    ASSERT_EQ(status, StatusCode::SUCCESS);
+    ASSERT_EQ(create_1_0(factory, 1, remote<V2_0::IRcsConfigListener>(slot1old)).status, StatusCode::SUCCESS);
     create(1, remote<V2_1::IRcsConfigListener>(slot1));
     create(2, remote<V2_1::IRcsConfigListener>(slot2));
 
@@ -150,9 +118,7 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     // Once the death is told the proxy goes: kept, it would hold a dead
     // client's whole connection in the service's process.
     EXPECT_EQ(handedIn.promote(), nullptr);
-    std::string dump = host->dump();
-    EXPECT_NE(dump.find("Listeners: 1 (death links made: 3)"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("Service objects: 3"), std::string::npos) << dump;
+    expectContains(host->dump(), {"Listeners: 1 (death links made: 3)", "Service objects: 3"});
 
     modem().restart();
     ASSERT_TRUE(living->reconfigs.waitFor(1));
@@ -161,28 +127,24 @@ TEST_F(CreationTest, DeadListener_IsForgottenAndNotCalledAgainWhoeverHeldItsProx
     EXPECT_FALSE(log.contains("Call onReconfigNeeded with status fail"));
 }
 
-// Holds every thread that logs a line containing `needle` until released, so
-// that the test acts while those threads stand at a known point.
-struct LineGate {
-    static LineGate& instance() {
-        static LineGate gate;
-        return gate;
-    }
+// Holds every thread that logs the first line of a death recipient until
+// released, so that the test acts while those threads stand at a known point.
+struct DeathLineGate {
     static void logger(const struct __android_logger_data*, const char* message) {
-        LineGate& g = instance();
+        DeathLineGate& g = instance();
         hostsync::MutexLock lock(g.mutex);
-        if (message == nullptr || g.needle.empty() || std::strstr(message, g.needle.c_str()) == nullptr) return;
+        if (message == nullptr || std::strstr(message, "service died. cookie:") == nullptr) return;
         ++g.reached;
         g.changed.notifyAll();
-        g.changed.waitFor(g.mutex, std::chrono::seconds(10), [&]() REQUIRES(g.mutex) { return g.released; });
+        g.changed.waitFor(g.mutex, kWait, [&]() REQUIRES(g.mutex) { return g.released; });
     }
-    void hold(const std::string& text) {
-        hostsync::MutexLock lock(mutex);
-        needle = text;
+    static DeathLineGate& instance() {
+        static DeathLineGate gate;
+        return gate;
     }
     bool waitReached(int count) {
         hostsync::MutexLock lock(mutex);
-        return changed.waitFor(mutex, std::chrono::seconds(10), [&]() REQUIRES(mutex) { return reached >= count; });
+        return changed.waitFor(mutex, kWait, [&]() REQUIRES(mutex) { return reached >= count; });
     }
     void release() {
         hostsync::MutexLock lock(mutex);
@@ -191,7 +153,6 @@ struct LineGate {
     }
     hostsync::Mutex mutex;
     hostsync::CondVar changed;
-    std::string needle GUARDED_BY(mutex);
     int reached GUARDED_BY(mutex) = 0;
     bool released GUARDED_BY(mutex) = false;
 };
@@ -207,9 +168,8 @@ TEST_F(CreationTest, DeathsToldWhileTheServiceStops_ReachNothingAlreadyDestroyed
     // The client dies, and the deaths of its listener (the manager's) and of
     // its callback (the object's) are held at their first lines while the
     // service stops and lets the manager and every object go.
-    LineGate& gate = LineGate::instance();
-    gate.hold("service died. cookie:");  // the first line of both recipients
-    __android_log_set_logger(LineGate::logger);
+    DeathLineGate& gate = DeathLineGate::instance();
+    __android_log_set_logger(DeathLineGate::logger);
     killProcessOf(listener);
     killProcessOf(getCb);
     ASSERT_TRUE(gate.waitReached(2));
@@ -230,7 +190,6 @@ TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<Listener_2_1> listener = new Listener_2_1();
     sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
-    auto* impl = static_cast<RcsConfig*>(config.get());
 
     sp<SetConfigCb> setCb = new SetConfigCb();
     sp<GetSettingsCb> getCb = new GetSettingsCb();
@@ -241,9 +200,7 @@ TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
     sp<V2_0::ISettingsChangeCb> changeProxy = remote<V2_0::ISettingsChangeCb>(changeCb);
     sp<V2_0::IRcsServiceStatusListener> uceProxy = remote<V2_0::IRcsServiceStatusListener>(uce);
 
-    V2_0::Container container;
-    container.isCompressed = false;
-    container.config = std::vector<uint8_t>(10, 'x');
+    const V2_0::Container container = containerOf(std::vector<uint8_t>(10, 'x'));
     config->setConfig(container, setProxy);
     config->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, getProxy);
     config->registerForSettingsChange(V2_0::SettingsId::PRESENCE_CONFIG, changeProxy);
@@ -251,11 +208,7 @@ TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
     ASSERT_TRUE(setCb->responses.waitFor(1));
     ASSERT_TRUE(getCb->responses.waitFor(1));
 
-    RcsConfig::Filed before = impl->filed();
-    EXPECT_EQ(before.setConfigWrappers, 1u);
-    EXPECT_EQ(before.getSettingsWrappers, 1u);
-    EXPECT_EQ(before.settingsChangeWrappers, 1u);
-    EXPECT_EQ(before.uceStatusRecipients, 1u);
+    EXPECT_EQ(filedOf(config), "set 1/1, get 1/1, change 1/1, uce 1");
 
     for (const auto& proxy : {sp<android::hidl::base::V1_0::IBase>(setProxy),
                               sp<android::hidl::base::V1_0::IBase>(getProxy),
@@ -264,14 +217,7 @@ TEST_F(CreationTest, DeadCallbackObject_IsForgottenAndItsLateAnswerFails) {
         killProcessOf(proxy);
     }
     waitForDeathNotifications();
-    RcsConfig::Filed after = impl->filed();
-    EXPECT_EQ(after.setConfigWrappers, 0u);
-    EXPECT_EQ(after.setConfigRecipients, 0u);
-    EXPECT_EQ(after.getSettingsWrappers, 0u);
-    EXPECT_EQ(after.getSettingsRecipients, 0u);
-    EXPECT_EQ(after.settingsChangeWrappers, 0u);
-    EXPECT_EQ(after.settingsChangeRecipients, 0u);
-    EXPECT_EQ(after.uceStatusRecipients, 1u);  // kept on purpose
+    EXPECT_EQ(filedOf(config), "set 0/0, get 0/0, change 0/0, uce 1");  // the UCE one is kept on purpose
     EXPECT_EQ(log.count("RcsConfig client died. cookie:"), 4u);
 
     // An answer for a client that died meanwhile is still attempted and fails.

@@ -1,14 +1,8 @@
 // The service host's start and stop, and the state dump that the factories'
 // debug() writes.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <thread>
-
-#include <hidl/HidlTesting.h>
 
 #include "ImsFactory.h"
 #include "ServiceFixture.h"
@@ -46,17 +40,14 @@ TEST_F(HostAndDumpTest, Debug_DumpsModemListenersObjectsAndPendingRequests_AndWi
 
     std::string text = debugText(factory);
     EXPECT_EQ(text, host->dump());
-    for (const char* expected :
-         {"RCS configuration service", "Modem (embedded modem emulator)",
-          "IMS settings service: up, carrier configuration accepted",
-          "slot 1: settings client subscribed: no, application client subscribed: no",
-          "slot 2: settings client subscribed: yes, application client subscribed: yes",
-          "Listeners: 1", "slot 2, IRcsConfigListener 2.1", "Service objects: 1",
-          "callbacks filed: set-config 0, get-settings 0, settings-change 1",
-          "queued for the loop thread: 0", "settings change listeners: 1",
-          "IMS_SERVICE_ENABLE_CONFIG (3)", "handler failures caught: 0"}) {
-        EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
-    }
+    expectContains(text, {"RCS configuration service", "Modem (embedded modem emulator)",
+                          "IMS settings service: up, carrier configuration accepted",
+                          "slot 1: settings client subscribed: no, application client subscribed: no",
+                          "slot 2: settings client subscribed: yes, application client subscribed: yes",
+                          "Listeners: 1", "slot 2, IRcsConfigListener 2.1", "Service objects: 1",
+                          "callbacks filed: set-config 0, get-settings 0, settings-change 1",
+                          "queued for the loop thread: 0", "settings change listeners: 1",
+                          "IMS_SERVICE_ENABLE_CONFIG (3)", "handler failures caught: 0"});
 }
 
 TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlock) {
@@ -99,37 +90,29 @@ TEST_F(HostAndDumpTest, Dump_InsideABatchWhileACreationWaitsToPost_DoesNotDeadlo
         std::_Exit(1);
     }
     cb->creator.join();
-    const std::string dump = cb->dumps.at(0);
-    EXPECT_NE(dump.find("Service objects: "), std::string::npos) << dump;
-    EXPECT_NE(dump.find("queued for the loop thread: unknown"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("IMS settings service: down"), std::string::npos) << dump;
+    expectContains(cb->dumps.at(0),
+                   {"Service objects: ", "queued for the loop thread: unknown", "IMS settings service: down"});
     host->waitUntilIdle();
-    EXPECT_NE(host->dump().find("Listeners: 2"), std::string::npos) << host->dump();
+    expectContains(host->dump(), {"Listeners: 2"});
 }
 
 TEST_F(HostAndDumpTest, StopAndStartAgain_ServesAgainAndOldFactoryDumpsStopped) {
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<F1_1::IImsFactory> oldFactory = factory;
     host->stop();
-    EXPECT_NE(debugText(oldFactory).find("not started"), std::string::npos);
+    expectContains(debugText(oldFactory), {"not started"});
     // The emptied registry no longer creates anything.
-    F1_0::IImsFactory::StatusCode status = F1_0::IImsFactory::StatusCode::SUCCESS;
     sp<Listener_2_1> listener = new Listener_2_1();
-    oldFactory->createRcsConfig_1_1(1, remote<V2_1::IRcsConfigListener>(listener),
-                                    [&](F1_0::IImsFactory::StatusCode s, const sp<V2_1::IRcsConfig>&) {
-                                        status = s;
-                                    });
-    EXPECT_EQ(status, F1_0::IImsFactory::StatusCode::NOT_SUPPORTED);
+    auto refused = create_1_1(oldFactory, 1, remote<V2_1::IRcsConfigListener>(listener));
+    EXPECT_EQ(refused.status, StatusCode::NOT_SUPPORTED);
+    EXPECT_EQ(refused.config, nullptr);
 
     log.clear();
     ASSERT_NO_FATAL_FAILURE(startService());
     sp<V2_1::IRcsConfig> config = create(1, remote<V2_1::IRcsConfigListener>(listener));
     ASSERT_NE(config, nullptr);
     sp<SetConfigCb> cb = new SetConfigCb();
-    V2_0::Container container;
-    container.isCompressed = false;
-    container.config = imstest::patternBytes(2500);
-    config->setConfig(container, remote<V2_0::ISetConfigCb>(cb));
+    config->setConfig(containerOf(imstest::patternBytes(2500)), remote<V2_0::ISetConfigCb>(cb));
     ASSERT_TRUE(cb->responses.waitFor(1));
     EXPECT_EQ(cb->responses.at(0), V2_0::RequestStatus::OK);
 }
@@ -140,7 +123,7 @@ TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegisterOrTheDaemonHasNoS
     EXPECT_FALSE(failing.start());
     EXPECT_TRUE(log.contains("ImsFactory_1_1 HAL registration failed with"));
     EXPECT_TRUE(log.contains("RcsServiceHost: a factory could not be registered"));
-    EXPECT_NE(failing.dump().find("not started"), std::string::npos);
+    expectContains(failing.dump(), {"not started"});
     // The manager went with the failed start: the registry is empty again.
     EXPECT_EQ(ImsFactory_1_1::getCreatable("createRcsConfig"), nullptr);
     ::android::hardware::testing::failServiceRegistrations(::android::OK);
@@ -148,7 +131,7 @@ TEST_F(HostAndDumpTest, Start_FailsWhenTheFactoryCannotRegisterOrTheDaemonHasNoS
     rcsservice::RcsServiceHost daemonHost(rcsservice::hostServiceOptions(rcsservice::HostModem::daemon("")));
     EXPECT_FALSE(daemonHost.start());
     EXPECT_TRUE(log.contains("RcsServiceHost: cannot choose the modem transport"));
-    EXPECT_NE(daemonHost.dump().find("not started"), std::string::npos);
+    expectContains(daemonHost.dump(), {"not started"});
 }
 
 }  // namespace

@@ -1,29 +1,16 @@
 // RcsConfigManager on a loop that the test pumps itself: the gates of
 // handleEvent, the status fan-out and the recovery after the token refusal
 // throws. The modem services are down, so only the test moves the flags.
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <memory>
-#include <stdexcept>
 
-#include "FakeClients.h"
 #include "ImsFactory.h"
-#include "emulator/EmbeddedModem.h"
-#include "emulator/ModemEmulator.h"
-#include "ims_application_service_v01.h"
-#include "ims_settings_service_v01.h"
+#include "ServiceFixture.h"
 #include "imsservice/ImsCom.h"
 #include "imsservice/ImsTimer.h"
-#include "mcx_host.h"
-#include "rcsconfig/RcsConfig.h"
 #include "rcsconfig/RcsConfigManager.h"
-#include "support/LogCapture.h"
 
 namespace servicetest {
 namespace {
-
-using ::android::sp;
 
 class ManagerEventsTest : public ::testing::Test {
 protected:

@@ -24,21 +24,15 @@
 #include <hostsync/Mutex.h>
 
 #include "ConfigDocument.h"
+#include "FuzzLoop.h"
 #include "FuzzSupport.h"
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
-#include "imsservice/ITimerMonitor.h"
-#include "imsservice/ImsCom.h"
-#include "imsservice/ImsTimer.h"
 #include "rcsconfig/ImsMcxSettings.h"
 
 namespace {
 
-class WakeMonitor : public ITimerMonitor {
-public:
-    // The loop is this thread, which recomputes its time-out on every pass.
-    void nextEventChanged() override {}
-};
+using fuzzsupport::fail;
 
 // The upload callbacks' answers. A callback runs on a worker or on this
 // thread; once the 8-bit token has wrapped, the settings client answers a
@@ -52,8 +46,7 @@ struct Answers {
 
 struct Harness {
     ImsCom com;
-    WakeMonitor monitor;
-    ImsTimer timer{&monitor};
+    fuzzsupport::FuzzLoop loop{com};
     ImsMcxSettings* settings = nullptr;
     Answers answers;
     unsigned long uploads = 0;  // this thread only
@@ -66,11 +59,6 @@ struct Harness {
 };
 
 Harness* gHarness = nullptr;
-
-void fail(const char* what) {
-    fprintf(stderr, "config_document_fuzz: %s\n", what);
-    abort();
-}
 
 // Uploads through the settings client and runs the loop until the upload is
 // answered; the answer.
@@ -87,7 +75,7 @@ bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
         self->com.wake();  // a worker's answer ends this thread's wait
     };
     if (!h.settings->sendRcsConfig(answer, 0, doc, gzipped)) fail("the upload was not taken");
-    while (h.answered() < h.uploads) h.com.processEvents(h.timer.timeUntilNextEvent(), h.timer);
+    if (!h.loop.runUntil([&h] { return h.answered() >= h.uploads; })) fail("the upload was not answered");
     hostsync::MutexLock guard(h.answers.lock);
     return h.answers.lastOk;
 }
@@ -95,13 +83,11 @@ bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // The client's lines are still formatted but not printed: they would
-    // swamp the run.
     __android_log_set_logger(fuzzsupport::discardLog);
     mcxemu::useEmbeddedModem();
     auto* h = new Harness();
     h->path = "/tmp/config_document_fuzz." + std::to_string(getpid());
-    h->settings = new ImsMcxSettings(h->com, h->timer);
+    h->settings = new ImsMcxSettings(h->com, h->loop.timer);
     h->settings->registerServiceStatusListener([](ServiceStatus) {});
     if (!h->settings->subscribeToSub(0)) fail("no IMS Settings connection for subscription 0");
     gHarness = h;

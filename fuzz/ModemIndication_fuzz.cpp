@@ -101,10 +101,8 @@ struct Harness {
 Harness* gHarness = nullptr;
 
 mcx_client_type openHandle(mcx_idl_service_object_type svc) {
-    mcx_service_info info;
-    memset(&info, 0, sizeof(info));
-    mcx_client_os_params os;
-    memset(&os, 0, sizeof(os));
+    mcx_service_info info{};
+    mcx_client_os_params os{};
     mcx_client_type handle = nullptr;
     if (mcx_client_get_any_service(svc, &info) != MCX_NO_ERR ||
         mcx_client_init(&info, svc, nullptr, nullptr, &os, &handle) != MCX_NO_ERR) {

@@ -75,24 +75,7 @@ mcx::TransportFactory fakeFactory(Modem& modem) {
     return [&modem](mcx::ModemListener& core) { return std::make_unique<FakeTransport>(modem, core); };
 }
 
-TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoModem) {
-    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
-    mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
-    info.service_id = IMSS_SERVICE_ID_V01;
-    mcx_client_os_params os{};
-    mcx_client_type h = nullptr;
-    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
-    char reply[32];
-    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
-    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
-
-    // A factory that makes nothing is the same as none.
-    ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
-}
-
-TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsEventsAndCloses) {
+TEST(McxTransportHookTest, Transport_MadeOnFirstUseCarriesRequestsEventsAndCloses_WithoutOneNoModem) {
     Modem modem;
     ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
     EXPECT_EQ(modem.made, 0) << "made before the library needed a modem";
@@ -131,9 +114,21 @@ TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequests
     EXPECT_EQ(modem.closed, std::vector<uint64_t>{42}) << "a lost connection is not closed again";
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     EXPECT_EQ(modem.destroyed, 1);
+
+    // With none installed there is no modem at all: the old transport's
+    // service state is forgotten.
     mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE)
-        << "the service state of the old transport is forgotten";
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
+    info.service_id = IMSS_SERVICE_ID_V01;
+    mcx_client_os_params os{};
+    mcx_client_type none = nullptr;
+    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, &os, &none), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
+
+    // A factory that makes nothing is the same as none.
+    ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
 }
 
 }  // namespace

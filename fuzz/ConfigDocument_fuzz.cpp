@@ -15,13 +15,12 @@
 #include <android/log.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
-
-#include <hostsync/Mutex.h>
 
 #include "ConfigDocument.h"
 #include "FuzzLoop.h"
@@ -34,28 +33,18 @@ namespace {
 
 using fuzzsupport::fail;
 
-// The upload callbacks' answers. A callback runs on a worker or on this
-// thread; once the 8-bit token has wrapped, the settings client answers a
-// later upload through the callback an earlier one filed, so every callback
-// writes here rather than into one upload's own state.
-struct Answers {
-    hostsync::Mutex lock;
-    unsigned long count GUARDED_BY(lock) = 0;
-    bool lastOk GUARDED_BY(lock) = false;
-};
-
 struct Harness {
     ImsCom com;
     fuzzsupport::FuzzLoop loop{com};
     ImsMcxSettings* settings = nullptr;
-    Answers answers;
+    // The upload callbacks' answers. A callback runs on a worker or on this
+    // thread; once the 8-bit token has wrapped, the settings client answers a
+    // later upload through the callback an earlier one filed, so every
+    // callback writes here rather than into one upload's own state.
+    std::atomic<unsigned long> answered{0};
+    std::atomic<bool> lastOk{false};
     unsigned long uploads = 0;  // this thread only
     std::string path;
-
-    unsigned long answered() {
-        hostsync::MutexLock guard(answers.lock);
-        return answers.count;
-    }
 };
 
 Harness* gHarness = nullptr;
@@ -63,21 +52,17 @@ Harness* gHarness = nullptr;
 // Uploads through the settings client and runs the loop until the upload is
 // answered; the answer.
 bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
-    if (h.answered() != h.uploads) fail("an upload was answered twice");
+    if (h.answered != h.uploads) fail("an upload was answered twice");
     ++h.uploads;
     Harness* self = &h;
     auto answer = [self](bool ok) {
-        {
-            hostsync::MutexLock guard(self->answers.lock);
-            ++self->answers.count;
-            self->answers.lastOk = ok;
-        }
+        self->lastOk = ok;
+        ++self->answered;
         self->com.wake();  // a worker's answer ends this thread's wait
     };
     if (!h.settings->sendRcsConfig(answer, 0, doc, gzipped)) fail("the upload was not taken");
-    if (!h.loop.runUntil([&h] { return h.answered() >= h.uploads; })) fail("the upload was not answered");
-    hostsync::MutexLock guard(h.answers.lock);
-    return h.answers.lastOk;
+    if (!h.loop.runUntil([&h] { return h.answered >= h.uploads; })) fail("the upload was not answered");
+    return h.lastOk;
 }
 
 }  // namespace

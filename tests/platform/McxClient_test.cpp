@@ -190,22 +190,19 @@ TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLeng
     EXPECT_NE(seen.threads[0], currentTid());
 
     std::vector<uint8_t> out(1024);
+    auto decode = [&](mcx_idl_type_of_message_type kind, const std::vector<uint8_t>& ind, unsigned outLen) {
+        return mcx_client_message_decode(watcher, kind, IMSS_USER_AGENT_CONFIG_IND_V01, ind.data(),
+                                         static_cast<unsigned>(ind.size()), out.data(), outLen);
+    };
     const auto& shortInd = seen.indications[0].second;
     EXPECT_EQ(shortInd.size(), 1000u);
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        shortInd.data(), 1000, out.data(), 1024),
-              MCX_ERR_MSG_LENGTH);
+    EXPECT_EQ(decode(MCX_IDL_INDICATION, shortInd, 1024), MCX_ERR_MSG_LENGTH);
     const auto& goodInd = seen.indications[1].second;
-    ASSERT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1024),
-              MCX_NO_ERR);
+    ASSERT_EQ(goodInd.size(), 1024u);
+    ASSERT_EQ(decode(MCX_IDL_INDICATION, goodInd, 1024), MCX_NO_ERR);
     EXPECT_EQ(out[0], 'U');
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1000),
-              MCX_ERR_INVALID_ARG) << "destination too small";
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_REQUEST, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1024),
-              MCX_ERR_INVALID_ARG) << "an indication is not a request";
+    EXPECT_EQ(decode(MCX_IDL_INDICATION, goodInd, 1000), MCX_ERR_INVALID_ARG) << "destination too small";
+    EXPECT_EQ(decode(MCX_IDL_REQUEST, goodInd, 1024), MCX_ERR_INVALID_ARG) << "an indication is not a request";
     mcx_client_release(watcher);
     mcx_client_release(writer);
 }

@@ -116,17 +116,13 @@ V2_0::SettingsValues withChange(V2_0::SettingsValues held, const V2_0::SettingsD
     return held;
 }
 
-bool isEmpty(const V2_0::SettingsValues& v) {
-    return v.boolData.size() == 0 && v.intData.size() == 0 && v.stringData.size() == 0;
-}
-
 TEST_P(RcsConfigWriteHalTest, SetSettingsValue_EachHeldGroup_ChangesAValueThenRestoresTheGroup) {
     int changed = 0;
     for (V2_0::SettingsId group : kGroups) {
         std::optional<SettingsAnswer> before = read(group);
         ASSERT_TRUE(before.has_value()) << "no answer to reading " << toString(group);
         ASSERT_EQ(before->status, V2_0::RequestStatus::OK) << toString(group);
-        if (isEmpty(before->data.settingsValues)) continue;
+        if (before->data.settingsValues == V2_0::SettingsValues{}) continue;  // nothing to restore
 
         // Nothing below ends the case early: the group is always restored.
         V2_0::SettingsData change = oneValueChanged(before->data);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "ims_settings_service_v01.h"
@@ -18,8 +17,9 @@ namespace {
 using imstest::imssObject;
 
 // What the fake transports of one test did, and the core they report to.
+// The library calls a transport on the thread of the client call that needs
+// it, so the test reads these after that call returned, without a lock.
 struct Modem {
-    std::mutex lock;
     int made = 0;
     int destroyed = 0;
     mcx::ModemListener* core = nullptr;
@@ -34,29 +34,22 @@ struct Modem {
 class FakeTransport : public mcx::McxTransport {
 public:
     FakeTransport(Modem& modem, mcx::ModemListener& core) : mModem(modem) {
-        {
-            std::lock_guard<std::mutex> l(mModem.lock);
-            ++mModem.made;
-            mModem.core = &core;
-        }
+        ++mModem.made;
+        mModem.core = &core;
         core.onServiceState(IMSS_SERVICE_ID_V01, true);
     }
     ~FakeTransport() override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         ++mModem.destroyed;
     }
     int open(uint32_t serviceId, uint64_t* connId) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.opened.push_back(serviceId);
         *connId = 40 + mModem.opened.size();
         return MCX_NO_ERR;
     }
     void close(uint64_t connId) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.closed.push_back(connId);
     }
     mcx::ModemReply request(uint64_t, uint32_t msgId, const void*, uint32_t, uint32_t) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.requests.push_back(msgId);
         mcx::ModemReply reply;
         reply.response.assign(sizeof(ims_settings_bind_subscription_resp_msg_v01), 0x5A);

@@ -159,11 +159,6 @@ Harness* setUp() {
     return h;
 }
 
-uint32_t indicationLength(mcx_idl_service_object_type svc, uint32_t msgId) {
-    const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
-    return desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -182,17 +177,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool imsa = which == 5 || which == 7;
     mcx_idl_service_object_type svc = imsa ? imsa_get_service_object_internal_v01(1, 0x2C, 6)
                                            : imss_get_service_object_internal_v01(1, 0x67, 6);
-    uint32_t msgId = 0;
-    if (which < 4) {
-        msgId = imss_settings_groups_v01[which].ind_msg_id;
-    } else if (which == 4) {
-        msgId = IMSS_CARRIER_CONFIG_STATUS_IND_V01;
-    } else if (which == 5) {
-        msgId = IMSA_CONFIG_TOKEN_REQUEST_IND_V01;
-    } else {
-        msgId = in.take<uint16_t>();
-    }
-    const uint32_t expected = indicationLength(svc, msgId);
+    const uint32_t named[6] = {imss_settings_groups_v01[0].ind_msg_id, imss_settings_groups_v01[1].ind_msg_id,
+                               imss_settings_groups_v01[2].ind_msg_id, imss_settings_groups_v01[3].ind_msg_id,
+                               IMSS_CARRIER_CONFIG_STATUS_IND_V01, IMSA_CONFIG_TOKEN_REQUEST_IND_V01};
+    const uint32_t msgId = which < 6 ? named[which] : in.take<uint16_t>();
+    const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
+    const uint32_t expected = desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
     size_t length = 0;
     if ((flags & 1) != 0) {
         length = expected == MCX_MSG_LEN_NONE ? 0 : expected;

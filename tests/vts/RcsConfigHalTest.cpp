@@ -61,7 +61,7 @@ TEST_P(RcsConfigHalTest, GetUceStatus_ListenerHearsOnce) {
 
 TEST_P(RcsConfigHalTest, Debug_ShowsThisClientsListener) {
     bool ok = false;
-    std::string dump = debugText(mFactory, {}, &ok);
+    std::string dump = debugText(mFactory, &ok);
     ASSERT_TRUE(ok);
     EXPECT_NE(dump.find("slot 1, IRcsConfigListener 2.1"), std::string::npos) << dump;
 }

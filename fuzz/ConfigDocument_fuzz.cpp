@@ -15,93 +15,64 @@
 #include <android/log.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include <hostsync/Mutex.h>
-
 #include "ConfigDocument.h"
+#include "FuzzLoop.h"
 #include "FuzzSupport.h"
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
-#include "imsservice/ITimerMonitor.h"
-#include "imsservice/ImsCom.h"
-#include "imsservice/ImsTimer.h"
 #include "rcsconfig/ImsMcxSettings.h"
 
 namespace {
 
-class WakeMonitor : public ITimerMonitor {
-public:
-    // The loop is this thread, which recomputes its time-out on every pass.
-    void nextEventChanged() override {}
-};
-
-// The upload callbacks' answers. A callback runs on a worker or on this
-// thread; once the 8-bit token has wrapped, the settings client answers a
-// later upload through the callback an earlier one filed, so every callback
-// writes here rather than into one upload's own state.
-struct Answers {
-    hostsync::Mutex lock;
-    unsigned long count GUARDED_BY(lock) = 0;
-    bool lastOk GUARDED_BY(lock) = false;
-};
+using fuzzsupport::fail;
 
 struct Harness {
     ImsCom com;
-    WakeMonitor monitor;
-    ImsTimer timer{&monitor};
+    fuzzsupport::FuzzLoop loop{com};
     ImsMcxSettings* settings = nullptr;
-    Answers answers;
+    // The upload callbacks' answers. A callback runs on a worker or on this
+    // thread; once the 8-bit token has wrapped, the settings client answers a
+    // later upload through the callback an earlier one filed, so every
+    // callback writes here rather than into one upload's own state.
+    std::atomic<unsigned long> answered{0};
+    std::atomic<bool> lastOk{false};
     unsigned long uploads = 0;  // this thread only
     std::string path;
-
-    unsigned long answered() {
-        hostsync::MutexLock guard(answers.lock);
-        return answers.count;
-    }
 };
 
 Harness* gHarness = nullptr;
 
-void fail(const char* what) {
-    fprintf(stderr, "config_document_fuzz: %s\n", what);
-    abort();
-}
-
 // Uploads through the settings client and runs the loop until the upload is
 // answered; the answer.
 bool upload(Harness& h, const std::vector<uint8_t>& doc, bool gzipped) {
-    if (h.answered() != h.uploads) fail("an upload was answered twice");
+    if (h.answered != h.uploads) fail("an upload was answered twice");
     ++h.uploads;
     Harness* self = &h;
     auto answer = [self](bool ok) {
-        {
-            hostsync::MutexLock guard(self->answers.lock);
-            ++self->answers.count;
-            self->answers.lastOk = ok;
-        }
+        self->lastOk = ok;
+        ++self->answered;
         self->com.wake();  // a worker's answer ends this thread's wait
     };
     if (!h.settings->sendRcsConfig(answer, 0, doc, gzipped)) fail("the upload was not taken");
-    while (h.answered() < h.uploads) h.com.processEvents(h.timer.timeUntilNextEvent(), h.timer);
-    hostsync::MutexLock guard(h.answers.lock);
-    return h.answers.lastOk;
+    if (!h.loop.runUntil([&h] { return h.answered >= h.uploads; })) fail("the upload was not answered");
+    return h.lastOk;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // The client's lines are still formatted but not printed: they would
-    // swamp the run.
     __android_log_set_logger(fuzzsupport::discardLog);
     mcxemu::useEmbeddedModem();
     auto* h = new Harness();
     h->path = "/tmp/config_document_fuzz." + std::to_string(getpid());
-    h->settings = new ImsMcxSettings(h->com, h->timer);
+    h->settings = new ImsMcxSettings(h->com, h->loop.timer);
     h->settings->registerServiceStatusListener([](ServiceStatus) {});
     if (!h->settings->subscribeToSub(0)) fail("no IMS Settings connection for subscription 0");
     gHarness = h;

@@ -1,12 +1,16 @@
-// What several fuzz targets share: reading typed values from the input and a
-// logger that drops every line.
+// What several fuzz targets share: reading typed values from the input, a
+// logger that drops every line and the abort of a failed check.
 #ifndef FUZZ_FUZZ_SUPPORT_H
 #define FUZZ_FUZZ_SUPPORT_H
 
 #include <android/log.h>
 
+#include <errno.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -49,6 +53,13 @@ private:
 // Lines are still formatted (their arguments are part of what is fuzzed) but
 // not printed: they would swamp the run.
 inline void discardLog(const struct __android_logger_data*, const char*) {}
+
+// A check of the target failed: says which, under the target's name, and
+// aborts so that libFuzzer keeps the input.
+[[noreturn]] inline void fail(const char* what) {
+    fprintf(stderr, "%s: %s\n", program_invocation_short_name, what);
+    abort();
+}
 
 }  // namespace fuzzsupport
 

@@ -21,27 +21,21 @@
 //   then the message bytes.
 #include <android/log.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <mutex>
 #include <vector>
 
+#include <testkit/CallCounts.h>
 #include <vendor/kel/ims/rcsconfig/2.0/ISetConfigCb.h>
 #include <vendor/kel/ims/rcsconfig/2.0/ISettingsChangeCb.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
+#include "FuzzLoop.h"
 #include "FuzzSupport.h"
 #include "emulator/EmbeddedModem.h"
 #include "emulator/ModemEmulator.h"
 #include "ims_application_service_v01.h"
 #include "ims_settings_service_v01.h"
-#include "imsservice/ITimerMonitor.h"
-#include "imsservice/ImsCom.h"
-#include "imsservice/ImsTimer.h"
 #include "mcx_client.h"
 #include "mcx_host.h"
 #include "rcsconfig/ImsMcxApplication.h"
@@ -57,22 +51,10 @@ namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 using ::android::sp;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
+using fuzzsupport::fail;
 
-// Calls of the clients' objects, counted. The loop thread calls them; the
+// The clients' objects count their calls: the loop thread calls them, the
 // set-up also reads them while worker threads may answer.
-struct Counter {
-    void add() {
-        std::lock_guard<std::mutex> guard(lock);
-        ++count;
-    }
-    size_t get() {
-        std::lock_guard<std::mutex> guard(lock);
-        return count;
-    }
-    std::mutex lock;
-    size_t count = 0;  // guarded by lock
-};
-
 class Listener : public V2_1::IRcsConfigListener {
 public:
     Return<void> onReconfigNeeded() override { return Void(); }
@@ -80,7 +62,7 @@ public:
         tokenRequests.add();
         return Void();
     }
-    Counter tokenRequests;
+    testkit::CallCounts tokenRequests;
 };
 
 class ChangeCb : public V2_0::ISettingsChangeCb {
@@ -89,7 +71,7 @@ public:
         changes.add();
         return Void();
     }
-    Counter changes;
+    testkit::CallCounts changes;
 };
 
 class SetConfigCb : public V2_0::ISetConfigCb {
@@ -98,19 +80,11 @@ public:
         answers.add();
         return Void();
     }
-    Counter answers;
-};
-
-class WakeMonitor : public ITimerMonitor {
-public:
-    // The loop is this thread, which recomputes its time-out on every pass.
-    void nextEventChanged() override {}
+    testkit::CallCounts answers;
 };
 
 struct Harness {
-    ImsCom* com = nullptr;
-    WakeMonitor monitor;
-    ImsTimer timer{&monitor};
+    fuzzsupport::FuzzLoop loop{*ImsCom::getInstance()};
     ImsMcxSettings* settings = nullptr;
     ImsMcxApplication* application = nullptr;
     RcsConfigManager* manager = nullptr;
@@ -122,37 +96,13 @@ struct Harness {
     mcx_client_type imssHandle = nullptr;
     mcx_client_type imsaHandle = nullptr;
     int32_t uploadToken = -1;
-
-    // Runs loop passes until `done` or the time limit; set-up only.
-    bool runUntil(const std::function<bool()>& done) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            com->processEvents(20, timer);
-        }
-        return true;
-    }
-
-    // Serves whatever is ready now, without waiting.
-    void drain() {
-        for (int pass = 0; pass < 64 && com->hasReadyDescriptors(); ++pass) {
-            com->processEvents(0, timer);
-        }
-    }
 };
 
 Harness* gHarness = nullptr;
 
-void fail(const char* what) {
-    fprintf(stderr, "modem_indication_fuzz: %s\n", what);
-    abort();
-}
-
 mcx_client_type openHandle(mcx_idl_service_object_type svc) {
-    mcx_service_info info;
-    memset(&info, 0, sizeof(info));
-    mcx_client_os_params os;
-    memset(&os, 0, sizeof(os));
+    mcx_service_info info{};
+    mcx_client_os_params os{};
     mcx_client_type handle = nullptr;
     if (mcx_client_get_any_service(svc, &info) != MCX_NO_ERR ||
         mcx_client_init(&info, svc, nullptr, nullptr, &os, &handle) != MCX_NO_ERR) {
@@ -163,12 +113,12 @@ mcx_client_type openHandle(mcx_idl_service_object_type svc) {
 
 Harness* setUp() {
     auto* h = new Harness();
-    h->com = ImsCom::getInstance();
-    h->settings = new ImsMcxSettings(*h->com, h->timer);
-    h->application = new ImsMcxApplication(*h->com, h->timer);
+    fuzzsupport::FuzzLoop& loop = h->loop;
+    h->settings = new ImsMcxSettings(loop.com, loop.timer);
+    h->application = new ImsMcxApplication(loop.com, loop.timer);
     // The factory's registry owns the manager.
-    h->manager = new RcsConfigManager(*h->com, h->timer, *h->settings, *h->application);
-    if (!h->runUntil([h] { return h->manager->isServiceAvailable() && h->manager->isModemUp(); })) {
+    h->manager = new RcsConfigManager(loop.com, loop.timer, *h->settings, *h->application);
+    if (!loop.runUntil([h] { return h->manager->isServiceAvailable() && h->manager->isModemUp(); })) {
         fail("the modem services did not come up");
     }
     for (int slot = 1; slot <= 2; ++slot) {
@@ -176,7 +126,7 @@ Harness* setUp() {
         Params params{h->listeners[slot - 1], slot, 1};
         h->manager->createInstance(params);
     }
-    if (!h->runUntil([h] {
+    if (!loop.runUntil([h] {
             return h->manager->isImssSubscribed(1) && h->manager->isImssSubscribed(2) &&
                    h->manager->isImsaSubscribed(1) && h->manager->isImsaSubscribed(2);
         })) {
@@ -188,7 +138,7 @@ Harness* setUp() {
     for (int group = 0; group < 4; ++group) {
         h->configs[0]->registerForSettingsChange(static_cast<V2_0::SettingsId>(group), h->changes);
     }
-    if (!h->runUntil([h] { return h->settings->pendingRequests().changeListenerGroups.size() == 4; })) {
+    if (!loop.runUntil([h] { return h->settings->pendingRequests().changeListenerGroups.size() == 4; })) {
         fail("the change listeners were not filed");
     }
     V2_0::Container doc;
@@ -196,9 +146,7 @@ Harness* setUp() {
     const char text[] = "<wap-provisioningdoc/>";
     doc.config = std::vector<uint8_t>(text, text + sizeof(text) - 1);
     h->configs[0]->setConfig(doc, h->uploads);
-    if (!h->runUntil([h] { return h->uploads->answers.get() == 1; })) {
-        fail("the upload was not answered");
-    }
+    if (!loop.runUntil([h] { return h->uploads->answers.total() == 1; })) fail("the upload was not answered");
     std::vector<mcxemu::ReceivedConfig> received = mcxemu::embeddedModem().receivedConfigs(0);
     if (received.empty()) fail("the modem kept no document");
     h->uploadToken = received.back().token;
@@ -207,13 +155,8 @@ Harness* setUp() {
     h->imsaHandle = openHandle(imsa_get_service_object_internal_v01(1, 0x2C, 6));
     for (uint8_t sub = 0; sub < 2; ++sub) h->imsaClients[sub] = new McxImsaClient(sub, h->application);
     // Whatever the set-up left in flight is handled before the first input.
-    h->runUntil([h] { return !h->com->hasReadyDescriptors(); });
+    loop.runUntil([h] { return !h->loop.com.hasReadyDescriptors(); });
     return h;
-}
-
-uint32_t indicationLength(mcx_idl_service_object_type svc, uint32_t msgId) {
-    const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
-    return desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
 }
 
 }  // namespace
@@ -234,17 +177,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool imsa = which == 5 || which == 7;
     mcx_idl_service_object_type svc = imsa ? imsa_get_service_object_internal_v01(1, 0x2C, 6)
                                            : imss_get_service_object_internal_v01(1, 0x67, 6);
-    uint32_t msgId = 0;
-    if (which < 4) {
-        msgId = imss_settings_groups_v01[which].ind_msg_id;
-    } else if (which == 4) {
-        msgId = IMSS_CARRIER_CONFIG_STATUS_IND_V01;
-    } else if (which == 5) {
-        msgId = IMSA_CONFIG_TOKEN_REQUEST_IND_V01;
-    } else {
-        msgId = in.take<uint16_t>();
-    }
-    const uint32_t expected = indicationLength(svc, msgId);
+    const uint32_t named[6] = {imss_settings_groups_v01[0].ind_msg_id, imss_settings_groups_v01[1].ind_msg_id,
+                               imss_settings_groups_v01[2].ind_msg_id, imss_settings_groups_v01[3].ind_msg_id,
+                               IMSS_CARRIER_CONFIG_STATUS_IND_V01, IMSA_CONFIG_TOKEN_REQUEST_IND_V01};
+    const uint32_t msgId = which < 6 ? named[which] : in.take<uint16_t>();
+    const mcx_msg_desc_type* desc = mcx_idl_find_msg(svc, msgId);
+    const uint32_t expected = desc == nullptr ? MCX_MSG_LEN_NONE : desc->ind_len;
     size_t length = 0;
     if ((flags & 1) != 0) {
         length = expected == MCX_MSG_LEN_NONE ? 0 : expected;
@@ -272,10 +210,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else if (exact && imsa && msgId == IMSA_CONFIG_TOKEN_REQUEST_IND_V01) {
         tokens[sub] = 1;
     }
-    const size_t changesBefore = h.changes->changes.get();
-    const size_t uploadsBefore = h.uploads->answers.get();
-    const size_t tokensBefore[2] = {h.listeners[0]->tokenRequests.get(),
-                                    h.listeners[1]->tokenRequests.get()};
+    const size_t changesBefore = h.changes->changes.total();
+    const size_t uploadsBefore = h.uploads->answers.total();
+    const size_t tokensBefore[2] = {h.listeners[0]->tokenRequests.total(),
+                                    h.listeners[1]->tokenRequests.total()};
 
     void* buf = msg.empty() ? nullptr : msg.data();
     if (imsa) {
@@ -285,12 +223,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ImsMcxSettings::mcxImsSettingsSvcIndCb(h.imssHandle, msgId, buf,
                                                static_cast<unsigned int>(msg.size()), h.settings);
     }
-    h.drain();
+    h.loop.drain();
 
-    if (h.changes->changes.get() - changesBefore != changes) fail("settings change count");
-    if (h.uploads->answers.get() - uploadsBefore != uploads) fail("upload answer count");
+    if (h.changes->changes.total() - changesBefore != changes) fail("settings change count");
+    if (h.uploads->answers.total() - uploadsBefore != uploads) fail("upload answer count");
     for (int s = 0; s < 2; ++s) {
-        if (h.listeners[s]->tokenRequests.get() - tokensBefore[s] != tokens[s]) {
+        if (h.listeners[s]->tokenRequests.total() - tokensBefore[s] != tokens[s]) {
             fail("token request count");
         }
     }

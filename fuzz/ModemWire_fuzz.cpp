@@ -36,6 +36,7 @@
 
 namespace {
 
+using fuzzsupport::fail;
 using mcx::wire::ReadResult;
 
 // The library side's listener: what the transport passes on is dropped.
@@ -56,23 +57,13 @@ struct Harness {
 
 Harness* gHarness = nullptr;
 
-void fail(const char* what) {
-    fprintf(stderr, "modem_wire_fuzz: %s\n", what);
-    abort();
-}
-
-// A socket pair whose first end holds `bytes` and then the end of the stream.
-bool streamOf(const uint8_t* bytes, size_t len, int* readEnd) {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) return false;
-    size_t done = 0;
-    while (done < len) {
-        ssize_t n = send(fds[1], bytes + done, len - done, MSG_NOSIGNAL);
-        if (n <= 0) fail("cannot fill the stream");
+// Sends `bytes` whole on `fd`; false when the other end stopped reading.
+bool sendAll(int fd, const uint8_t* bytes, size_t len) {
+    for (size_t done = 0; done < len;) {
+        ssize_t n = send(fd, bytes + done, len - done, MSG_NOSIGNAL);
+        if (n <= 0) return false;
         done += static_cast<size_t>(n);
     }
-    close(fds[1]);
-    *readEnd = fds[0];
     return true;
 }
 
@@ -84,12 +75,7 @@ void daemonSide(Harness& h, const uint8_t* bytes, size_t len) {
     if (fd < 0 || connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
         fail("cannot reach the daemon");
     }
-    size_t done = 0;
-    while (done < len) {
-        ssize_t n = send(fd, bytes + done, len - done, MSG_NOSIGNAL);
-        if (n <= 0) break;  // the daemon closed the connection on a malformed frame
-        done += static_cast<size_t>(n);
-    }
+    sendAll(fd, bytes, len);  // short when the daemon closed on a malformed frame
     shutdown(fd, SHUT_WR);
     // The session ends (and closes its socket) once it has read everything or
     // refused a frame; whatever it sent until then must be well-formed.
@@ -110,8 +96,12 @@ void daemonSide(Harness& h, const uint8_t* bytes, size_t len) {
 }
 
 void clientSide(Harness& h, const uint8_t* bytes, size_t len) {
-    int fd = -1;
-    if (!streamOf(bytes, len, &fd)) fail("no socket pair");
+    // A socket pair whose reading end holds `bytes` and then the end of the stream.
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) fail("no socket pair");
+    if (!sendAll(fds[1], bytes, len)) fail("cannot fill the stream");
+    close(fds[1]);
+    const int fd = fds[0];
     std::vector<uint8_t> frame;
     while (mcx::wire::readFrame(fd, &frame) == ReadResult::Frame) {
         if (!h.transport->handleFrame(frame)) break;
@@ -127,10 +117,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     h->daemonPath = "/tmp/modem_wire_fuzz." + std::to_string(getpid()) + ".sock";
     h->daemon = new mcxemu::ModemDaemon(h->modem, h->daemonPath);
     std::string error;
-    if (!h->daemon->listen(&error)) {
-        fprintf(stderr, "modem_wire_fuzz: %s\n", error.c_str());
-        abort();
-    }
+    if (!h->daemon->listen(&error)) fail(error.c_str());
     std::thread([d = h->daemon] { d->run(); }).detach();
     // A transport whose daemon never answers: only the frames fed to it arrive.
     h->transport = new mcx::DaemonTransport(h->daemonPath + ".none", h->listener);

@@ -36,7 +36,6 @@ void checkConverts(const rcsctl::Command& command, const std::string& line) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // The library's conversion logs each refused pair; not printed here.
     __android_log_set_logger(fuzzsupport::discardLog);
     return 0;
 }

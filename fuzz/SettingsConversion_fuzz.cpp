@@ -120,19 +120,20 @@ void checkReadBack(const SettingsData& sent, const std::vector<uint8_t>& msg) {
                                                        copy.data(), &back, true)) {
         abort();
     }
-    std::set<uint32_t> ints, bools, strings;
-    for (const auto& p : sent.settingsValues.intData) ints.insert(p.key);
-    for (const auto& p : sent.settingsValues.boolData) bools.insert(p.key);
-    for (const auto& p : sent.settingsValues.stringData) strings.insert(p.key);
-    for (const auto& p : back.settingsValues.intData) {
-        if (ints.count(p.key) == 0) abort();
-    }
-    for (const auto& p : back.settingsValues.boolData) {
-        if (bools.count(p.key) == 0) abort();
-    }
-    for (const auto& p : back.settingsValues.stringData) {
-        // The user agent array is reported even when nothing was written to it.
-        if (strings.count(p.key) == 0 && sent.settingsId != SettingsId::USER_AGENT_STRING) abort();
+    auto keysWithin = [](const auto& got, const auto& sentList) {
+        std::set<uint32_t> keys;
+        for (const auto& p : sentList) keys.insert(p.key);
+        for (const auto& p : got) {
+            if (keys.count(p.key) == 0) return false;
+        }
+        return true;
+    };
+    const auto& was = sent.settingsValues;
+    const auto& is = back.settingsValues;
+    // The user agent array is reported even when nothing was written to it.
+    if (!keysWithin(is.intData, was.intData) || !keysWithin(is.boolData, was.boolData) ||
+        (!keysWithin(is.stringData, was.stringData) && sent.settingsId != SettingsId::USER_AGENT_STRING)) {
+        abort();
     }
 }
 
@@ -171,8 +172,6 @@ void write(fuzzsupport::ByteReader& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Lines are still formatted (their arguments are part of what is fuzzed)
-    // but not printed: the output would swamp the run.
     __android_log_set_logger(fuzzsupport::discardLog);
     return 0;
 }

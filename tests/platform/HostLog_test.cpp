@@ -3,6 +3,7 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <string>
 
 #include "hostlog/LogLine.h"
@@ -13,12 +14,7 @@ namespace {
 hostlog::Entry sample(const std::string& message) {
     hostlog::Entry e;
     tm local{};
-    local.tm_year = 126;
-    local.tm_mon = 10;
-    local.tm_mday = 25;
-    local.tm_hour = 13;
-    local.tm_min = 31;
-    local.tm_sec = 42;
+    strptime("2026-11-25 13:31:42", "%Y-%m-%d %H:%M:%S", &local);
     local.tm_isdst = -1;
     e.when.tv_sec = mktime(&local);
     e.when.tv_nsec = 120 * 1000000 + 999;

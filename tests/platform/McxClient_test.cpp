@@ -6,9 +6,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -29,15 +27,13 @@ using imstest::imsaObject;
 using imstest::imssObject;
 using imstest::McxObserved;
 using Seen = McxObserved::Seen;
+using imstest::bindSettings;
+using imstest::openMcxClient;
 
 class McxClientTest : public ::testing::Test {
 protected:
     mcxemu::ModemEmulator& modem = mcxemu::embeddedModem();
 
-    mcx_client_type open(mcx_idl_service_object_type svc, McxObserved* o = nullptr) {
-        return imstest::openMcxClient(svc, o);
-    }
-    int bind(mcx_client_type h, int32_t sub, unsigned timeout = 1000) { return imstest::bindSettings(h, sub, timeout); }
     // Registers `h` for the user-agent group's change indication.
     void watchUserAgent(mcx_client_type h) {
         ims_settings_config_ind_reg_req_msg_v01 reg{};
@@ -58,7 +54,7 @@ protected:
 };
 
 TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem) {
-    mcx_client_type h = open(imssObject());
+    mcx_client_type h = openMcxClient(imssObject());
     ims_settings_bind_subscription_req_msg_v01 req{0};
     uint8_t resp[16] = {};
     std::vector<int> codes = {
@@ -66,23 +62,22 @@ TEST_F(McxClientTest, SendMsgSync_BadArguments_GiveDistinctCodesAndReachNoModem)
         mcx_client_send_msg_sync(h, 0x55, &req, 4, resp, 16, 1000),
         mcx_client_send_msg_sync(h, 0x98, &req, 5, resp, 16, 1000),
         mcx_client_send_msg_sync(h, 0x98, &req, 4, resp, 15, 1000),
+        mcx_client_send_msg_sync(h, 0x98, &req, 4, nullptr, 16, 1000),
+        mcx_client_send_msg_sync(h, 0x9D, &req, 8, resp, 16, 1000),  // an indication id is not a request
     };
-    EXPECT_EQ(codes, (std::vector<int>{MCX_ERR_INVALID_HANDLE, MCX_ERR_INVALID_ARG,
-                                       MCX_ERR_REQ_LENGTH, MCX_ERR_RESP_LENGTH}));
-    EXPECT_EQ(mcx_client_send_msg_sync(h, 0x98, &req, 4, nullptr, 16, 1000), MCX_ERR_INVALID_ARG);
-    EXPECT_EQ(mcx_client_send_msg_sync(h, 0x9D, &req, 8, resp, 16, 1000), MCX_ERR_INVALID_ARG)
-        << "an indication id is not a request";
+    EXPECT_EQ(codes, (std::vector<int>{MCX_ERR_INVALID_HANDLE, MCX_ERR_INVALID_ARG, MCX_ERR_REQ_LENGTH,
+                                       MCX_ERR_RESP_LENGTH, MCX_ERR_INVALID_ARG, MCX_ERR_INVALID_ARG}));
     EXPECT_EQ(modem.requests().size(), 0u);
-    EXPECT_EQ(bind(h, 0), MCX_NO_ERR);
+    EXPECT_EQ(bindSettings(h, 0), MCX_NO_ERR);
     EXPECT_EQ(mcx_client_release(h), MCX_NO_ERR);
-    EXPECT_EQ(bind(h, 0), MCX_ERR_INVALID_HANDLE) << "released handle";
+    EXPECT_EQ(bindSettings(h, 0), MCX_ERR_INVALID_HANDLE) << "released handle";
     EXPECT_EQ(mcx_client_release(h), MCX_ERR_INVALID_HANDLE);
 }
 
 TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
-    mcx_client_type h = open(imssObject());
+    mcx_client_type h = openMcxClient(imssObject());
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {});
-    EXPECT_EQ(bind(h, 0), MCX_ERR_TRANSPORT);
+    EXPECT_EQ(bindSettings(h, 0), MCX_ERR_TRANSPORT);
 
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::ResponseHeader, 1, 9});
     ims_settings_bind_subscription_req_msg_v01 req{0};
@@ -93,31 +88,29 @@ TEST_F(McxClientTest, SendMsgSync_ModemFailures_MapToTheirCodes) {
     mcx_client_release(h);
 }
 
-TEST_F(McxClientTest, SendMsgSync_AnswerDelayedPastTimeout_ReturnsTimeoutWithoutWaitingForIt) {
-    mcx_client_type h = open(imssObject());
+TEST_F(McxClientTest, SendMsgSync_AnswerDelayed_EndsAtTheTimeoutOrWhenTheServiceIsLost) {
+    mcx_client_type h = openMcxClient(imssObject());
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(bind(h, 0, 200), MCX_ERR_TIMEOUT);
+    EXPECT_EQ(bindSettings(h, 0, 200), MCX_ERR_TIMEOUT);
     auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, 200ms);
     EXPECT_LT(waited, 30000ms) << "the timeout, not the modem's delay, ends the wait";
 
     // An answer late but within the timeout arrives.
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 20});
-    EXPECT_EQ(bind(h, 0, 1000), MCX_NO_ERR);
-    mcx_client_release(h);
-}
+    EXPECT_EQ(bindSettings(h, 0, 1000), MCX_NO_ERR);
 
-TEST_F(McxClientTest, SendMsgSync_ServiceLostWhileWaiting_ReturnsServiceGone) {
-    mcx_client_type h = open(imssObject());
+    // The service lost while waiting ends the wait at once.
     modem.failMessage(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, {Kind::Delay, 0, 0, 0, 60000});
+    const size_t binds = modem.requestCount(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01);
     std::thread restart([&] {
-        ASSERT_TRUE(modem.waitForRequests(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, 1, 5000ms));
+        ASSERT_TRUE(modem.waitForRequests(IMSS_SERVICE_ID_V01, IMSS_BIND_SUBSCRIPTION_V01, binds + 1, 5000ms));
         modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
     });
-    EXPECT_EQ(bind(h, 0, 60000), MCX_ERR_SERVICE_GONE);
+    EXPECT_EQ(bindSettings(h, 0, 60000), MCX_ERR_SERVICE_GONE);
     restart.join();
-    EXPECT_EQ(bind(h, 0), MCX_ERR_SERVICE_GONE) << "the connection stays lost";
+    EXPECT_EQ(bindSettings(h, 0), MCX_ERR_SERVICE_GONE) << "the connection stays lost";
     mcx_service_info info;
     EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
     mcx_client_type other = nullptr;
@@ -155,7 +148,7 @@ TEST_F(McxClientTest, Notifier_ReportsServiceUp_WhenAlreadyUpAndWhenItComesBack)
 
 TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredAfterTheLoss) {
     McxObserved o, barrier;
-    mcx_client_type h = open(imssObject());
+    mcx_client_type h = openMcxClient(imssObject());
     ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &o), MCX_NO_ERR);
     modem.restart();
     ASSERT_TRUE(o.waitUntil([](const Seen& seen) { return !seen.errors.empty(); }));
@@ -164,7 +157,7 @@ TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredA
 
     // A handle lost before its callback is registered still hears of it.
     McxObserved late;
-    mcx_client_type lost = open(imssObject());
+    mcx_client_type lost = openMcxClient(imssObject());
     modem.setServiceUp(IMSS_SERVICE_ID_V01, false);
     ASSERT_EQ(mcx_client_register_error_cb(lost, McxObserved::errorCb, &late), MCX_NO_ERR);
     ASSERT_TRUE(late.waitUntil([](const Seen& seen) { return seen.errors.size() == 1; }));
@@ -172,7 +165,7 @@ TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredA
     modem.setServiceUp(IMSS_SERVICE_ID_V01, true);
 
     // A second loss and a late re-registration do not report the lost handle again.
-    mcx_client_type second = open(imssObject());
+    mcx_client_type second = openMcxClient(imssObject());
     ASSERT_EQ(mcx_client_register_error_cb(second, McxObserved::errorCb, &barrier), MCX_NO_ERR);
     modem.restart();
     ASSERT_EQ(mcx_client_register_error_cb(h, McxObserved::errorCb, &o), MCX_NO_ERR);
@@ -186,8 +179,8 @@ TEST_F(McxClientTest, ErrorCallback_FiresOnceOnLibraryThread_EvenWhenRegisteredA
 
 TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLength) {
     McxObserved o;
-    mcx_client_type watcher = open(imssObject(), &o);
-    mcx_client_type writer = open(imssObject());
+    mcx_client_type watcher = openMcxClient(imssObject(), &o);
+    mcx_client_type writer = openMcxClient(imssObject());
     watchUserAgent(watcher);
     modem.setIndicationLength(IMSS_SERVICE_ID_V01, IMSS_USER_AGENT_CONFIG_IND_V01, 1000);
     ASSERT_EQ(writeUserAgent(writer), MCX_NO_ERR);
@@ -197,78 +190,62 @@ TEST_F(McxClientTest, Indications_ArriveOnLibraryThread_AndDecodeChecksTheirLeng
     EXPECT_NE(seen.threads[0], currentTid());
 
     std::vector<uint8_t> out(1024);
+    auto decode = [&](mcx_idl_type_of_message_type kind, const std::vector<uint8_t>& ind, unsigned outLen) {
+        return mcx_client_message_decode(watcher, kind, IMSS_USER_AGENT_CONFIG_IND_V01, ind.data(),
+                                         static_cast<unsigned>(ind.size()), out.data(), outLen);
+    };
     const auto& shortInd = seen.indications[0].second;
     EXPECT_EQ(shortInd.size(), 1000u);
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        shortInd.data(), 1000, out.data(), 1024),
-              MCX_ERR_MSG_LENGTH);
+    EXPECT_EQ(decode(MCX_IDL_INDICATION, shortInd, 1024), MCX_ERR_MSG_LENGTH);
     const auto& goodInd = seen.indications[1].second;
-    ASSERT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1024),
-              MCX_NO_ERR);
+    ASSERT_EQ(goodInd.size(), 1024u);
+    ASSERT_EQ(decode(MCX_IDL_INDICATION, goodInd, 1024), MCX_NO_ERR);
     EXPECT_EQ(out[0], 'U');
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_INDICATION, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1000),
-              MCX_ERR_INVALID_ARG) << "destination too small";
-    EXPECT_EQ(mcx_client_message_decode(watcher, MCX_IDL_REQUEST, IMSS_USER_AGENT_CONFIG_IND_V01,
-                                        goodInd.data(), 1024, out.data(), 1024),
-              MCX_ERR_INVALID_ARG) << "an indication is not a request";
+    EXPECT_EQ(decode(MCX_IDL_INDICATION, goodInd, 1000), MCX_ERR_INVALID_ARG) << "destination too small";
+    EXPECT_EQ(decode(MCX_IDL_REQUEST, goodInd, 1024), MCX_ERR_INVALID_ARG) << "an indication is not a request";
     mcx_client_release(watcher);
     mcx_client_release(writer);
 }
 
 TEST_F(McxClientTest, Release_RacingIndications_WaitsForTheRunningCallbackAndStopsTheRest) {
+    // Each recorder below stands for one event, recorded once.
     struct Racer {
-        std::mutex lock;
-        std::condition_variable cv;
-        bool entered = false;
-        bool releasing = false;
-        std::atomic<bool> released{false};
+        McxObserved entered, releasing, released;
         std::atomic<int> calls{0};
         std::atomic<bool> calledAfterRelease{false};
         std::atomic<bool> releaseReturnedDuringCallback{false};
     } racer;
+    static const auto happened = [](const Seen& seen) { return !seen.threads.empty(); };
     auto cb = [](mcx_client_type, unsigned int, void*, unsigned int, void* data) {
         auto* r = static_cast<Racer*>(data);
-        if (r->released) r->calledAfterRelease = true;
+        if (happened(r->released.snapshot())) r->calledAfterRelease = true;
         if (r->calls++ == 0) {
-            std::unique_lock<std::mutex> l(r->lock);
-            r->entered = true;
-            r->cv.notify_all();
-            r->cv.wait_for(l, 5s, [&] { return r->releasing; });
+            r->entered.record([](Seen&) {});
+            r->releasing.waitUntil(happened, 5s);
             // Give a wrong release() the chance to return while we are still inside.
-            r->cv.wait_for(l, 100ms, [&] { return r->released.load(); });
-            if (r->released) r->releaseReturnedDuringCallback = true;
+            if (r->released.waitUntil(happened, 100ms)) r->releaseReturnedDuringCallback = true;
         }
     };
     mcx_service_info info;
     ASSERT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_NO_ERR);
     mcx_client_type watcher = nullptr;
     ASSERT_EQ(mcx_client_init(&info, imssObject(), cb, &racer, nullptr, &watcher), MCX_NO_ERR);
-    mcx_client_type writer = open(imssObject());
+    mcx_client_type writer = openMcxClient(imssObject());
     watchUserAgent(watcher);
 
     std::atomic<bool> stop{false};
     std::thread flood([&] {
         while (!stop) writeUserAgent(writer);
     });
-    {
-        std::unique_lock<std::mutex> l(racer.lock);
-        ASSERT_TRUE(racer.cv.wait_for(l, 5s, [&] { return racer.entered; }));
-        racer.releasing = true;
-        racer.cv.notify_all();
-    }
+    ASSERT_TRUE(racer.entered.waitUntil(happened));
+    racer.releasing.record([](Seen&) {});
     EXPECT_EQ(mcx_client_release(watcher), MCX_NO_ERR);
-    {
-        std::lock_guard<std::mutex> l(racer.lock);
-        racer.released = true;
-        racer.cv.notify_all();
-    }
+    racer.released.record([](Seen&) {});
     int callsAtRelease = racer.calls;
     // Let more indications be produced after the release, then use another
     // handle's callback as a barrier for the callback thread.
     McxObserved barrier;
-    mcx_client_type late = open(imssObject(), &barrier);
+    mcx_client_type late = openMcxClient(imssObject(), &barrier);
     watchUserAgent(late);
     ASSERT_TRUE(barrier.waitUntil([](const Seen& seen) { return seen.indications.size() >= 3; }));
     stop = true;

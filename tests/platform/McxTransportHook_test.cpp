@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "ims_settings_service_v01.h"
@@ -18,8 +17,9 @@ namespace {
 using imstest::imssObject;
 
 // What the fake transports of one test did, and the core they report to.
+// The library calls a transport on the thread of the client call that needs
+// it, so the test reads these after that call returned, without a lock.
 struct Modem {
-    std::mutex lock;
     int made = 0;
     int destroyed = 0;
     mcx::ModemListener* core = nullptr;
@@ -34,29 +34,22 @@ struct Modem {
 class FakeTransport : public mcx::McxTransport {
 public:
     FakeTransport(Modem& modem, mcx::ModemListener& core) : mModem(modem) {
-        {
-            std::lock_guard<std::mutex> l(mModem.lock);
-            ++mModem.made;
-            mModem.core = &core;
-        }
+        ++mModem.made;
+        mModem.core = &core;
         core.onServiceState(IMSS_SERVICE_ID_V01, true);
     }
     ~FakeTransport() override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         ++mModem.destroyed;
     }
     int open(uint32_t serviceId, uint64_t* connId) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.opened.push_back(serviceId);
         *connId = 40 + mModem.opened.size();
         return MCX_NO_ERR;
     }
     void close(uint64_t connId) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.closed.push_back(connId);
     }
     mcx::ModemReply request(uint64_t, uint32_t msgId, const void*, uint32_t, uint32_t) override {
-        std::lock_guard<std::mutex> l(mModem.lock);
         mModem.requests.push_back(msgId);
         mcx::ModemReply reply;
         reply.response.assign(sizeof(ims_settings_bind_subscription_resp_msg_v01), 0x5A);
@@ -75,24 +68,7 @@ mcx::TransportFactory fakeFactory(Modem& modem) {
     return [&modem](mcx::ModemListener& core) { return std::make_unique<FakeTransport>(modem, core); };
 }
 
-TEST(McxTransportHookTest, NothingInstalled_EveryServiceIsDownAndControlFindsNoModem) {
-    ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
-    mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
-    info.service_id = IMSS_SERVICE_ID_V01;
-    mcx_client_os_params os{};
-    mcx_client_type h = nullptr;
-    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, &os, &h), MCX_ERR_NO_SERVICE);
-    char reply[32];
-    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
-    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
-
-    // A factory that makes nothing is the same as none.
-    ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
-}
-
-TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequestsEventsAndCloses) {
+TEST(McxTransportHookTest, Transport_MadeOnFirstUseCarriesRequestsEventsAndCloses_WithoutOneNoModem) {
     Modem modem;
     ASSERT_EQ(mcx_host_set_transport(fakeFactory(modem)), MCX_NO_ERR);
     EXPECT_EQ(modem.made, 0) << "made before the library needed a modem";
@@ -131,9 +107,21 @@ TEST(McxTransportHookTest, InstalledTransport_IsMadeOnFirstUseAndCarriesRequests
     EXPECT_EQ(modem.closed, std::vector<uint64_t>{42}) << "a lost connection is not closed again";
     ASSERT_EQ(mcx_host_set_transport(nullptr), MCX_NO_ERR);
     EXPECT_EQ(modem.destroyed, 1);
+
+    // With none installed there is no modem at all: the old transport's
+    // service state is forgotten.
     mcx_service_info info{};
-    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE)
-        << "the service state of the old transport is forgotten";
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
+    info.service_id = IMSS_SERVICE_ID_V01;
+    mcx_client_os_params os{};
+    mcx_client_type none = nullptr;
+    EXPECT_EQ(mcx_client_init(&info, imssObject(), nullptr, nullptr, &os, &none), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_host_modem_control("ping", reply, sizeof(reply)), MCX_ERR_NO_SERVICE);
+    EXPECT_EQ(mcx_host_use_daemon(nullptr), MCX_ERR_INVALID_ARG) << "a daemon needs a socket path";
+
+    // A factory that makes nothing is the same as none.
+    ASSERT_EQ(mcx_host_set_transport([](mcx::ModemListener&) { return nullptr; }), MCX_NO_ERR);
+    EXPECT_EQ(mcx_client_get_any_service(imssObject(), &info), MCX_ERR_NO_SERVICE);
 }
 
 }  // namespace

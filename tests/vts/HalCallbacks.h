@@ -31,21 +31,18 @@ constexpr std::chrono::seconds kCallbackWait{10};
 template <typename T>
 class Calls {
 public:
+    using Value = T;
     void add(const T& value) {
         std::lock_guard<std::mutex> guard(mLock);
         mValues.push_back(value);
         mChanged.notify_all();
     }
-    // Waits up to kCallbackWait for `count` calls; returns the calls so far.
+    // Waits up to kCallbackWait for `count` calls (0: not at all); returns
+    // the calls so far.
     std::vector<T> waitFor(size_t count) {
         std::unique_lock<std::mutex> lock(mLock);
         mChanged.wait_for(lock, kCallbackWait, [&] { return mValues.size() >= count; });
         return mValues;
-    }
-    // How many calls came so far.
-    size_t size() {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mValues.size();
     }
 
 private:

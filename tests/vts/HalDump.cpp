@@ -16,8 +16,7 @@ using ::android::hardware::hidl_handle;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 
-std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& object,
-                      const std::vector<std::string>& options, bool* ok) {
+std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& object, bool* ok) {
     *ok = false;
     // A file rather than a pipe: the service writes its whole answer before
     // the call returns, however long it is.
@@ -28,9 +27,7 @@ std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& o
     }
     native_handle_t* native = native_handle_create(1, 0);
     native->data[0] = fileno(file);
-    hidl_vec<hidl_string> args(options.size());
-    for (size_t i = 0; i < options.size(); ++i) args[i] = options[i];
-    *ok = object->debug(hidl_handle(native), args).isOk();
+    *ok = object->debug(hidl_handle(native), hidl_vec<hidl_string>()).isOk();
     native_handle_delete(native);
 
     std::string text;
@@ -50,7 +47,7 @@ bool waitForModemState(const ::android::sp<::android::hidl::base::V1_0::IBase>& 
     *seen = "no dump";
     for (;;) {
         bool ok = false;
-        const std::string dump = debugText(factory, {}, &ok);
+        const std::string dump = debugText(factory, &ok);
         const size_t at = dump.find(label);
         if (at != std::string::npos) {
             *seen = dump.substr(at, dump.find('\n', at) - at);

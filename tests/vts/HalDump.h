@@ -6,16 +6,14 @@
 #define VTS_HAL_DUMP_H
 
 #include <string>
-#include <vector>
 
 #include <android/hidl/base/1.0/IBase.h>
 
 namespace imsrcs_vts {
 
-// Calls debug() on `object` with `options` and returns what it wrote; empty
-// with `*ok` false when the call failed. The test thread only.
-std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& object,
-                      const std::vector<std::string>& options, bool* ok);
+// Calls debug() on `object` without options (its dump) and returns what it
+// wrote; empty with `*ok` false when the call failed. The test thread only.
+std::string debugText(const ::android::sp<::android::hidl::base::V1_0::IBase>& object, bool* ok);
 
 // Waits up to kCallbackWait for the factory's dump to report the modem's IMS
 // settings service in a state starting with `wanted` ("up", or "up, carrier

@@ -44,20 +44,18 @@ inline std::string instanceTestName(const ::testing::TestParamInfo<std::string>&
 #define IMSRCS_ALLOW_NO_INSTANCE(suite) static_assert(true, "")
 #endif
 
-// Instantiates `suite` for every instance declared for `descriptor`.
-#define IMSRCS_PER_INSTANCE(suite, descriptor)                                                    \
+// Instantiates `suite` for every instance declared for `descriptor`, the
+// cases named `prefix`/<suite>.<case>/<instance>.
+#define IMSRCS_INSTANTIATE_PER_INSTANCE(prefix, suite, descriptor)                                \
     IMSRCS_ALLOW_NO_INSTANCE(suite);                                                               \
-    IMSRCS_INSTANTIATE(PerInstance, suite, ::testing::ValuesIn(::imsrcs_vts::declaredInstances(descriptor)), \
+    IMSRCS_INSTANTIATE(prefix, suite, ::testing::ValuesIn(::imsrcs_vts::declaredInstances(descriptor)), \
                        ::imsrcs_vts::instanceTestName)
+#define IMSRCS_PER_INSTANCE(suite, descriptor) IMSRCS_INSTANTIATE_PER_INSTANCE(PerInstance, suite, descriptor)
 
 // The same for a suite that changes the modem's configuration: its cases
 // are disabled unless the run asks for them with
 // --gtest_also_run_disabled_tests (--gtest_filter='DISABLED_Writes/*' runs
 // them alone).
-#define IMSRCS_PER_INSTANCE_OPT_IN(suite, descriptor)                                             \
-    IMSRCS_ALLOW_NO_INSTANCE(suite);                                                               \
-    IMSRCS_INSTANTIATE(DISABLED_Writes, suite,                                                     \
-                       ::testing::ValuesIn(::imsrcs_vts::declaredInstances(descriptor)),           \
-                       ::imsrcs_vts::instanceTestName)
+#define IMSRCS_PER_INSTANCE_OPT_IN(suite, descriptor) IMSRCS_INSTANTIATE_PER_INSTANCE(DISABLED_Writes, suite, descriptor)
 
 #endif  // VTS_HAL_INSTANCES_H

@@ -85,32 +85,27 @@ protected:
         }
     }
 
-    // `recorder`, its calls counted in TearDown().
-    template <typename Recorder>
-    sp<Recorder> tracked(sp<Recorder> recorder) {
-        mCallCounts.push_back([recorder] { return recorder->calls.size(); });
-        return recorder;
+    // What a fresh `Recorder` handed to `request` was first called with;
+    // nullopt when the call failed or no answer came in time. All calls of
+    // the recorder are counted in TearDown().
+    template <typename Recorder, typename Request>
+    auto firstCall(Request request) -> std::optional<typename decltype(Recorder::calls)::Value> {
+        sp<Recorder> cb = new Recorder();
+        mCallCounts.push_back([cb] { return cb->calls.waitFor(0).size(); });
+        if (!request(cb).isOk()) return std::nullopt;
+        auto calls = cb->calls.waitFor(1);
+        if (calls.empty()) return std::nullopt;
+        return calls[0];
     }
 
-    // The answer to reading `group`; nullopt when the call failed or no
-    // answer came in time.
     std::optional<SettingsAnswer> read(V2_0::SettingsId group) {
-        sp<SettingsRecorder> cb = tracked(sp<SettingsRecorder>(new SettingsRecorder()));
-        if (!mConfig->getSettingsValue(group, cb).isOk()) return std::nullopt;
-        std::vector<SettingsAnswer> answers = cb->calls.waitFor(1);
-        if (answers.empty()) return std::nullopt;
-        return answers[0];
+        return firstCall<SettingsRecorder>([&](const auto& cb) { return mConfig->getSettingsValue(group, cb); });
     }
 
-    // The answer of a request made with a fresh result callback; nullopt
-    // when the call failed or no answer came in time.
+    // The answer of a request made with a fresh result callback.
     template <typename Request>
     std::optional<V2_0::RequestStatus> answerOf(Request request) {
-        sp<ResultRecorder> cb = tracked(sp<ResultRecorder>(new ResultRecorder()));
-        if (!request(cb).isOk()) return std::nullopt;
-        std::vector<V2_0::RequestStatus> results = cb->calls.waitFor(1);
-        if (results.empty()) return std::nullopt;
-        return results[0];
+        return firstCall<ResultRecorder>(request);
     }
 
     sp<F1_1::IImsFactory> mFactory;

@@ -11,10 +11,8 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "HalInstances.h"
@@ -23,14 +21,18 @@
 namespace imsrcs_vts {
 namespace {
 
+const std::optional<V2_0::RequestStatus> kAnsweredOk{V2_0::RequestStatus::OK};
+
 class RcsConfigWriteHalTest : public RcsConfigHalFixture {
 protected:
+    // The answer to writing `data`; nullopt when none came.
+    std::optional<V2_0::RequestStatus> write(const V2_0::SettingsData& data) {
+        return answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setSettingsValue(data, cb); });
+    }
+
     // Writes `original` back and checks that the modem holds it again.
     void restore(const V2_0::SettingsData& original) {
-        std::optional<V2_0::RequestStatus> set =
-                answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setSettingsValue(original, cb); });
-        EXPECT_EQ(set, std::optional<V2_0::RequestStatus>(V2_0::RequestStatus::OK))
-                << "restoring " << toString(original);
+        EXPECT_EQ(write(original), kAnsweredOk) << "restoring " << toString(original);
         std::optional<SettingsAnswer> now = read(original.settingsId);
         ASSERT_TRUE(now.has_value());
         EXPECT_TRUE(sameValues(now->data.settingsValues, original.settingsValues))
@@ -49,16 +51,6 @@ protected:
                a.stringData.size() == b.stringData.size() && within(a.boolData, b.boolData) &&
                within(a.intData, b.intData) && within(a.stringData, b.stringData);
     }
-};
-
-// Runs a function when the scope ends, however it ends.
-class OnExit {
-public:
-    explicit OnExit(std::function<void()> f) : mF(std::move(f)) {}
-    ~OnExit() { mF(); }
-
-private:
-    std::function<void()> mF;
 };
 
 // An auto-configuration document of about 5 KB: three segments on the wire.
@@ -124,30 +116,23 @@ V2_0::SettingsValues withChange(V2_0::SettingsValues held, const V2_0::SettingsD
     return held;
 }
 
-bool isEmpty(const V2_0::SettingsValues& v) {
-    return v.boolData.size() == 0 && v.intData.size() == 0 && v.stringData.size() == 0;
-}
-
 TEST_P(RcsConfigWriteHalTest, SetSettingsValue_EachHeldGroup_ChangesAValueThenRestoresTheGroup) {
     int changed = 0;
     for (V2_0::SettingsId group : kGroups) {
         std::optional<SettingsAnswer> before = read(group);
         ASSERT_TRUE(before.has_value()) << "no answer to reading " << toString(group);
         ASSERT_EQ(before->status, V2_0::RequestStatus::OK) << toString(group);
-        if (isEmpty(before->data.settingsValues)) continue;
-        OnExit restoreGroup([&] { restore(before->data); });
+        if (before->data.settingsValues == V2_0::SettingsValues{}) continue;  // nothing to restore
 
+        // Nothing below ends the case early: the group is always restored.
         V2_0::SettingsData change = oneValueChanged(before->data);
-        std::optional<V2_0::RequestStatus> set =
-                answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setSettingsValue(change, cb); });
-        ASSERT_TRUE(set.has_value()) << "no answer to writing " << toString(change);
-        EXPECT_EQ(*set, V2_0::RequestStatus::OK) << toString(change);
+        EXPECT_EQ(write(change), kAnsweredOk) << toString(change);
         std::optional<SettingsAnswer> after = read(group);
-        ASSERT_TRUE(after.has_value());
-        EXPECT_EQ(after->status, V2_0::RequestStatus::OK);
-        EXPECT_TRUE(sameValues(after->data.settingsValues, withChange(before->data.settingsValues, change)))
+        EXPECT_TRUE(after && after->status == V2_0::RequestStatus::OK &&
+                    sameValues(after->data.settingsValues, withChange(before->data.settingsValues, change)))
                 << "held " << toString(before->data) << "\nwrote " << toString(change) << "\nread "
-                << toString(after->data);
+                << (after ? toString(after->data) : "nothing");
+        restore(before->data);
         ++changed;
     }
     IMSRCS_REQUIRE(changed > 0, "the modem holds no value in any settings group: a write could not be taken back");
@@ -157,26 +142,19 @@ TEST_P(RcsConfigWriteHalTest, SetConfig_PlainAndGzip_BothOk) {
     std::string state;
     IMSRCS_REQUIRE(waitForModemState(mFactory, "up, carrier configuration accepted", &state),
                    "the modem takes no carrier configuration (" << state << ")");
-    V2_0::Container plain;
-    plain.isCompressed = false;
-    plain.config = document();
-    V2_0::Container compressed;
-    compressed.isCompressed = true;
-    compressed.config = gzipped(document());
-    ASSERT_FALSE(compressed.config.size() == 0);
-
-    std::optional<V2_0::RequestStatus> first =
-            answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setConfig(plain, cb); });
-    std::optional<V2_0::RequestStatus> second =
-            answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setConfig(compressed, cb); });
-    EXPECT_EQ(first, std::optional<V2_0::RequestStatus>(V2_0::RequestStatus::OK)) << "the plain document";
-    EXPECT_EQ(second, std::optional<V2_0::RequestStatus>(V2_0::RequestStatus::OK)) << "the gzip document";
+    for (bool gzip : {false, true}) {
+        V2_0::Container doc;
+        doc.isCompressed = gzip;
+        doc.config = gzip ? gzipped(document()) : document();
+        ASSERT_NE(doc.config.size(), 0u);
+        EXPECT_EQ(answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setConfig(doc, cb); }), kAnsweredOk)
+                << (gzip ? "the gzip document" : "the plain document");
+    }
 }
 
 TEST_P(RcsConfigWriteHalTest, AppToken_SetIsOk_FetchStatusIsTaken) {
-    std::optional<V2_0::RequestStatus> set =
-            answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setAppToken("vts-token-0001", cb); });
-    EXPECT_EQ(set, std::optional<V2_0::RequestStatus>(V2_0::RequestStatus::OK));
+    EXPECT_EQ(answerOf([&](const sp<ResultRecorder>& cb) { return mConfig->setAppToken("vts-token-0001", cb); }),
+              kAnsweredOk);
     EXPECT_TRUE(mConfig->updateTokenFetchStatus(1, V2_1::TokenType::FCM_TOKEN, V2_1::StatusCode::SUCCESS).isOk());
     // The object still answers after the report.
     std::optional<SettingsAnswer> afterReport = read(V2_0::SettingsId::USER_AGENT_STRING);

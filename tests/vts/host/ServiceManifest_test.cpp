@@ -20,17 +20,11 @@ namespace {
 
 namespace host = android::hardware::host;
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-// "interface <descriptor> <instance>" lines -> "<descriptor>/<instance>".
-std::set<std::string> initInterfaces(const std::string& rc) {
+// The init script's "interface <descriptor> <instance>" lines ->
+// "<descriptor>/<instance>".
+std::set<std::string> initInterfaces(const std::string& path) {
     std::set<std::string> names;
-    std::istringstream lines(rc);
+    std::ifstream lines(path);
     std::string word, descriptor, instance;
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
@@ -52,7 +46,7 @@ std::set<std::string> registeredVendorInterfaces() {
 }
 
 TEST(ServiceManifestTest, RegisteredInterfaces_AreThoseOfTheInitScript) {
-    std::set<std::string> declared = initInterfaces(readFile(SERVICE_DIR "/vendor.kel.ims.rcsconfig-service.rc"));
+    std::set<std::string> declared = initInterfaces(SERVICE_DIR "/vendor.kel.ims.rcsconfig-service.rc");
     ASSERT_FALSE(declared.empty());
     EXPECT_EQ(registeredVendorInterfaces(), declared);
 }
@@ -63,6 +57,7 @@ TEST(ServiceManifestTest, VintfFragment_DeclaresEachFactoryVersionTheSuitesAsk) 
     for (const char* descriptor : {"vendor.kel.ims.factory@1.0::IImsFactory", "vendor.kel.ims.factory@1.1::IImsFactory"}) {
         EXPECT_EQ(declaredInstances(descriptor), std::vector<std::string>{"default"}) << descriptor;
     }
+    EXPECT_TRUE(declaredInstances("vendor.kel.ims.factory@1.2::IImsFactory").empty()) << "above the declared minor";
 }
 
 }  // namespace

@@ -93,8 +93,6 @@ protected:
 
 TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder) {
     Recorder<1> h(com, timer);
-    EXPECT_TRUE(log.contains("imsComHandler: ctor fd[" + std::to_string(h.eventFd()) + "]"));
-
     h.post(1, "one");
     EXPECT_TRUE(power_host::isWakeLockHeld(kLock));  // taken by the first post
     // ... which arms a guard timer of a second.
@@ -102,7 +100,6 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
     int left = timer.timeUntilNextEvent();
     EXPECT_GT(left, 900);
     EXPECT_LE(left, 1000);
-    EXPECT_TRUE(log.contains("delay:1000ms")) << log.dump();
     EXPECT_NE(Recorder<1>::wakeLock().guardTimerId(), 0);
     h.post(2, "two");
     h.post(3, "three");
@@ -113,13 +110,10 @@ TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder
     com.processEvents(0, timer);
     EXPECT_EQ(h.values(), (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(h.textsSeen(), (std::vector<std::string>{"one", "two", "three"}));
-    EXPECT_EQ(log.count("imsComHandler cb start"), 1u);
-    EXPECT_EQ(log.count("imsComHandler cb end"), 1u);
+    EXPECT_EQ(log.count("imsComHandler cb start"), 1u);  // one call for the three
 
-    // Released right after the batch, not by the guard timer.
+    // Released right after the batch, not by the guard timer, still queued.
     EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
-    EXPECT_LT(log.indexOf("imsComHandler:releasing wake"), log.indexOf("imsComHandler cb end"));
-    EXPECT_EQ(log.count("imsComHandler: wakelock Timer expired"), 0u);
     EXPECT_EQ(timer.size(), 1u);
 }
 
@@ -209,9 +203,6 @@ TEST_F(ImsComHandlerTest, FailedSignal_ReleasesTheLockAndKeepsTheItem) {
     ASSERT_EQ(write(h.eventFd(), &nearlyFull, sizeof(nearlyFull)), 8);
 
     h.post(7);
-    EXPECT_TRUE(log.contains("Error in writing rv: -1, error: Resource temporarily unavailable, for fd[" +
-                             std::to_string(h.eventFd()) + "]"))
-        << log.dump();
     EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
 
     com.processEvents(0, timer);  // the counter was readable anyway
@@ -233,14 +224,13 @@ TEST_F(ImsComHandlerTest, WakeLockFailures_AreLoggedAndStateKept) {
     EXPECT_EQ(h.values(), std::vector<int>{1});
 }
 
-TEST_F(ImsComHandlerTest, SignalWithEmptyQueue_StillReleasesAndLogsStartAndEnd) {
+TEST_F(ImsComHandlerTest, SignalWithEmptyQueue_StillReleasesTheLock) {
     Recorder<8> h(com, timer);
+    Recorder<8>::wakeLock().acquireWakelock(timer);
     uint64_t one = 1;
     ASSERT_EQ(write(h.eventFd(), &one, sizeof(one)), 8);
     com.processEvents(0, timer);
-    EXPECT_EQ(log.count("imsComHandler cb start"), 1u);
-    EXPECT_EQ(log.count("imsComHandler cb end"), 1u);
-    EXPECT_EQ(log.count("imsComHandler:releaseWakelock"), 1u);
+    EXPECT_FALSE(power_host::isWakeLockHeld(kLock));
     EXPECT_TRUE(h.values().empty());
 }
 

@@ -110,8 +110,7 @@ protected:
 
 TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByTheFirst_BothAgainAfterARestart) {
     TestSvc& first = make(imss(), "First");
-    EXPECT_TRUE(log.contains("ImsMcxSvc[First]:  "));
-    EXPECT_TRUE(log.contains("ImsMcxSvc[First]: registerForMcxSvcUp "));
+    EXPECT_TRUE(first.hasNotifier());
     TestSvc& second = make(imsa(), "Second");
     ASSERT_TRUE(log.waitFor("ImsMcxSvc[Second]: Another Service up event processing ", 5s)) << log.dump();
     loop.start();
@@ -140,7 +139,6 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     }
     EXPECT_EQ(modem.connectionCount(IMSS_SERVICE_ID_V01), 1u);
     EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
-    EXPECT_TRUE(log.contains("ims/rcs/libimsrcs-v2/imsservice/ImsMcxSvc:"));
 }
 
 TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedBeforeItsBringUp_LaterWatchersAreStillBroughtUp) {
@@ -226,14 +224,11 @@ TEST_F(ImsMcxSvcTest, ServiceDownAtStart_IsBroughtUpWhenItAppears) {
 
 TEST_F(ImsMcxSvcTest, NullServiceObject_StopsWithoutANotifier) {
     TestSvc& svc = make(nullptr, "Null");
-    EXPECT_TRUE(log.contains("ImsMcxSvc[Null]:cannot obtain service obj, fatal error"));
-    EXPECT_FALSE(log.contains("registerForMcxSvcUp "));
     EXPECT_FALSE(svc.hasNotifier());
     // A bring-up forced on it fails at the service lookup and still clears the flag.
     ImsMcxSvc::imsMcxNotifyCb(nullptr, nullptr, MCX_CLIENT_SERVICE_COUNT_INC, &svc);
     loop.start();
     ASSERT_TRUE(handled("Null", 1));
-    EXPECT_TRUE(log.contains("error get service."));
     EXPECT_EQ(svc.ups, 0);
     ImsMcxSvc::imsMcxNotifyCb(nullptr, nullptr, MCX_CLIENT_SERVICE_COUNT_INC, &svc);
     EXPECT_FALSE(log.contains("ImsMcxSvc[Null]: Another Service up event processing "));

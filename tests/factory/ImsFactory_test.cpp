@@ -5,6 +5,7 @@
 #include "ImsFactory.h"
 
 #include <hidl/HidlTesting.h>
+#include <testkit/FakeImsFactory.h>
 #include <vendor/kel/ims/callcapability/1.0/ICallCapabilityService.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfig.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
@@ -19,7 +20,6 @@
 #include "support/LogCapture.h"
 
 using android::sp;
-using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Void;
 using android::hidl::base::V1_0::IBase;
@@ -35,24 +35,6 @@ struct Listener21 : V2_1::IRcsConfigListener {
     Return<void> onTokenFetchRequest(int32_t, V2_1::TokenType, V2_1::TokenRequestReason) override {
         return Void();
     }
-};
-
-struct FakeRcsConfig : V2_1::IRcsConfig {
-    Return<void> setConfig(const V2_0::Container&, const sp<V2_0::ISetConfigCb>&) override { return Void(); }
-    Return<void> setSettingsValue(const V2_0::SettingsData&, const sp<V2_0::ISetConfigCb>&) override {
-        return Void();
-    }
-    Return<void> getSettingsValue(V2_0::SettingsId, const sp<V2_0::IGetSettingsCb>&) override { return Void(); }
-    Return<V2_0::RequestStatus> registerForSettingsChange(V2_0::SettingsId,
-                                                          const sp<V2_0::ISettingsChangeCb>&) override {
-        return V2_0::RequestStatus::OK;
-    }
-    Return<V2_0::RequestStatus> deregisterForSettingsChange(V2_0::SettingsId) override {
-        return V2_0::RequestStatus::OK;
-    }
-    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>&) override { return Void(); }
-    Return<void> setAppToken(const hidl_string&, const sp<V2_0::ISetConfigCb>&) override { return Void(); }
-    Return<void> updateTokenFetchStatus(int32_t, V2_1::TokenType, V2_1::StatusCode) override { return Void(); }
 };
 
 struct FakeCallCapability : ICallCapabilityService {};
@@ -71,7 +53,7 @@ public:
     sp<IBase> createInstance(const Params& params) override {
         calls.push_back(params);
         switch (mKind) {
-            case Kind::RcsConfig: return new FakeRcsConfig();
+            case Kind::RcsConfig: return new xproc::FakeRcsConfig(nullptr);
             case Kind::CallCapability: return new FakeCallCapability();
             case Kind::Nothing: return nullptr;
         }

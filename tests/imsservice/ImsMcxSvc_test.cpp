@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <memory>
@@ -88,12 +89,7 @@ protected:
     }
     // Destroys one watcher; only while the loop is stopped.
     void destroy(TestSvc& svc) {
-        for (auto it = watchers.begin(); it != watchers.end(); ++it) {
-            if (it->get() == &svc) {
-                watchers.erase(it);
-                return;
-            }
-        }
+        watchers.erase(std::find_if(watchers.begin(), watchers.end(), [&](auto& w) { return w.get() == &svc; }));
     }
     // Waits for a watcher's status event to be handled on the loop.
     bool handled(const std::string& name, int value, size_t times = 1) {

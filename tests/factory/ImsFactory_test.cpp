@@ -140,45 +140,39 @@ std::string invalidSlotText(Method m) {
 
 }  // namespace
 
-TEST_F(ImsFactoryTest, EveryCreateMethod_RefusesSlotsOtherThanOneAndTwo) {
+// Slots 1 and 2 reach the creatable with the method's params; any other slot
+// (0 too, which wraps when computed unsigned) is refused before the lookup.
+TEST_F(ImsFactoryTest, EveryCreateMethod_AcceptsSlotsOneAndTwoOnly) {
     AllCreatables creatables;
     for (Method m : kAllMethods) {
-        for (uint32_t slot : {0u, 3u, 4294967295u}) {
+        FakeCreatable* target = m == Method::Rcs11v21                        ? creatables.rcs11
+                                : (m == Method::Cap10 || m == Method::Cap11) ? creatables.cap
+                                                                             : creatables.rcs;
+        for (uint32_t slot : {0u, 1u, 2u, 3u, 4294967295u}) {
+            SCOPED_TRACE(::testing::Message() << static_cast<int>(m) << " slot " << slot);
             log.clear();
+            size_t callsBefore = target->calls.size();
             Answer a = create(m, slot);
-            EXPECT_EQ(a.status, StatusCode::INVALID_ARGUMENTS) << static_cast<int>(m) << " slot " << slot;
-            EXPECT_EQ(a.object, nullptr);
-            EXPECT_EQ(priorityOf(invalidSlotText(m)), ANDROID_LOG_ERROR) << log.dump();
-        }
-    }
-    EXPECT_TRUE(creatables.rcs->calls.empty());
-    EXPECT_TRUE(creatables.rcs11->calls.empty());
-    EXPECT_TRUE(creatables.cap->calls.empty());
-}
-
-TEST_F(ImsFactoryTest, EveryCreateMethod_AcceptsSlotsOneAndTwoWithItsParams) {
-    AllCreatables creatables;
-    for (Method m : kAllMethods) {
-        for (uint32_t slot : {1u, 2u}) {
-            Answer a = create(m, slot);
+            if (slot != 1 && slot != 2) {
+                EXPECT_EQ(a.status, StatusCode::INVALID_ARGUMENTS);
+                EXPECT_EQ(a.object, nullptr);
+                EXPECT_EQ(priorityOf(invalidSlotText(m)), ANDROID_LOG_ERROR) << log.dump();
+                EXPECT_EQ(target->calls.size(), callsBefore);
+                continue;
+            }
             EXPECT_EQ(a.status, StatusCode::SUCCESS);
             ASSERT_NE(a.object, nullptr);
-            FakeCreatable* target = m == Method::Rcs11v21 ? creatables.rcs11
-                                    : (m == Method::Cap10 || m == Method::Cap11) ? creatables.cap
-                                                                                : creatables.rcs;
-            ASSERT_FALSE(target->calls.empty());
+            ASSERT_EQ(target->calls.size(), callsBefore + 1);
             const Params& p = target->calls.back();
             EXPECT_EQ(p.slotId, static_cast<int32_t>(slot));
             EXPECT_EQ(p.listenerVersion, m == Method::Rcs11v21 ? 1 : 0);
-            if (m == Method::Cap10 || m == Method::Cap11) {
-                EXPECT_EQ(p.listener, nullptr);
-            } else {
-                EXPECT_EQ(p.listener.get(), lastListener.get());
-            }
+            bool capability = m == Method::Cap10 || m == Method::Cap11;
+            EXPECT_EQ(p.listener.get(), capability ? nullptr : lastListener.get());
+            EXPECT_EQ(priorityOf(capability ? "Factory createCallCapabilityService createInstance Success"
+                                            : "Factory createRcsConfig createInstance Sucess"),
+                      ANDROID_LOG_INFO);
         }
     }
-    EXPECT_EQ(priorityOf("Factory createRcsConfig createInstance Sucess"), ANDROID_LOG_INFO);
-    EXPECT_EQ(priorityOf("Factory createCallCapabilityService createInstance Success"), ANDROID_LOG_INFO);
 }
 
 TEST_F(ImsFactoryTest, EmptyListener_IsRefusedBy11ButPassedOnBy10) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "hardware_legacy/power_host.h"
+#include "imsservice/ExpirableTimer.h"
 #include "support/LogCapture.h"
 #include "service/HostLoop.h"
 
@@ -61,18 +62,6 @@ public:
     std::vector<int> handled GUARDED_BY(lock);
 };
 
-// Lets tests make the guard timer due without waiting a second.
-class TestTimer : public ImsTimer {
-public:
-    TestTimer() : ImsTimer(nullptr) {}
-    void expireAll() {
-        android::Mutex::Autolock guard(mLock);
-        timespec now;
-        clock_gettime(CLOCK_BOOTTIME, &now);
-        for (auto& ev : queue) ev.time = now;
-    }
-};
-
 class ImsComHandlerTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -83,7 +72,7 @@ protected:
 
     LogCapture log;
     ImsCom com;
-    TestTimer timer;
+    ExpirableTimer timer;  // makes the guard timer due without waiting a second
 };
 
 TEST_F(ImsComHandlerTest, ThreePostsBeforeTheLoopRuns_AreHandledInOneCallInOrder) {

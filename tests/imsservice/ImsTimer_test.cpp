@@ -4,37 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
 #include <vector>
 
+#include "imsservice/ExpirableTimer.h"
 #include "support/LogCapture.h"
 
 namespace {
 
 using imstest::LogCapture;
-
-// Gives tests control over what the running clock cannot: due times and ids.
-class InspectableTimer : public ImsTimer {
-public:
-    explicit InspectableTimer(ITimerMonitor* m = nullptr) : ImsTimer(m) {}
-    // Makes every queued event due now, keeping their order.
-    void expireAll() {
-        android::Mutex::Autolock guard(mLock);
-        timespec now;
-        clock_gettime(CLOCK_BOOTTIME, &now);
-        for (auto& ev : queue) {
-            timespec late = ev.time;
-            if (cmpTimeSpec(late, now) > 0) ev.time = now;
-        }
-        std::make_heap(queue.begin(), queue.end(), cmp);
-    }
-    void setLastId(int id) {
-        android::Mutex::Autolock guard(mLock);
-        nextTimerId = id;
-    }
-};
 
 // A callback whose results are scripted; counts its runs.
 struct Script {
@@ -73,7 +52,7 @@ TEST(ImsTimerTest, ZeroDelay_IsDueAtOnce_AndZeroResultRunsAgainInTheSameCall) {
 
 TEST(ImsTimerTest, CallbackResult_SetsNextInterval) {
     LogCapture log;
-    InspectableTimer timer;
+    ExpirableTimer timer;
     Script s{{300, 0, -5, -1}};
     int id = timer.addTimedCallback(0, Script::cb, &s);
     auto expectDueWithin300 = [&] {
@@ -102,7 +81,7 @@ TEST(ImsTimerTest, CallbackResult_SetsNextInterval) {
 }
 
 TEST(ImsTimerTest, Ids_WrapFromMaximumToOne) {
-    InspectableTimer timer;
+    ExpirableTimer timer;
     Script s;
     timer.setLastId(2147483645);
     EXPECT_EQ(timer.addTimedCallback(100, Script::cb, &s), 2147483646);

@@ -24,7 +24,6 @@ using android::hardware::Return;
 using android::hardware::Void;
 using android::hidl::base::V1_0::IBase;
 using StatusCode = vendor::kel::ims::factory::V1_0::IImsFactory::StatusCode;
-namespace V2_0 = vendor::kel::ims::rcsconfig::V2_0;
 namespace V2_1 = vendor::kel::ims::rcsconfig::V2_1;
 using vendor::kel::ims::callcapability::V1_0::ICallCapabilityService;
 
@@ -92,21 +91,18 @@ protected:
         Answer answer;
         sp<Listener21> listener = noListener ? nullptr : new Listener21();
         lastListener = listener;
-        auto record = [&answer](StatusCode s, const sp<IBase>& o) {
+        auto record = [&answer](StatusCode s, const auto& o) {  // any of the three object types
             answer.status = s;
             answer.object = o;
             ++answer.callbacks;
         };
-        auto rcs20 = [&](StatusCode s, const sp<V2_0::IRcsConfig>& o) { record(s, o); };
-        auto rcs21 = [&](StatusCode s, const sp<V2_1::IRcsConfig>& o) { record(s, o); };
-        auto cap = [&](StatusCode s, const sp<ICallCapabilityService>& o) { record(s, o); };
         Return<void> ret;
         switch (method) {
-            case Method::Rcs10: ret = f10->createRcsConfig(slot, listener, rcs20); break;
-            case Method::Rcs11: ret = f11->createRcsConfig(slot, listener, rcs20); break;
-            case Method::Rcs11v21: ret = f11->createRcsConfig_1_1(slot, listener, rcs21); break;
-            case Method::Cap10: ret = f10->createCallCapabilityService(slot, cap); break;
-            case Method::Cap11: ret = f11->createCallCapabilityService(slot, cap); break;
+            case Method::Rcs10: ret = f10->createRcsConfig(slot, listener, record); break;
+            case Method::Rcs11: ret = f11->createRcsConfig(slot, listener, record); break;
+            case Method::Rcs11v21: ret = f11->createRcsConfig_1_1(slot, listener, record); break;
+            case Method::Cap10: ret = f10->createCallCapabilityService(slot, record); break;
+            case Method::Cap11: ret = f11->createCallCapabilityService(slot, record); break;
         }
         EXPECT_TRUE(ret.isOk());  // the transport status is OK in every case
         EXPECT_EQ(answer.callbacks, 1);

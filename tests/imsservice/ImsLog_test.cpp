@@ -132,10 +132,11 @@ TEST(PrintImsLogTest, OtherConversions_AreLeftToVsnprintf) {
                                                static_cast<short>(-2), 8u)});
 }
 
-// The thread id is formatted once per thread: each thread must still get its own.
-TEST(PrintImsLogTest, EachThreadWritesItsOwnId) {
+// The thread id is formatted once per thread: each thread, and the thread of
+// a forked child, must still get its own.
+TEST(PrintImsLogTest, EachThreadAndForkedChild_WritesItsOwnId) {
     LogCapture capture;
-    IMS_LOG("main");
+    IMS_LOG("main");  // caches this thread's id
     pid_t other = 0;
     std::thread t([&] {
         other = gettid();
@@ -148,11 +149,7 @@ TEST(PrintImsLogTest, EachThreadWritesItsOwnId) {
     for (const auto& line : capture.lines()) tids.push_back(line.tid);
     EXPECT_EQ(tids, (std::vector<int>{gettid(), other, other, gettid()}));
     EXPECT_NE(other, gettid());
-}
 
-TEST(PrintImsLogTest, ForkedChild_WritesItsOwnId) {
-    LogCapture capture;
-    IMS_LOG("parent");  // caches the parent's id in this thread
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {

@@ -39,6 +39,10 @@ bool waitForBringUps(size_t n) {
     hostsync::MutexLock l(gOrderLock);
     return gOrderChanged.waitFor(gOrderLock, 5s, [&]() REQUIRES(gOrderLock) { return gOrder.size() >= n; });
 }
+std::vector<std::string> bringUpOrder() {
+    hostsync::MutexLock l(gOrderLock);
+    return gOrder;
+}
 
 // A minimal client: opens its connection in svcUp and waits again after a loss.
 class TestSvc : public ImsMcxSvc {
@@ -119,10 +123,7 @@ TEST_F(ImsMcxSvcTest, TwoServicesAnnouncedAtOnce_SecondIsQueuedAndBroughtUpByThe
     }
     EXPECT_EQ(log.count("ImsMcxSvc[Second]: handleImsSvcStatusEvent"), 0u)
         << "the queued one is never signalled through its own eventfd";
-    {
-        hostsync::MutexLock l(gOrderLock);
-        EXPECT_EQ(gOrder, (std::vector<std::string>{"First", "Second"}));
-    }
+    EXPECT_EQ(bringUpOrder(), (std::vector<std::string>{"First", "Second"}));
     // The flag was cleared: after a modem restart both come up once more
     // (one of them signalled, the other queued again or signalled itself).
     // The old connections are released and the loss is handled on the loop.
@@ -165,10 +166,7 @@ TEST_F(ImsMcxSvcTest, SignalledWatcherDestroyedWithOthersQueued_FirstQueuedTakes
     EXPECT_EQ(third.ups, 1);
     EXPECT_EQ(log.count("ImsMcxSvc[Third]: handleImsSvcStatusEvent"), 0u)
         << "the rest of the queue is brought up by the one that took over";
-    {
-        hostsync::MutexLock l(gOrderLock);
-        EXPECT_EQ(gOrder, (std::vector<std::string>{"Second", "Third"}));
-    }
+    EXPECT_EQ(bringUpOrder(), (std::vector<std::string>{"Second", "Third"}));
     // The flag was released after the hand-over: a later watcher is not queued.
     // Like every watcher it is built while the loop is not serving.
     loop.stop();

@@ -46,7 +46,7 @@ std::string viaLibc(size_t size, const char* fmt, ...) {
         EXPECT_EQ(ours, viaLibc(size, __VA_ARGS__)) << #__VA_ARGS__;      \
     } while (0)
 
-TEST(PrintImsLogTest, WritesErrorLineWithNullTagAndDoubledBar) {
+TEST(PrintImsLogTest, WritesErrorLineWithBaseNameAndDoubledBar) {
     LogCapture capture;
     printImsLog(ANDROID_LOG_DEBUG, "ims/rcs/libimsrcs-v2/imsservice/ImsCom.cpp", 42,
                 "ImsCom is ready. epollFd:%d", 7);
@@ -59,14 +59,11 @@ TEST(PrintImsLogTest, WritesErrorLineWithNullTagAndDoubledBar) {
     EXPECT_EQ(lines[0].text, expected);
     EXPECT_EQ(lines[0].message, "ImsCom is ready. epollFd:7");
     EXPECT_EQ(lines[0].tid, gettid());
-}
 
-TEST(PrintImsLogTest, FileWithoutSlashLeavesMarkerAlone) {
-    LogCapture capture;
+    // A file name without a slash is skipped whole: the marker stands alone.
     printImsLog(6, "ImsTimer.cpp", 3, "x");
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].text.rfind("[IMS_COM] | | 3 | | ", 0), 0u) << lines[0].text;
+    ASSERT_EQ(capture.lines().size(), 2u);
+    EXPECT_EQ(capture.lines()[1].text.rfind("[IMS_COM] | | 3 | | ", 0), 0u) << capture.lines()[1].text;
 }
 
 TEST(PrintImsLogTest, LongFileNameAndMessage_AreCutAtTheirBuffers) {
@@ -81,25 +78,21 @@ TEST(PrintImsLogTest, LongFileNameAndMessage_AreCutAtTheirBuffers) {
     EXPECT_EQ(lines[0].message, std::string(511u - tidPart.size(), 'a'));
 }
 
-TEST(PrintImsLogTest, MacroPassesCallersFileAndLine) {
-    LogCapture capture;
-    int line = __LINE__ + 1;
-    IMS_LOG("value %d", 5);
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].file, "ImsLog_test.cpp");
-    EXPECT_EQ(lines[0].line, line);
-    EXPECT_EQ(lines[0].message, "value 5");
-}
-
-TEST(PrintImsLogTest, WhenErrorIsFilteredOut_WritesNothing) {
+// The macro passes the caller's file and line, and writes nothing while ERROR
+// is filtered out.
+TEST(PrintImsLogTest, Macro_PassesCallersFileAndLineWhenErrorIsLoggable) {
     LogCapture capture;
     int previous = __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     IMS_LOG("dropped %d", 1);
     __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
+    int line = __LINE__ + 1;
     IMS_LOG("kept %d", 2);
     __android_log_set_minimum_priority(previous);
-    EXPECT_EQ(capture.messages(), std::vector<std::string>{"kept 2"});
+    auto lines = capture.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].file, "ImsLog_test.cpp");
+    EXPECT_EQ(lines[0].line, line);
+    EXPECT_EQ(lines[0].message, "kept 2");
 }
 
 // The conversions the library formats itself must read exactly as printf's,
@@ -139,10 +132,11 @@ TEST(PrintImsLogTest, OtherConversions_AreLeftToVsnprintf) {
                                                static_cast<short>(-2), 8u)});
 }
 
-// The thread id is formatted once per thread: each thread must still get its own.
-TEST(PrintImsLogTest, EachThreadWritesItsOwnId) {
+// The thread id is formatted once per thread: each thread, and the thread of
+// a forked child, must still get its own.
+TEST(PrintImsLogTest, EachThreadAndForkedChild_WritesItsOwnId) {
     LogCapture capture;
-    IMS_LOG("main");
+    IMS_LOG("main");  // caches this thread's id
     pid_t other = 0;
     std::thread t([&] {
         other = gettid();
@@ -151,18 +145,11 @@ TEST(PrintImsLogTest, EachThreadWritesItsOwnId) {
     });
     t.join();
     IMS_LOG("main again");
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(lines[0].tid, gettid());
-    EXPECT_EQ(lines[1].tid, other);
-    EXPECT_EQ(lines[2].tid, other);
-    EXPECT_EQ(lines[3].tid, gettid());
+    std::vector<int> tids;
+    for (const auto& line : capture.lines()) tids.push_back(line.tid);
+    EXPECT_EQ(tids, (std::vector<int>{gettid(), other, other, gettid()}));
     EXPECT_NE(other, gettid());
-}
 
-TEST(PrintImsLogTest, ForkedChild_WritesItsOwnId) {
-    LogCapture capture;
-    IMS_LOG("parent");  // caches the parent's id in this thread
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 #include "hardware_legacy/power.h"
@@ -30,9 +30,7 @@ protected:
     }
     static std::string readFile(const std::string& path) {
         std::ifstream in(path);
-        std::stringstream ss;
-        ss << in.rdbuf();
-        return ss.str();
+        return std::string(std::istreambuf_iterator<char>(in), {});
     }
     std::string dir;
 };

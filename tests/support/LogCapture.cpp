@@ -6,7 +6,7 @@
 #include <utils/Mutex.h>
 #include <utils/Timers.h>
 
-#include <cstdlib>
+#include <cstdio>
 
 namespace imstest {
 namespace {
@@ -41,23 +41,18 @@ void recordLine(const struct __android_logger_data* data, const char* message) {
 }  // namespace
 
 bool parseImsLogLine(const std::string& text, LogLine* out) {
-    static const std::string kMarker = "[IMS_COM] |";
-    if (text.compare(0, kMarker.size(), kMarker) != 0) return false;
-    // "<marker><file> | <line> | | <tid> |<message>"
-    size_t fileEnd = text.find(" | ", kMarker.size());
-    if (fileEnd == std::string::npos) return false;
-    size_t lineStart = fileEnd + 3;
-    size_t lineEnd = text.find(" | ", lineStart);
-    if (lineEnd == std::string::npos) return false;
-    size_t tidStart = lineEnd + 3;
-    if (text.compare(tidStart, 2, "| ") != 0) return false;
-    tidStart += 2;
-    size_t tidEnd = text.find(" |", tidStart);
-    if (tidEnd == std::string::npos) return false;
-    out->file = text.substr(kMarker.size(), fileEnd - kMarker.size());
-    out->line = std::atoi(text.substr(lineStart, lineEnd - lineStart).c_str());
-    out->tid = std::atoi(text.substr(tidStart, tidEnd - tidStart).c_str());
-    out->message = text.substr(tidEnd + 2);
+    // "[IMS_COM] |<file> | <line> | | <tid> |<message>"; the file may be empty.
+    char file[129] = "";
+    int line = 0, tid = 0, messageAt = -1;
+    if (std::sscanf(text.c_str(), "[IMS_COM] |%128[^|]| %d | | %d |%n", file, &line, &tid, &messageAt) < 3 ||
+        messageAt < 0) {
+        return false;
+    }
+    out->file = file;
+    if (!out->file.empty() && out->file.back() == ' ') out->file.pop_back();
+    out->line = line;
+    out->tid = tid;
+    out->message = text.substr(messageAt);
     return true;
 }
 

@@ -121,27 +121,26 @@ TEST(RcsConfigListenerWrapperTest, DeadClient_IsLoggedAsFailAndTheCallReturns) {
                                         tag(wrapper) + " Call onTokenFetchRequest with status fail"}));
 }
 
-TEST(RcsConfigListenerWrapperTest, EmptyOrWrongInterfaceListener_SkipsEveryCallWithALogLine) {
-    for (const sp<IBase>& given : {sp<IBase>(), sp<IBase>(new NotAListener())}) {
+// An empty or uncastable listener skips every call, a 2.0 listener the token
+// requests only, each with a line.
+TEST(RcsConfigListenerWrapperTest, ListenerWithoutThe21Interface_SkipsTokenRequestsWithALogLine) {
+    sp<Listener20> listener20 = new Listener20();
+    const char* kNone = " No listener, onReconfigNeeded not sent";
+    const std::pair<sp<IBase>, const char*> cases[] = {
+            {sp<IBase>(), kNone},
+            {sp<IBase>(new NotAListener()), kNone},
+            {hooks::remoteOf<V2_0::IRcsConfigListener>(listener20), " Call onReconfigNeeded with status success"},
+    };
+    for (const auto& [given, reconfigLine] : cases) {
         imstest::LogCapture log;
         RcsConfigListenerWrapper wrapper(given, 1, 1);
         wrapper.onReconfigNeeded();
         requestToken(wrapper, 1);
         EXPECT_EQ(log.messages(),
-                  (std::vector<std::string>{tag(wrapper) + " No listener, onReconfigNeeded not sent",
+                  (std::vector<std::string>{tag(wrapper) + reconfigLine,
                                             tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"}));
     }
-}
-
-TEST(RcsConfigListenerWrapperTest, Version1WithA20Listener_SkipsTokenRequestsWithALogLine) {
-    imstest::LogCapture log;
-    sp<Listener20> listener = new Listener20();
-    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
-    requestToken(wrapper, 1);
-    EXPECT_EQ(log.messages(),
-              std::vector<std::string>{tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"});
-    wrapper.onReconfigNeeded();
-    EXPECT_EQ(listener->reconfigs, 1);
+    EXPECT_EQ(listener20->reconfigs, 1);
 }
 
 TEST(RcsConfigListenerWrapperTest, Destruction_ReleasesTheListener) {

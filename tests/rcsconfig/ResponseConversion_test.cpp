@@ -15,49 +15,6 @@ namespace {
 using namespace rcstest;
 using imstest::LogCapture;
 
-// Modem responses and indications laid out byte by byte from the modem's
-// message definitions, independently of the product's field writer: a field
-// is a presence flag byte (set to 1) and its value at the offsets given.
-class Layout {
-public:
-    static constexpr size_t kNoFlag = SIZE_MAX;
-
-    // A change indication: the bare field layout of `length` bytes.
-    static Layout indication(size_t length) { return Layout(length, 0); }
-    // A read response: the header words, the valid flag at byte 8, the fields from `fieldsAt`.
-    static Layout response(size_t length, size_t fieldsAt, int32_t result = 0, int32_t error = 0) {
-        Layout l(length, fieldsAt);
-        memcpy(l.mBytes.data(), &result, 4);
-        memcpy(l.mBytes.data() + 4, &error, 4);
-        l.mBytes[8] = 1;
-        return l;
-    }
-    Layout& u32(size_t flag, size_t at, uint32_t value) {
-        setFlag(flag);
-        memcpy(&mBytes[mBase + at], &value, 4);
-        return *this;
-    }
-    Layout& u8(size_t flag, size_t at, uint8_t value) {
-        setFlag(flag);
-        mBytes[mBase + at] = value;
-        return *this;
-    }
-    Layout& chars(size_t flag, size_t at, const std::string& text) {
-        setFlag(flag);
-        memcpy(&mBytes[mBase + at], text.data(), text.size());
-        return *this;
-    }
-    void* data() { return mBytes.data(); }
-
-private:
-    Layout(size_t length, size_t base) : mBytes(length, 0), mBase(base) {}
-    void setFlag(size_t flag) {
-        if (flag != kNoFlag) mBytes[mBase + flag] = 1;
-    }
-    std::vector<uint8_t> mBytes;
-    size_t mBase;
-};
-
 // Lengths and where the fields start in a read response, per group.
 constexpr size_t kPresenceResp = 224, kMessagingResp = 596, kUserAgentResp = 1044, kServiceResp = 120;
 constexpr size_t kFieldsAt = 16, kUserAgentFieldsAt = 20;

@@ -42,40 +42,42 @@ INSTANTIATE_TEST_SUITE_P(Answers, SvcUpTest,
                                            SvcUpCase{"RequestFails", true, true, 0, S::MODEM_UP}),
                          [](const ::testing::TestParamInfo<SvcUpCase>& info) { return std::string(info.param.name); });
 
-TEST_F(SettingsTest, SvcUp_Again_WithConnectionOpen_ReportsNotSupportedOnly) {
+// A bring-up with the connection still open, and one for a service that went
+// away meanwhile (reached through a direct call), report only NOT_SUPPORTED.
+TEST_F(SettingsTest, SvcUp_AgainWithConnectionOpenOrServiceMissing_ReportsNotSupportedOnly) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
     onLoop([&] { mSettings->svcUp(); });
     ASSERT_TRUE(waitForStatuses(3));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::NOT_SUPPORTED}));
     EXPECT_TRUE(mLog.contains(
         "ImsMcxSettings: client is already present,so skipping client initialization."));
     EXPECT_EQ(requestsOf(IMSS_GET_SUPPORTED_MSGS_V01).size(), 1u);
-}
-
-TEST_F(SettingsTest, SvcUp_WhenServiceNotFound_ReportsNotSupportedOnly) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
     modem().setServiceUp(IMSS_SERVICE_ID_V01, false);
-    ASSERT_TRUE(waitForStatuses(3));
-    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
-    onLoop([&] { mSettings->svcUp(); });
     ASSERT_TRUE(waitForStatuses(4));
+    onLoop([&] { mSettings->svcUp(); });
+    ASSERT_TRUE(waitForStatuses(5));
     ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(),
-              (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN, S::NOT_SUPPORTED}));
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::NOT_SUPPORTED,
+                                          S::MODEM_DOWN, S::NOT_SUPPORTED}));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::Error get IMS Settings service."));
 }
 
+// Subscriptions 0 and 1 only, each bound once; a failed bind keeps the
+// connection (no second bind), an error header still succeeds.
 TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
     EXPECT_FALSE(subscribe(2));
     EXPECT_FALSE(subscribe(-1));
     EXPECT_TRUE(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).empty());
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {});
+    EXPECT_FALSE(subscribe(0));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
     EXPECT_TRUE(subscribe(0));
+    EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {K::ResponseHeader, 1, 3});
     EXPECT_TRUE(subscribe(1));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
     EXPECT_TRUE(subscribe(1));
     auto binds = requestsOf(IMSS_BIND_SUBSCRIPTION_V01);
     ASSERT_EQ(binds.size(), 2u);
@@ -86,20 +88,6 @@ TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     EXPECT_EQ(req.subscription, 1);
     // Service-wide connection plus one per subscription.
     EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
-}
-
-TEST_F(SettingsTest, SubscribeToSub_BindFailure_KeepsTheClient_ErrorHeaderStillSucceeds) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    fail(IMSS_BIND_SUBSCRIPTION_V01, {});
-    EXPECT_FALSE(subscribe(0));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
-    EXPECT_TRUE(subscribe(0));  // the connection was kept: no second bind
-    EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
-
-    fail(IMSS_BIND_SUBSCRIPTION_V01, {K::ResponseHeader, 1, 3});
-    EXPECT_TRUE(subscribe(1));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
 }
 
 TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {

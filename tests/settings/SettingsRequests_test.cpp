@@ -10,14 +10,6 @@ namespace {
 
 const imss_settings_group_v01& group(int id) { return imss_settings_groups_v01[id]; }
 
-size_t valueSize(const imss_settings_field_v01& f) {
-    switch (f.type) {
-        case IMSS_VALUE_UINT32: return 4;
-        case IMSS_VALUE_CHARS: return f.capacity;
-        default: return 1;
-    }
-}
-
 // A write request of the group with every field present and a value that
 // depends on `salt`.
 std::vector<uint8_t> fullMessage(const imss_settings_group_v01& g, uint8_t salt) {
@@ -44,19 +36,12 @@ std::vector<uint8_t> fullMessage(const imss_settings_group_v01& g, uint8_t salt)
     return msg;
 }
 
-// Every field of `expected` (flag and value) is found in `layout` at `base`.
-void expectFields(const imss_settings_group_v01& g, const std::vector<uint8_t>& expected,
-                  const std::vector<uint8_t>& layout, size_t base) {
-    ASSERT_GE(layout.size(), base + g.set_len);
-    for (size_t i = 0; i < g.field_count; ++i) {
-        const auto& f = g.fields[i];
-        SCOPED_TRACE(f.field_name);
-        if (f.flag_offset != IMSS_NO_PRESENCE_FLAG) {
-            EXPECT_EQ(layout[base + f.flag_offset], expected[f.flag_offset]);
-        }
-        EXPECT_EQ(0, memcmp(layout.data() + base + f.value_offset,
-                            expected.data() + f.value_offset, valueSize(f)));
-    }
+// The group's field layout within `bytes` from `base`: a stored group, a
+// change indication or the fields of a read response.
+std::vector<uint8_t> fieldsOf(const imss_settings_group_v01& g, const std::vector<uint8_t>& bytes,
+                              size_t base = 0) {
+    if (bytes.size() < base + g.set_len) return bytes;
+    return std::vector<uint8_t>(bytes.begin() + base, bytes.begin() + base + g.set_len);
 }
 
 int32_t headerField(const std::vector<uint8_t>& resp, size_t index) {
@@ -87,13 +72,13 @@ TEST_P(GroupTest, RegisterWriteRead_StoresReportsAndReturnsEveryField) {
     EXPECT_EQ(written->values(), std::vector<bool>{true});
     ASSERT_EQ(requestsOf(g.set_msg_id).size(), 1u);
     EXPECT_EQ(requestsOf(g.set_msg_id)[0].data, msg);
-    expectFields(g, msg, modem().storedSettings(0, g.settings_id), 0);
+    EXPECT_EQ(fieldsOf(g, modem().storedSettings(0, g.settings_id)), msg);
 
     ASSERT_TRUE(changes->waitForCount(1));
     ReadResult change = changes->values()[0];
     EXPECT_EQ(change.msgId, GetParam());
     ASSERT_TRUE(change.hasData);
-    expectFields(g, msg, change.data, 0);
+    EXPECT_EQ(fieldsOf(g, change.data), msg);
     bool onLoopThread = false;
     for (const auto& line : mLog.lines()) {
         if (line.message.find("ImsMcxSettings :processMcxInd, eventType: ") != std::string::npos) {
@@ -110,7 +95,7 @@ TEST_P(GroupTest, RegisterWriteRead_StoresReportsAndReturnsEveryField) {
     EXPECT_EQ(headerField(r.data, 0), 0);
     EXPECT_EQ(headerField(r.data, 1), 0);
     EXPECT_EQ(r.data[sizeof(ims_settings_resp_hdr_v01)], 1);
-    expectFields(g, msg, r.data, g.get_fields_offset);
+    EXPECT_EQ(fieldsOf(g, r.data, g.get_fields_offset), msg);
     // The read request is the single zero byte.
     auto reads = requestsOf(g.get_msg_id);
     ASSERT_EQ(reads.size(), 1u);
@@ -119,8 +104,8 @@ TEST_P(GroupTest, RegisterWriteRead_StoresReportsAndReturnsEveryField) {
     ASSERT_TRUE(subscribe(1));
     auto msg1 = fullMessage(g, 7);
     ASSERT_TRUE(write(g.set_msg_id, msg1, 1)->waitForCount(1));
-    expectFields(g, msg1, modem().storedSettings(1, g.settings_id), 0);
-    expectFields(g, msg, modem().storedSettings(0, g.settings_id), 0);
+    EXPECT_EQ(fieldsOf(g, modem().storedSettings(1, g.settings_id)), msg1);
+    EXPECT_EQ(fieldsOf(g, modem().storedSettings(0, g.settings_id)), msg);
     // Answered requests leave nothing filed (each callback holds the client's callback object).
     drainRequests();
     ImsMcxSettings::PendingRequests pending = mSettings->pendingRequests();
@@ -299,28 +284,24 @@ TEST_F(SettingsTest, SendTokenFetchStatus_SendsStatusAndRequestId_FailuresAreOnl
 // 1000 ms every request waits. Writes and reads fail on either half of the
 // header; token messages only on a result and an error together. The client
 // serves on.
-enum class Kind { Write, Read, Upload, AppToken, TokenFetchStatus, Registration };
+enum Kind : uint32_t {
+    kWrite = IMSS_SET_PRESENCE_CONFIG_V01,
+    kRead = IMSS_GET_PRESENCE_CONFIG_V01,
+    kUpload = IMSS_SET_NEW_CARRIER_CONFIG_V01,
+    kAppToken = IMSS_SET_ACS_TOKEN_V01,
+    kTokenFetchStatus = IMSS_UPDATE_ACS_TOKEN_STATUS_V01,
+    kRegistration = IMSS_CONFIG_IND_REGISTER_V01,
+};
 
 struct FailureCase {
     const char* name;
-    Kind kind;
+    Kind kind;  // the message the modem fails
     mcxemu::MessageFault fault;
     std::vector<bool> answers;  // the callback's (a read's: whether data came), sorted
     const char* line;           // what the client logs for the exchange
 };
 
 void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
-
-uint32_t msgIdOf(Kind kind) {
-    switch (kind) {
-        case Kind::Write: return IMSS_SET_PRESENCE_CONFIG_V01;
-        case Kind::Read: return IMSS_GET_PRESENCE_CONFIG_V01;
-        case Kind::Upload: return IMSS_SET_NEW_CARRIER_CONFIG_V01;
-        case Kind::AppToken: return IMSS_SET_ACS_TOKEN_V01;
-        case Kind::TokenFetchStatus: return IMSS_UPDATE_ACS_TOKEN_STATUS_V01;
-        default: return IMSS_CONFIG_IND_REGISTER_V01;
-    }
-}
 
 class FailureTest : public SettingsTest, public ::testing::WithParamInterface<FailureCase> {
 protected:
@@ -331,21 +312,17 @@ protected:
         const auto& presence = group(0);
         onLoop([&] {
             switch (kind) {
-                case Kind::Write:
-                    EXPECT_TRUE(mSettings->sendRcsSettings(answer, 0, presence.set_msg_id,
-                                                           calloc(1, presence.set_len)));
+                case kWrite:
+                    EXPECT_TRUE(mSettings->sendRcsSettings(answer, 0, kWrite, calloc(1, presence.set_len)));
                     break;
-                case Kind::Read:
-                    EXPECT_TRUE(mSettings->receiveRcsSettings(
-                        [rec](int, void* data) { rec->add(data != nullptr); }, 0,
-                        presence.get_msg_id, calloc(1, presence.get_resp_len)));
+                case kRead:
+                    EXPECT_TRUE(mSettings->receiveRcsSettings([rec](int, void* data) { rec->add(data != nullptr); },
+                                                              0, kRead, calloc(1, presence.get_resp_len)));
                     break;
-                case Kind::Upload:
-                    EXPECT_TRUE(mSettings->sendRcsConfig(answer, 0, documentBytes(10), false));
-                    break;
-                case Kind::AppToken: EXPECT_TRUE(mSettings->sendAppToken(answer, 0, "tok")); break;
-                case Kind::TokenFetchStatus: mSettings->sendTokenFetchStatus(0, 5, 0, 1); break;
-                case Kind::Registration:
+                case kUpload: EXPECT_TRUE(mSettings->sendRcsConfig(answer, 0, documentBytes(10), false)); break;
+                case kAppToken: EXPECT_TRUE(mSettings->sendAppToken(answer, 0, "tok")); break;
+                case kTokenFetchStatus: mSettings->sendTokenFetchStatus(0, 5, 0, 1); break;
+                case kRegistration:
                     EXPECT_TRUE(mSettings->registerForRcsSettingsUpdate([](int, void*) {}, 0, 0));
                     break;
             }
@@ -357,7 +334,7 @@ protected:
 TEST_P(FailureTest, FailedExchange_AnswersByTheKindsRuleAndTheClientServesOn) {
     const FailureCase& c = GetParam();
     startAndSubscribe();
-    fail(msgIdOf(c.kind), c.fault);
+    fail(c.kind, c.fault);
     auto answer = issue(c.kind);
     ASSERT_TRUE(mLog.waitFor(c.line, kWait));
     // An upload's segment is taken all the same, and the modem's verdict comes too.
@@ -366,7 +343,7 @@ TEST_P(FailureTest, FailedExchange_AnswersByTheKindsRuleAndTheClientServesOn) {
     auto values = answer->values();
     std::sort(values.begin(), values.end());
     EXPECT_EQ(values, c.answers);
-    auto next = issue(Kind::Write);
+    auto next = issue(kWrite);
     ASSERT_TRUE(next->waitForCount(1));
     EXPECT_EQ(next->values(), std::vector<bool>{true});
 }
@@ -380,26 +357,26 @@ const mcxemu::MessageFault kLate{K::Delay, 0, 0, 0, 3000};
 INSTANTIATE_TEST_SUITE_P(
     Kinds, FailureTest,
     ::testing::Values(
-        FailureCase{"WriteError", Kind::Write, {kHeader, 0, 3}, {false}, kWriteFailed},
-        FailureCase{"WriteResult", Kind::Write, {kHeader, 1, 0}, {false}, kWriteFailed},
-        FailureCase{"WriteLate", Kind::Write, kLate, {false}, kWriteFailed},
-        FailureCase{"ReadError", Kind::Read, {kHeader, 0, 3}, {false}, kReadFailed},
-        FailureCase{"ReadTransport", Kind::Read, {}, {false}, kReadFailed},
-        FailureCase{"ReadLate", Kind::Read, kLate, {false}, kReadFailed},
-        FailureCase{"UploadLate", Kind::Upload, kLate, {false, true},
+        FailureCase{"WriteError", kWrite, {kHeader, 0, 3}, {false}, kWriteFailed},
+        FailureCase{"WriteResult", kWrite, {kHeader, 1, 0}, {false}, kWriteFailed},
+        FailureCase{"WriteLate", kWrite, kLate, {false}, kWriteFailed},
+        FailureCase{"ReadError", kRead, {kHeader, 0, 3}, {false}, kReadFailed},
+        FailureCase{"ReadTransport", kRead, {}, {false}, kReadFailed},
+        FailureCase{"ReadLate", kRead, kLate, {false}, kReadFailed},
+        FailureCase{"UploadLate", kUpload, kLate, {false, true},
                     "ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"},
-        FailureCase{"AppTokenResult", Kind::AppToken, {kHeader, 1, 0}, {true},
+        FailureCase{"AppTokenResult", kAppToken, {kHeader, 1, 0}, {true},
                     "Sending of App Token successfully"},
-        FailureCase{"AppTokenError", Kind::AppToken, {kHeader, 0, 3}, {true},
+        FailureCase{"AppTokenError", kAppToken, {kHeader, 0, 3}, {true},
                     "Sending of App Token successfully"},
-        FailureCase{"AppTokenResultAndError", Kind::AppToken, {kHeader, 1, 3}, {false}, kTokenFailed},
-        FailureCase{"AppTokenTransport", Kind::AppToken, {}, {false}, kTokenFailed},
-        FailureCase{"AppTokenLate", Kind::AppToken, kLate, {false}, kTokenFailed},
-        FailureCase{"TokenFetchStatusLate", Kind::TokenFetchStatus, kLate, {},
+        FailureCase{"AppTokenResultAndError", kAppToken, {kHeader, 1, 3}, {false}, kTokenFailed},
+        FailureCase{"AppTokenTransport", kAppToken, {}, {false}, kTokenFailed},
+        FailureCase{"AppTokenLate", kAppToken, kLate, {false}, kTokenFailed},
+        FailureCase{"TokenFetchStatusLate", kTokenFetchStatus, kLate, {},
                     "ImsMcxSettings::sendAppTokenStatusOnThread,failed to send settings in McxImssClient"},
-        FailureCase{"RegistrationTransport", Kind::Registration, {}, {},
+        FailureCase{"RegistrationTransport", kRegistration, {}, {},
                     "registration for indication failed "},
-        FailureCase{"RegistrationLate", Kind::Registration, kLate, {},
+        FailureCase{"RegistrationLate", kRegistration, kLate, {},
                     "ImsMcxSettings::UpdateSettingOnThread,failed to receive settings in imssclient"}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
 

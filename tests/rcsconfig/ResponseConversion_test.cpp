@@ -54,7 +54,7 @@ TEST(ResponseConversionTest, FailedHeader_GivesFalseAndAnEmptyRecord) {
     EXPECT_TRUE(pairsOf(out) == (Pairs{{{419, 2}}, {{417, true}}, {{418, "id"}}}));
 }
 
-TEST(ResponseConversionTest, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
+TEST(ResponseConversionTest, UnknownIdsOrNullBuffers_AreRefusedWithoutTouchingTheRecord) {
     std::vector<uint8_t> buf(1044, 1);
     LogCapture log;
     for (auto [id, indication] : {std::pair{4, true}, std::pair{-1, true}, std::pair{-1, false},
@@ -68,6 +68,13 @@ TEST(ResponseConversionTest, UnknownIds_AreRefusedWithoutTouchingTheRecord) {
     }
     EXPECT_EQ(log.count("convertResponseToHidlStruct for request ID "), 7u);
     EXPECT_TRUE(log.contains("convertResponseToHidlStruct for request ID 4"));
+
+    // The converters refuse a missing buffer or record.
+    SettingsData out = staleRecord();
+    EXPECT_FALSE(RcsConfigManager::convertSMConfigRespToHidl(nullptr, &out));
+    EXPECT_FALSE(RcsConfigManager::convertUserAgentIndToHidl(nullptr, &out));
+    EXPECT_TRUE(pairsOf(out) == pairsOf(staleRecord()));
+    EXPECT_FALSE(RcsConfigManager::convertPresenceConfigIndToHidl(buf.data(), nullptr));
 }
 
 TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField) {
@@ -117,16 +124,6 @@ TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(3, with.data(), &out, true));
     EXPECT_FALSE(log.contains("not received"));
     EXPECT_TRUE(log.contains("in convertImsServiceConfigIndToHidl carrier_config_enabled 0"));
-}
-
-TEST(ResponseConversionTest, NullBuffers_AreRefusedByTheConverters) {
-    LogCapture log;
-    SettingsData out = staleRecord();
-    EXPECT_FALSE(RcsConfigManager::convertSMConfigRespToHidl(nullptr, &out));
-    EXPECT_FALSE(RcsConfigManager::convertUserAgentIndToHidl(nullptr, &out));
-    EXPECT_TRUE(pairsOf(out) == pairsOf(staleRecord()));
-    std::vector<uint8_t> buf(1044, 0);
-    EXPECT_FALSE(RcsConfigManager::convertPresenceConfigIndToHidl(buf.data(), nullptr));
 }
 
 }  // namespace

@@ -90,7 +90,7 @@ TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
 }
 
-TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {
+TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpected_AreLoggedAndDropped) {
     startAndSubscribe();
     auto changes = registerFor(3);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
@@ -114,23 +114,14 @@ TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {
     ImsMcxSettings::mcxImsSettingsSvcIndCb(nullptr, 0x55, bytes, sizeof(bytes), mSettings.get());
     EXPECT_EQ(mLog.count("The ind_cb_data/ind_buf is null or ind_buf_len is "), 2u);
     EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(changes->size(), 0u);
-    // A well-formed change still arrives.
-    std::vector<uint8_t> msg(group.set_len, 0);
-    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
-    EXPECT_TRUE(changes->waitForCount(1));
-}
-
-TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
-    startAndSubscribe();
+    // An event of no known type, a verdict without data and one for a token
+    // nobody is waiting for.
     auto answer = upload(documentBytes(3), false);
     ASSERT_TRUE(answer->waitForCount(1));
     onLoop([&] {
         imssCallbackData_s ev{7, 0, nullptr};
         mSettings->handleEvent(ev);
         mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, nullptr);
-        // A verdict for a token nobody is waiting for.
         auto* ind = static_cast<ims_settings_carrier_config_status_ind_msg_v01*>(
             malloc(sizeof(ims_settings_carrier_config_status_ind_msg_v01)));
         ind->ref_num = static_cast<uint8_t>(tokenSeed() + 9);
@@ -142,6 +133,12 @@ TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
     EXPECT_EQ(mLog.count("ImsMcxSettings :DecodedData->ref_num["), 2u);
     EXPECT_EQ(answer->size(), 1u);
     EXPECT_EQ(statuses().size(), 2u);
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(changes->size(), 0u);
+    // A well-formed change still arrives.
+    std::vector<uint8_t> msg(group.set_len, 0);
+    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
+    EXPECT_TRUE(changes->waitForCount(1));
 }
 
 TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {

@@ -1,4 +1,5 @@
-// Read responses and change indications back into the client's record: the
+// Read responses and change indications back into the client's record, from
+// layouts written out here: where each group's fields are read, the
 // dispatcher, failed response headers, presence gating and the log lines.
 #include <gtest/gtest.h>
 
@@ -22,6 +23,48 @@ constexpr size_t kFieldsAt = 16, kUserAgentFieldsAt = 20;
 // A record that a conversion must reset or, when refused, leave alone.
 SettingsData staleRecord() {
     return makeRecord(SettingsId::USER_AGENT_STRING, {{{1, 1}}, {{2, true}}, {{3, "stale"}}});
+}
+
+// Read responses carry their fields after a lead (sixteen bytes, twenty for
+// the user agent); change indications from the first byte.
+TEST(ResponseConversionTest, ResponsesAndIndications_ReadFieldsAtTheModemsOffsets) {
+    LogCapture log;
+    const std::string text16(16, 'm'), wifi(20, 'w');
+    struct Case {
+        int id;
+        bool indication;
+        Layout input;
+        Pairs expected;
+    } cases[] = {
+        // A flag of 2 is not exactly 1: the field is not present.
+        {0x6A, false,
+         Layout::response(kPresenceResp, kFieldsAt).u32(8, 12, 9000).u8(74, 75, 1).chars(76, 77, "sip:p@x")
+                 .u8(Layout::kNoFlag, 32, 2).u32(Layout::kNoFlag, 36, 5),
+         {{{101, 9000}}, {{110, true}}, {{111, "sip:p@x"}}}},
+        // The flag right after a full array must not be read as text.
+        {1, true,
+         Layout::indication(577).u8(379, 380, 0xF0).chars(309, 310, text16)
+                 .u8(Layout::kNoFlag, 326, 'X').chars(414, 415, "UP2.4"),
+         {{{301, 0xF0}}, {}, {{307, text16}, {312, "UP2.4"}}}},
+        // The user agent is always one pair, even for an empty string.
+        {0x8A, false, Layout::response(kUserAgentResp, kUserAgentFieldsAt), {{}, {}, {{200, ""}}}},
+        {0x8A, false, Layout::response(kUserAgentResp, kUserAgentFieldsAt).chars(Layout::kNoFlag, 0, "IMS-Agent"),
+         {{}, {}, {{200, "IMS-Agent"}}}},
+        {0x8A, false, Layout::response(kUserAgentResp, kUserAgentFieldsAt).chars(Layout::kNoFlag, 0, std::string(1024, 'a')),
+         {{}, {}, {{200, std::string(1024, 'a')}}}},
+        {3, true,
+         Layout::indication(104).u32(6, 8, 0xFFFFFFFF).u32(71, 72, 2).u8(92, 93, 1).u8(94, 95, 0)
+                 .chars(26, 27, wifi).u8(47, 48, 0),
+         {{{421, 0xFFFFFFFFLL}, {420, 2}}, {{405, false}, {423, true}, {422, false}}, {{418, wifi}}}},
+    };
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.id);
+        SettingsData out{};
+        ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(c.id, c.input.data(), &out,
+                                                                  c.indication));
+        EXPECT_TRUE(pairsOf(out) == c.expected);
+    }
+    EXPECT_FALSE(log.contains("sip:p@x"));  // the one field appended without a line
 }
 
 TEST(ResponseConversionTest, FailedHeader_GivesFalseAndAnEmptyRecord) {

@@ -1,5 +1,6 @@
-// The fill rules of the write conversion: which lists each group reads, how
-// a bad pair stops the fill, capacities, and the log lines a trace shows.
+// The write conversion: where each group's fields land, which lists each
+// group reads, how a bad pair stops the fill, capacities, and the log lines
+// a trace shows.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -54,6 +55,50 @@ TEST(SetConversionTest, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBoole
             makeRecord(SettingsId::PRESENCE_CONFIG, {{{99, 1}}, {}, {}}), &request));
     EXPECT_EQ(request.msgData, nullptr);
     EXPECT_EQ(request.msgId, 0x69u);
+}
+
+// Writes against layouts written out here from the modem's message
+// descriptions. The whole message is compared, so a write that strays into a neighbour's
+// flag or value shows up as well as one that misses its own.
+TEST(SetConversionTest, Writes_PlaceFlagsAndValuesAtTheModemsOffsets) {
+    const std::string uri(128, 'u'), vendor(16, 'v'), name(32, 'n');
+    struct Case {
+        SettingsId id;
+        uint32_t msgId;
+        Pairs pairs;
+        Layout expected;
+    } cases[] = {
+        {SettingsId::PRESENCE_CONFIG, 0x69,
+         {{{100, 0x01020304}, {105, 77}, {108, 0x7FFFFFFF}}, {{109, false}, {110, true}}, {{111, uri}}},
+         Layout::indication(208).u32(0, 4, 0x01020304).u32(40, 44, 77).u32(64, 68, 0x7FFFFFFF)
+                 .u8(72, 73, 0).u8(74, 75, 1).chars(76, 77, uri)},
+        // Integers are single bytes; a full client_vendor leaves the next flag alone.
+        {SettingsId::STANDALONE_MESSAGING_CONFIG, 0x6C,
+         {{{300, 0x1FF}, {301, 2}}, {}, {{302, "ua"}, {304, vendor}, {311, name}, {313, "b1"}}},
+         Layout::indication(577).u8(377, 378, 0xFF).u8(379, 380, 2).chars(0, 1, "ua")
+                 .chars(258, 259, vendor).chars(381, 382, name).chars(431, 432, "b1")},
+        // One array without a flag.
+        {SettingsId::USER_AGENT_STRING, 0x89, {{}, {}, {{200, "agent/1.0"}}},
+         Layout::indication(1024).chars(Layout::kNoFlag, 0, "agent/1.0")},
+        // Fields of the three lists interleaved.
+        {SettingsId::IMS_SERVICE_ENABLE_CONFIG, 0x8F,
+         {{{421, 0x0A0B0C0D}, {419, 3}, {420, 0x11223344}},
+          {{400, true}, {403, true}, {417, true}, {422, true}, {423, true}},
+          {{418, "wifi-id"}}},
+         Layout::indication(104).u32(6, 8, 0x0A0B0C0D).u32(18, 20, 3).u32(71, 72, 0x11223344)
+                 .u8(0, 1, 1).u8(16, 17, 1).u8(76, 77, 1).u8(92, 93, 1).u8(94, 95, 1)
+                 .chars(26, 27, "wifi-id")},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.id));
+        rcs_settings_data_s request{};
+        ASSERT_TRUE(RcsConfigManager::convertSetReqDataToMcx(makeRecord(c.id, c.pairs), &request));
+        EXPECT_EQ(request.msgId, c.msgId);
+        MessagePtr msg = takeMessage(request);
+        ASSERT_NE(msg, nullptr);
+        const auto& expected = c.expected.bytes();
+        EXPECT_EQ(std::vector<uint8_t>(msg.get(), msg.get() + expected.size()), expected);
+    }
 }
 
 // Unknown keys, keys of the group sent in the wrong list, and records with

@@ -120,18 +120,25 @@ TEST(ResponseConversionTest, UnknownIdsOrNullBuffers_AreRefusedWithoutTouchingTh
     EXPECT_FALSE(RcsConfigManager::convertPresenceConfigIndToHidl(buf.data(), nullptr));
 }
 
-TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField) {
+// Each converter names itself and each field it reads (the presence entry
+// line comes twice); carrier_config_enabled is the one field reported when absent.
+TEST(ResponseConversionTest, Lines_NameTheConverterAndField_AndAMissingCarrierConfig) {
     LogCapture log;
     auto presence = Layout::indication(208).u32(32, 36, 3600);
     auto ind = Layout::indication(577).u8(377, 378, 1).chars(414, 415, "UP2.4");
     auto resp = Layout::response(kMessagingResp, kFieldsAt).chars(275, 276, "9.1");
+    auto serviceInd = Layout::indication(104).u8(0, 1, 1).chars(26, 27, "w");
+    auto serviceResp = Layout::response(kServiceResp, kFieldsAt).u8(0, 1, 1);
     SettingsData out{};
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0, presence.data(), &out, true));
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(1, ind.data(), &out, true));
     ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x6D, resp.data(), &out, false));
+    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(3, serviceInd.data(), &out, true));
+    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{400, true}}, {{418, "w"}}}));
+    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x90, serviceResp.data(), &out, false));
     EXPECT_EQ(log.messages(), (std::vector<std::string>{
                                       "convertResponseToHidlStruct for request ID 0",
-                                      "in convertPresenceConfigIndToHidl",  // the entry line comes twice
+                                      "in convertPresenceConfigIndToHidl",
                                       "in convertPresenceConfigIndToHidl",
                                       "in convertPresenceConfigIndToHidl list_subscription_expiry 3600",
                                       "convertResponseToHidlStruct for request ID 1",
@@ -140,18 +147,6 @@ TEST(ResponseConversionTest, PresenceAndMessagingLines_NameTheConverterAndField)
                                       "in convertSMConfigIndToHidl rcs_profile UP2.4",
                                       "convertResponseToHidlStruct for request ID 109",
                                       "in convertSMConfigRespToHidl client_version 9.1",
-                              }));
-}
-
-TEST(ResponseConversionTest, ImsServiceEnable_ReportsMissingCarrierConfigOnly) {
-    LogCapture log;
-    auto ind = Layout::indication(104).u8(0, 1, 1).chars(26, 27, "w");
-    auto resp = Layout::response(kServiceResp, kFieldsAt).u8(0, 1, 1);
-    SettingsData out{};
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(3, ind.data(), &out, true));
-    EXPECT_TRUE(pairsOf(out) == (Pairs{{}, {{400, true}}, {{418, "w"}}}));
-    ASSERT_TRUE(RcsConfigManager::convertResponseToHidlStruct(0x90, resp.data(), &out, false));
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
                                       "convertResponseToHidlStruct for request ID 3",
                                       "in convertImsServiceConfigIndToHidl ",
                                       "in convertImsServiceConfigIndToHidl volte_enabled 1",

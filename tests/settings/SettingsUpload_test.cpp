@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
                std::to_string(info.param.size);
     });
 
-TEST_F(SettingsTest, SendRcsConfig_DocumentTheModemCannotRead_AnswersFalseFromIndication) {
+TEST_F(SettingsTest, SendRcsConfig_DocumentOrSegmentTheModemRefuses_AnswersFalseFromIndication) {
     startAndSubscribe();
     // Marked gzip but not a gzip stream, and a gzip stream cut short and
     // corrupted: every segment is taken, the whole is refused.
@@ -107,6 +107,15 @@ TEST_F(SettingsTest, SendRcsConfig_DocumentTheModemCannotRead_AnswersFalseFromIn
         EXPECT_EQ(segments().size(), segmentsSent);
     }
     EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[3] ", kWait, 2));
+    // A segment answered with an error header but no segment status counts as
+    // sent: the client goes on to segment 2 and the modem, which dropped
+    // segment 1, refuses the upload as out of order.
+    fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::ResponseHeader, 1});
+    auto answer = upload(documentBytes(2500), false);
+    ASSERT_TRUE(answer->waitForCount(1));
+    EXPECT_EQ(answer->values(), std::vector<bool>{false});
+    EXPECT_EQ(segments().size(), segmentsSent + 2);
+    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[1] ", kWait));
     EXPECT_FALSE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
     EXPECT_TRUE(modem().receivedConfigs(0).empty());
 }
@@ -160,19 +169,6 @@ TEST_F(SettingsTest, SendRcsConfig_SecondSegmentRejected_StopsAndAnswersFalse) {
     EXPECT_EQ(segs[1].seq_num, 2);
     EXPECT_TRUE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
     EXPECT_TRUE(modem().receivedConfigs(0).empty());
-}
-
-TEST_F(SettingsTest, SendRcsConfig_ErrorHeaderWithoutSegStatus_CountsSegmentAsSent) {
-    startAndSubscribe();
-    fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::ResponseHeader, 1});
-    auto answer = upload(documentBytes(2500), false);
-    // The client goes on to segment 2; the modem, which dropped segment 1,
-    // refuses the upload as out of order.
-    ASSERT_TRUE(answer->waitForCount(1));
-    EXPECT_EQ(segments().size(), 2u);
-    EXPECT_FALSE(answer->values()[0]);
-    EXPECT_FALSE(mLog.contains("ImsMcxSettings:sendRcsConfigRequestMessage  FAILED"));
-    EXPECT_TRUE(mLog.waitFor("ImsMcxSettings :DecodedData->config_status[1] ", kWait));
 }
 
 // Uploads draw consecutive tokens; the 257th wraps to the first one, whose

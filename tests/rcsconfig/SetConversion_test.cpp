@@ -19,14 +19,10 @@ using imstest::LogCapture;
 
 using Filler = bool (*)(void*, SettingsData&);
 
-Filler fillerFor(uint32_t settingsId) {
-    switch (settingsId) {
-        case 0: return &RcsConfigManager::setPresenceConfigData;
-        case 1: return &RcsConfigManager::setSMConfigData;
-        case 2: return &RcsConfigManager::setUserAgentConfigData;
-        default: return &RcsConfigManager::setImsServiceEnableConfigData;
-    }
-}
+// The filler of each group, by settings id (the IMS service enable filler for id 3).
+const Filler kFillers[] = {&RcsConfigManager::setPresenceConfigData, &RcsConfigManager::setSMConfigData,
+                           &RcsConfigManager::setUserAgentConfigData,
+                           &RcsConfigManager::setImsServiceEnableConfigData};
 
 // Runs a group's filler on a zeroed message of the group's write length.
 struct Fill {
@@ -38,7 +34,7 @@ Fill fill(SettingsId id, const Pairs& pairs) {
     const imss_settings_group_v01* g = imss_settings_group_by_id(static_cast<int32_t>(id));
     Fill f{false, std::vector<uint8_t>(g->set_len, 0)};
     SettingsData data = makeRecord(id, pairs);
-    f.ok = fillerFor(g->settings_id)(f.msg.data(), data);
+    f.ok = kFillers[g->settings_id](f.msg.data(), data);
     return f;
 }
 

@@ -161,14 +161,22 @@ TEST_F(SettingsTest, Requests_OnSubscriptionWithoutConnection_SendNothingAndNeve
     EXPECT_TRUE(modem().requests().empty());
 }
 
-TEST_F(SettingsTest, Register_Twice_KeepsFirstListener_DeregisterRemovesIt) {
+TEST_F(SettingsTest, Register_UnknownGroupAsksNothing_TwiceKeepsFirstListener_DeregisterRemovesIt) {
     startAndSubscribe();
     const auto& g = group(2);
+    // A group that does not exist asks the modem for nothing.
+    auto unknown = registerFor(7);
+    ASSERT_TRUE(mLog.waitFor("UpdateSettingOnThread: registration for indication,errorcode: ", kWait));
+    EXPECT_TRUE(mLog.contains("UpdateSettingOnThread: registration for indication default"));
+    auto regs = requestsOf(IMSS_CONFIG_IND_REGISTER_V01);
+    ASSERT_EQ(regs.size(), 1u);
+    EXPECT_EQ(regs[0].data, std::vector<uint8_t>(IMSS_CONFIG_IND_REG_LEN_V01, 0));
+
     auto first = registerFor(2);
     auto second = registerFor(2);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait, 2));
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait, 3));
     EXPECT_TRUE(mLog.contains("already has a listener, first one kept"));
-    EXPECT_EQ(requestsOf(IMSS_CONFIG_IND_REGISTER_V01).size(), 2u);
+    EXPECT_EQ(requestsOf(IMSS_CONFIG_IND_REGISTER_V01).size(), 3u);
 
     ASSERT_TRUE(write(g.set_msg_id, fullMessage(g, 1))->waitForCount(1));
     ASSERT_TRUE(first->waitForCount(1));
@@ -191,16 +199,6 @@ TEST_F(SettingsTest, Register_Twice_KeepsFirstListener_DeregisterRemovesIt) {
     ASSERT_TRUE(mLog.waitFor("no listener for settings group 2", kWait));
     ASSERT_TRUE(mLoop->waitUntilIdle());
     EXPECT_EQ(first->size(), 1u);
-}
-
-TEST_F(SettingsTest, Register_UnknownGroup_AsksForNothingAndIsOnlyLogged) {
-    startAndSubscribe();
-    auto unknown = registerFor(7);
-    ASSERT_TRUE(mLog.waitFor("UpdateSettingOnThread: registration for indication,errorcode: ", kWait));
-    EXPECT_TRUE(mLog.contains("UpdateSettingOnThread: registration for indication default"));
-    auto regs = requestsOf(IMSS_CONFIG_IND_REGISTER_V01);
-    ASSERT_EQ(regs.size(), 1u);
-    EXPECT_EQ(regs[0].data, std::vector<uint8_t>(IMSS_CONFIG_IND_REG_LEN_V01, 0));  // nothing asked
     EXPECT_EQ(unknown->size(), 0u);
 }
 

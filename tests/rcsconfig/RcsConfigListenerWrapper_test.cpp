@@ -70,8 +70,8 @@ void requestToken(RcsConfigListenerWrapper& w, int32_t slot, int32_t id = 7) {
 
 // Token requests go out to a version 1 wrapper of their own slot only, never
 // to version 0 (even holding a 2.1 object), skipped silently; reconfiguration
-// goes out to both, whatever the slot.
-TEST(RcsConfigListenerWrapperTest, TokenRequests_GoToVersion1OfTheirOwnSlotOnly) {
+// goes out to both, whatever the slot. A dead client's calls fail and return.
+TEST(RcsConfigListenerWrapperTest, TokenRequests_GoToVersion1OfTheirOwnSlotOnly_ADeadClientIsLoggedAsFail) {
     imstest::LogCapture log;
     sp<Listener21> listener = new Listener21();
     RcsConfigListenerWrapper v0(listener, 0, 1);
@@ -94,21 +94,16 @@ TEST(RcsConfigListenerWrapperTest, TokenRequests_GoToVersion1OfTheirOwnSlotOnly)
                                       tag(v1) + " Call onTokenFetchRequest with status success",
                                       tag(v0) + " Call onReconfigNeeded with status success",
                                       tag(v1) + " Call onReconfigNeeded with status success"}));
-}
 
-TEST(RcsConfigListenerWrapperTest, DeadClient_IsLoggedAsFailAndTheCallReturns) {
-    imstest::LogCapture log;
-    sp<Listener21> listener = new Listener21();
-    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_1::IRcsConfigListener>(listener), 1, 2);
+    // Once the client's process is gone, each call is logged as failed and returns.
     hooks::killProcessOf(listener);
-
-    wrapper.onReconfigNeeded();
-    requestToken(wrapper, 2);
-    EXPECT_EQ(listener->reconfigs, 0);
-    EXPECT_EQ(listener->tokens, 0);
-    EXPECT_EQ(log.messages(),
-              (std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status fail",
-                                        tag(wrapper) + " Call onTokenFetchRequest with status fail"}));
+    log.clear();
+    v1.onReconfigNeeded();
+    requestToken(v1, 1);
+    EXPECT_EQ(listener->reconfigs, 2);
+    EXPECT_EQ(listener->tokens, 1);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{tag(v1) + " Call onReconfigNeeded with status fail",
+                                                        tag(v1) + " Call onTokenFetchRequest with status fail"}));
 }
 
 // An empty or uncastable listener skips every call, a 2.0 listener the token

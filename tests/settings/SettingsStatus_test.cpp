@@ -90,7 +90,7 @@ TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
 }
 
-TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpected_AreLoggedAndDropped) {
+TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpectedAreDropped_ConnectionErrorTakesModemDown) {
     startAndSubscribe();
     auto changes = registerFor(3);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
@@ -139,6 +139,12 @@ TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpected_AreLogged
     std::vector<uint8_t> msg(group.set_len, 0);
     EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
     EXPECT_TRUE(changes->waitForCount(1));
+
+    // A connection error takes the modem-down path.
+    ImsMcxSettings::mcxErrorCb(nullptr, MCX_ERR_SERVICE_GONE, mSettings.get());
+    ASSERT_TRUE(waitForStatuses(3));
+    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::modemDown:registerForMcxSvcUp", kWait));
 }
 
 TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {
@@ -152,15 +158,6 @@ TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {
     mSettings.reset();
     EXPECT_TRUE(mLog.contains("ImsMcxSettings Dtor"));
     EXPECT_FALSE(mLog.contains("ImsMcxSettings :processMcxInd, eventType: "));
-}
-
-TEST_F(SettingsTest, ConnectionError_TakesTheModemDownPath) {
-    startAndSubscribe();
-    mcx_client_struct* handle = nullptr;
-    ImsMcxSettings::mcxErrorCb(handle, MCX_ERR_SERVICE_GONE, mSettings.get());
-    ASSERT_TRUE(waitForStatuses(3));
-    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::modemDown:registerForMcxSvcUp", kWait));
 }
 
 }  // namespace

@@ -25,16 +25,9 @@ class UploadTest : public SettingsTest, public ::testing::WithParamInterface<Upl
 
 // The document uploaded for a case and, for gzip, what it inflates to.
 void makeDocument(const UploadCase& c, std::vector<uint8_t>* doc, std::vector<uint8_t>* plain) {
-    if (!c.gzipped) {
-        *doc = documentBytes(c.size);
-        *plain = *doc;
-    } else if (c.size > 60000) {
-        *plain = documentBytes(c.size - 40);  // incompressible: the stream is a little larger
-        *doc = gzipOf(*plain);
-    } else {
-        *plain = std::vector<uint8_t>(300, 'x');
-        *doc = gzipOfSize(*plain, c.size);
-    }
+    // Incompressible bytes: their gzip stream is a little larger than they are.
+    *plain = documentBytes(c.gzipped ? c.size - 40 : c.size);
+    *doc = c.gzipped ? gzipOf(*plain) : *plain;
 }
 
 TEST_P(UploadTest, SendRcsConfig_SegmentsAndAnswer) {
@@ -42,9 +35,6 @@ TEST_P(UploadTest, SendRcsConfig_SegmentsAndAnswer) {
     startAndSubscribe();
     std::vector<uint8_t> doc, plain;
     makeDocument(c, &doc, &plain);
-    if (c.gzipped && c.size <= 60000) {
-        ASSERT_EQ(doc.size(), c.size);
-    }
 
     auto answer = upload(doc, c.gzipped);
     ASSERT_TRUE(answer->waitForCount(1));
@@ -82,9 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(UploadCase{0, false, 0, false}, UploadCase{1, false, 1, true},
                       UploadCase{1999, false, 1, true}, UploadCase{2000, false, 1, false},
                       UploadCase{2001, false, 2, true}, UploadCase{4001, false, 3, true},
-                      UploadCase{65536, false, 33, true}, UploadCase{1999, true, 1, true},
-                      UploadCase{2000, true, 1, false}, UploadCase{2001, true, 2, true},
-                      UploadCase{4001, true, 3, true}, UploadCase{65536, true, 33, true}),
+                      UploadCase{65536, false, 33, true}, UploadCase{65536, true, 33, true}),
     [](const ::testing::TestParamInfo<UploadCase>& info) {
         return std::string(info.param.gzipped ? "Gzip" : "Plain") +
                std::to_string(info.param.size);

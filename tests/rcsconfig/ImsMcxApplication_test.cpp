@@ -34,6 +34,7 @@ struct Received {
 class ImsMcxApplicationTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        modem.reset();
         app = std::make_unique<ImsMcxApplication>(loop.com(), loop.timer());
         app->registerServiceStatusListener([this](ImsAppServiceData& d) {
             hostsync::MutexLock l(lock);
@@ -71,18 +72,7 @@ protected:
     std::vector<Received> events GUARDED_BY(lock);
 };
 
-TEST_F(ImsMcxApplicationTest, ServiceUp_ReportsModemUpOnTheLoopThread) {
-    auto got = received();
-    ASSERT_EQ(got.size(), 1u);
-    EXPECT_EQ(got[0].data.event, ImsAppServiceData::MODEM_UP);
-    EXPECT_EQ(got[0].data.subId, 0);
-    EXPECT_EQ(got[0].tid, loop.loopTid());
-    EXPECT_TRUE(log.contains("ImsMcxApplication : Xtor"));
-    EXPECT_TRUE(log.contains("ImsMcxApplication: mcx_client_register_error_cb result: 0"));
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
-}
-
-TEST_F(ImsMcxApplicationTest, SubscribeToSub_BindsAndRegistersOnce_AndRefusesOtherSubscriptions) {
+TEST_F(ImsMcxApplicationTest, SubscribeToSub_BindsAndRegistersOnce_RefusesOtherSubscriptions_DestructionClosesAll) {
     EXPECT_FALSE(subscribe(2));
     EXPECT_FALSE(subscribe(-1));
     EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
@@ -108,9 +98,19 @@ TEST_F(ImsMcxApplicationTest, SubscribeToSub_BindsAndRegistersOnce_AndRefusesOth
     EXPECT_TRUE(subscribe(1));
     EXPECT_TRUE(log.contains("subscribeToSub: client already present"));
     EXPECT_EQ(modem.requests().size(), 2u) << "the second subscribe sends nothing";
+
+    // Destruction closes every connection.
+    ASSERT_TRUE(subscribe(0));
+    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 3u);
+    loop.runOnLoop([&] { app.reset(); });
+    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 0u);
+    EXPECT_TRUE(log.contains("ImsMcxApplication : Dtor"));
 }
 
-TEST_F(ImsMcxApplicationTest, TokenRequest_ReachesTheListenerWithOrWithoutRequestId) {
+// Token requests reach the listener on the loop thread, with or without a
+// request id; one of the wrong length is dropped after the decode fails, and
+// other indications, or one without a client, are ignored without a line.
+TEST_F(ImsMcxApplicationTest, TokenRequests_ReachTheListener_MalformedOrOtherIndicationsAreDropped) {
     ASSERT_TRUE(subscribe(0));
     ASSERT_TRUE(subscribe(1));
     EXPECT_EQ(modem.sendTokenRequest(1, 2, 3, true, 55), 1);
@@ -129,29 +129,22 @@ TEST_F(ImsMcxApplicationTest, TokenRequest_ReachesTheListenerWithOrWithoutReques
     EXPECT_EQ(second.requestId, 0) << "request_id without its valid flag is ignored";
     EXPECT_EQ(second.tokenType, 1);
     EXPECT_EQ(second.requestReason, 4);
-}
 
-TEST_F(ImsMcxApplicationTest, TokenRequestOfWrongLength_IsDroppedAfterTheDecodeFails) {
-    ASSERT_TRUE(subscribe(0));
     modem.setIndicationLength(IMSA_SERVICE_ID_V01, IMSA_CONFIG_TOKEN_REQUEST_IND_V01, 12);
     modem.sendTokenRequest(0, 1, 1, true, 9);
     ASSERT_TRUE(log.waitFor("McxImsaClient::mcx_client_message_decode failed", 5s));
-    modem.sendTokenRequest(0, 1, 1, true, 10);  // the next one is whole again
-    ASSERT_TRUE(waitForEvents(2));
-    auto got = received();
-    ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(got[1].data.requestId, 10);
-}
-
-TEST_F(ImsMcxApplicationTest, OtherIndications_AreIgnoredWithoutAllocationOrLog) {
     McxImsaClient client(0, app.get());
     uint8_t buf[16] = {};
     log.clear();
     handleMcxIndication(nullptr, 0x43, buf, sizeof(buf), &client);
     handleMcxIndication(nullptr, IMSA_CONFIG_TOKEN_REQUEST_IND_V01, buf, sizeof(buf), nullptr);
     EXPECT_TRUE(log.messages().empty()) << log.dump();
+    modem.sendTokenRequest(0, 1, 1, true, 10);  // the next one is whole again
+    ASSERT_TRUE(waitForEvents(4));
     ASSERT_TRUE(loop.waitUntilIdle());
-    EXPECT_EQ(received().size(), 1u);
+    got = received();
+    ASSERT_EQ(got.size(), 4u);
+    EXPECT_EQ(got[3].data.requestId, 10);
 }
 
 // A modem restart, then a connection error while the service stays up: each
@@ -184,7 +177,25 @@ TEST_F(ImsMcxApplicationTest, ModemRestartOrConnectionError_ReportsModemDownThen
     EXPECT_EQ(modem.sendTokenRequest(0, 1, 1, true, 1), 1);
 }
 
-TEST_F(ImsMcxApplicationTest, ServiceMissingAtBringUp_StillReportsModemUp) {
+TEST_F(ImsMcxApplicationTest, SvcUp_ReportsModemUpOnTheLoopThread_NothingWithAConnectionOpen) {
+    auto first = received();
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_EQ(first[0].data.event, ImsAppServiceData::MODEM_UP);
+    EXPECT_EQ(first[0].data.subId, 0);
+    EXPECT_EQ(first[0].tid, loop.loopTid());
+    EXPECT_TRUE(log.contains("ImsMcxApplication : Xtor"));
+    EXPECT_TRUE(log.contains("ImsMcxApplication: mcx_client_register_error_cb result: 0"));
+    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 1u);
+
+    loop.runOnLoop([&] { app->svcUp(); });
+    EXPECT_TRUE(log.contains("ImsMcxApplication: client is already present,so skipping client initialization."));
+    EXPECT_EQ(received().size(), 1u);
+    loop.runOnLoop([&] {
+        imsaCallbackData_s odd{7, 0, nullptr, -1, 0};
+        app->handleEvent(odd);
+    });
+    EXPECT_TRUE(log.contains("ImsMcxApplication::handleEvent unhandled event: 7"));
+
     // A bring-up for a service that went away meanwhile (the notification
     // raced the loss) reaches svcUp through a direct call.
     modem.setServiceUp(IMSA_SERVICE_ID_V01, false);
@@ -194,26 +205,6 @@ TEST_F(ImsMcxApplicationTest, ServiceMissingAtBringUp_StillReportsModemUp) {
     ASSERT_EQ(got.size(), 3u);
     EXPECT_EQ(got[2].data.event, ImsAppServiceData::MODEM_UP);
     EXPECT_TRUE(log.contains("ImsMcxSettings::Error get IMS Settings service."));
-}
-
-TEST_F(ImsMcxApplicationTest, SecondSvcUpWithOpenConnection_ReportsNothing) {
-    loop.runOnLoop([&] { app->svcUp(); });
-    EXPECT_TRUE(log.contains("ImsMcxApplication: client is already present,so skipping client initialization."));
-    EXPECT_EQ(received().size(), 1u);
-    loop.runOnLoop([&] {
-        imsaCallbackData_s odd{7, 0, nullptr, -1, 0};
-        app->handleEvent(odd);
-    });
-    EXPECT_TRUE(log.contains("ImsMcxApplication::handleEvent unhandled event: 7"));
-}
-
-TEST_F(ImsMcxApplicationTest, Destruction_ClosesEveryConnection) {
-    ASSERT_TRUE(subscribe(0));
-    ASSERT_TRUE(subscribe(1));
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 3u);
-    loop.runOnLoop([&] { app.reset(); });
-    EXPECT_EQ(modem.connectionCount(IMSA_SERVICE_ID_V01), 0u);
-    EXPECT_TRUE(log.contains("ImsMcxApplication : Dtor"));
 }
 
 TEST_F(ImsMcxApplicationTest, Destruction_FreesTokenRequestsStillQueued) {

@@ -68,80 +68,64 @@ void requestToken(RcsConfigListenerWrapper& w, int32_t slot, int32_t id = 7) {
 
 }  // namespace
 
-TEST(RcsConfigListenerWrapperTest, Version0_GetsReconfigurationButNeverTokenRequests) {
-    imstest::LogCapture log;
-    sp<Listener21> listener = new Listener21();  // even a 2.1 object, if it came in as 2.0
-    RcsConfigListenerWrapper wrapper(listener, 0, 1);
-
-    requestToken(wrapper, 1);
-    EXPECT_EQ(listener->tokens, 0);
-    EXPECT_TRUE(log.messages().empty()) << log.dump();  // skipped silently
-
-    wrapper.onReconfigNeeded();
-    EXPECT_EQ(listener->reconfigs, 1);
-    EXPECT_EQ(log.messages(),
-              std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status success"});
-}
-
-TEST(RcsConfigListenerWrapperTest, Version1_GetsTokenRequestsOfItsOwnSlotOnly) {
+// Token requests go out to a version 1 wrapper of their own slot only, never
+// to version 0 (even holding a 2.1 object), skipped silently; reconfiguration
+// goes out to both, whatever the slot. A dead client's calls fail and return.
+TEST(RcsConfigListenerWrapperTest, TokenRequests_GoToVersion1OfTheirOwnSlotOnly_ADeadClientIsLoggedAsFail) {
     imstest::LogCapture log;
     sp<Listener21> listener = new Listener21();
-    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
-
-    requestToken(wrapper, 2);
+    RcsConfigListenerWrapper v0(listener, 0, 1);
+    RcsConfigListenerWrapper v1(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
+    requestToken(v0, 1);
+    requestToken(v1, 2);
     EXPECT_EQ(listener->tokens, 0);
     EXPECT_TRUE(log.messages().empty()) << log.dump();
 
-    wrapper.onTokenFetchRequest(-3, static_cast<V2_1::TokenType>(0x7fffffff),
-                                static_cast<V2_1::TokenRequestReason>(-1), 1);
+    v1.onTokenFetchRequest(-3, static_cast<V2_1::TokenType>(0x7fffffff),
+                           static_cast<V2_1::TokenRequestReason>(-1), 1);
     EXPECT_EQ(listener->tokens, 1);
     EXPECT_EQ(listener->requestId, -3);
     EXPECT_EQ(listener->type, 0x7fffffff);  // passed through unchanged
     EXPECT_EQ(listener->reason, -1);
-    EXPECT_EQ(log.messages(),
-              std::vector<std::string>{tag(wrapper) + " Call onTokenFetchRequest with status success"});
+    v0.onReconfigNeeded();
+    v1.onReconfigNeeded();
+    EXPECT_EQ(listener->reconfigs, 2);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                      tag(v1) + " Call onTokenFetchRequest with status success",
+                                      tag(v0) + " Call onReconfigNeeded with status success",
+                                      tag(v1) + " Call onReconfigNeeded with status success"}));
 
-    // Reconfiguration goes out whatever the slot.
-    wrapper.onReconfigNeeded();
-    EXPECT_EQ(listener->reconfigs, 1);
-}
-
-TEST(RcsConfigListenerWrapperTest, DeadClient_IsLoggedAsFailAndTheCallReturns) {
-    imstest::LogCapture log;
-    sp<Listener21> listener = new Listener21();
-    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_1::IRcsConfigListener>(listener), 1, 2);
+    // Once the client's process is gone, each call is logged as failed and returns.
     hooks::killProcessOf(listener);
-
-    wrapper.onReconfigNeeded();
-    requestToken(wrapper, 2);
-    EXPECT_EQ(listener->reconfigs, 0);
-    EXPECT_EQ(listener->tokens, 0);
-    EXPECT_EQ(log.messages(),
-              (std::vector<std::string>{tag(wrapper) + " Call onReconfigNeeded with status fail",
-                                        tag(wrapper) + " Call onTokenFetchRequest with status fail"}));
+    log.clear();
+    v1.onReconfigNeeded();
+    requestToken(v1, 1);
+    EXPECT_EQ(listener->reconfigs, 2);
+    EXPECT_EQ(listener->tokens, 1);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{tag(v1) + " Call onReconfigNeeded with status fail",
+                                                        tag(v1) + " Call onTokenFetchRequest with status fail"}));
 }
 
-TEST(RcsConfigListenerWrapperTest, EmptyOrWrongInterfaceListener_SkipsEveryCallWithALogLine) {
-    for (const sp<IBase>& given : {sp<IBase>(), sp<IBase>(new NotAListener())}) {
+// An empty or uncastable listener skips every call, a 2.0 listener the token
+// requests only, each with a line.
+TEST(RcsConfigListenerWrapperTest, ListenerWithoutThe21Interface_SkipsTokenRequestsWithALogLine) {
+    sp<Listener20> listener20 = new Listener20();
+    const char* kNone = " No listener, onReconfigNeeded not sent";
+    const std::pair<sp<IBase>, const char*> cases[] = {
+            {sp<IBase>(), kNone},
+            {sp<IBase>(new NotAListener()), kNone},
+            {hooks::remoteOf<V2_0::IRcsConfigListener>(listener20), " Call onReconfigNeeded with status success"},
+    };
+    for (const auto& [given, reconfigLine] : cases) {
         imstest::LogCapture log;
         RcsConfigListenerWrapper wrapper(given, 1, 1);
         wrapper.onReconfigNeeded();
         requestToken(wrapper, 1);
         EXPECT_EQ(log.messages(),
-                  (std::vector<std::string>{tag(wrapper) + " No listener, onReconfigNeeded not sent",
+                  (std::vector<std::string>{tag(wrapper) + reconfigLine,
                                             tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"}));
     }
-}
-
-TEST(RcsConfigListenerWrapperTest, Version1WithA20Listener_SkipsTokenRequestsWithALogLine) {
-    imstest::LogCapture log;
-    sp<Listener20> listener = new Listener20();
-    RcsConfigListenerWrapper wrapper(hooks::remoteOf<V2_0::IRcsConfigListener>(listener), 1, 1);
-    requestToken(wrapper, 1);
-    EXPECT_EQ(log.messages(),
-              std::vector<std::string>{tag(wrapper) + " No 2.1 listener, onTokenFetchRequest not sent"});
-    wrapper.onReconfigNeeded();
-    EXPECT_EQ(listener->reconfigs, 1);
+    EXPECT_EQ(listener20->reconfigs, 1);
 }
 
 TEST(RcsConfigListenerWrapperTest, Destruction_ReleasesTheListener) {

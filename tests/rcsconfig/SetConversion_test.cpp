@@ -1,8 +1,10 @@
-// The fill rules of the write conversion: which lists each group reads, how
-// a bad pair stops the fill, capacities, and the log lines a trace shows.
+// The write conversion: where each group's fields land, which lists each
+// group reads, how a bad pair stops the fill, capacities, and the log lines
+// a trace shows.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -17,14 +19,10 @@ using imstest::LogCapture;
 
 using Filler = bool (*)(void*, SettingsData&);
 
-Filler fillerFor(uint32_t settingsId) {
-    switch (settingsId) {
-        case 0: return &RcsConfigManager::setPresenceConfigData;
-        case 1: return &RcsConfigManager::setSMConfigData;
-        case 2: return &RcsConfigManager::setUserAgentConfigData;
-        default: return &RcsConfigManager::setImsServiceEnableConfigData;
-    }
-}
+// The filler of each group, by settings id (the IMS service enable filler for id 3).
+const Filler kFillers[] = {&RcsConfigManager::setPresenceConfigData, &RcsConfigManager::setSMConfigData,
+                           &RcsConfigManager::setUserAgentConfigData,
+                           &RcsConfigManager::setImsServiceEnableConfigData};
 
 // Runs a group's filler on a zeroed message of the group's write length.
 struct Fill {
@@ -36,7 +34,7 @@ Fill fill(SettingsId id, const Pairs& pairs) {
     const imss_settings_group_v01* g = imss_settings_group_by_id(static_cast<int32_t>(id));
     Fill f{false, std::vector<uint8_t>(g->set_len, 0)};
     SettingsData data = makeRecord(id, pairs);
-    f.ok = fillerFor(g->settings_id)(f.msg.data(), data);
+    f.ok = kFillers[g->settings_id](f.msg.data(), data);
     return f;
 }
 
@@ -55,13 +53,58 @@ TEST(SetConversionTest, UnknownIntegerKey_FailsAfterItsListWithoutExaminingBoole
     EXPECT_EQ(request.msgId, 0x69u);
 }
 
-// Unknown keys, and keys of the group sent in the wrong list.
-TEST(SetConversionTest, UnknownKeyInEachReadList_FailsTheGroup) {
+// Writes against layouts written out here from the modem's message
+// descriptions. The whole message is compared, so a write that strays into a neighbour's
+// flag or value shows up as well as one that misses its own.
+TEST(SetConversionTest, Writes_PlaceFlagsAndValuesAtTheModemsOffsets) {
+    const std::string uri(128, 'u'), vendor(16, 'v'), name(32, 'n');
+    struct Case {
+        SettingsId id;
+        uint32_t msgId;
+        Pairs pairs;
+        Layout expected;
+    } cases[] = {
+        {SettingsId::PRESENCE_CONFIG, 0x69,
+         {{{100, 0x01020304}, {105, 77}, {108, 0x7FFFFFFF}}, {{109, false}, {110, true}}, {{111, uri}}},
+         Layout::indication(208).u32(0, 4, 0x01020304).u32(40, 44, 77).u32(64, 68, 0x7FFFFFFF)
+                 .u8(72, 73, 0).u8(74, 75, 1).chars(76, 77, uri)},
+        // Integers are single bytes; a full client_vendor leaves the next flag alone.
+        {SettingsId::STANDALONE_MESSAGING_CONFIG, 0x6C,
+         {{{300, 0x1FF}, {301, 2}}, {}, {{302, "ua"}, {304, vendor}, {311, name}, {313, "b1"}}},
+         Layout::indication(577).u8(377, 378, 0xFF).u8(379, 380, 2).chars(0, 1, "ua")
+                 .chars(258, 259, vendor).chars(381, 382, name).chars(431, 432, "b1")},
+        // One array without a flag.
+        {SettingsId::USER_AGENT_STRING, 0x89, {{}, {}, {{200, "agent/1.0"}}},
+         Layout::indication(1024).chars(Layout::kNoFlag, 0, "agent/1.0")},
+        // Fields of the three lists interleaved.
+        {SettingsId::IMS_SERVICE_ENABLE_CONFIG, 0x8F,
+         {{{421, 0x0A0B0C0D}, {419, 3}, {420, 0x11223344}},
+          {{400, true}, {403, true}, {417, true}, {422, true}, {423, true}},
+          {{418, "wifi-id"}}},
+         Layout::indication(104).u32(6, 8, 0x0A0B0C0D).u32(18, 20, 3).u32(71, 72, 0x11223344)
+                 .u8(0, 1, 1).u8(16, 17, 1).u8(76, 77, 1).u8(92, 93, 1).u8(94, 95, 1)
+                 .chars(26, 27, "wifi-id")},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.id));
+        rcs_settings_data_s request{};
+        ASSERT_TRUE(RcsConfigManager::convertSetReqDataToMcx(makeRecord(c.id, c.pairs), &request));
+        EXPECT_EQ(request.msgId, c.msgId);
+        MessagePtr msg = takeMessage(request);
+        ASSERT_NE(msg, nullptr);
+        const auto& expected = c.expected.bytes();
+        EXPECT_EQ(std::vector<uint8_t>(msg.get(), msg.get() + expected.size()), expected);
+    }
+}
+
+// Unknown keys, keys of the group sent in the wrong list, and records with
+// nothing in the lists the group reads.
+TEST(SetConversionTest, UnknownKeyOrNothingTheGroupReads_FailsTheGroup) {
+    LogCapture log;
     struct Case {
         SettingsId id;
         Pairs pairs;
-    };
-    std::vector<Case> cases = {
+    } cases[] = {
             {SettingsId::PRESENCE_CONFIG, {{{112, 1}}, {}, {}}},
             {SettingsId::PRESENCE_CONFIG, {{}, {{108, true}}, {}}},
             {SettingsId::PRESENCE_CONFIG, {{}, {}, {{110, "a"}}}},
@@ -71,18 +114,32 @@ TEST(SetConversionTest, UnknownKeyInEachReadList_FailsTheGroup) {
             {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{{400, 1}}, {}, {}}},
             {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {{424, true}}, {}}},
             {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {{}, {}, {{417, "a"}}}},
+            // Nothing the group reads: four lines "No setting specified".
+            {SettingsId::USER_AGENT_STRING, {{{200, 1}, {300, 2}}, {{200, true}}, {}}},
+            {SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {{300, true}}, {}}},
+            {SettingsId::PRESENCE_CONFIG, {}},
+            {SettingsId::IMS_SERVICE_ENABLE_CONFIG, {}},
     };
-    for (size_t i = 0; i < cases.size(); ++i) {
+    for (size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_FALSE(fill(cases[i].id, cases[i].pairs).ok) << "case " << i;
     }
+    EXPECT_EQ(log.count("No setting specified"), 4u);
 }
 
-TEST(SetConversionTest, LaterPairWithTheSameKey_Overwrites) {
+// A repeated key ends with its last value, which rewrites the whole field,
+// even when that last value is refused.
+TEST(SetConversionTest, LaterPairWithTheSameKey_RewritesTheWholeField) {
     Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
                   {{{300, 1}, {300, 2}}, {}, {{304, "longer-name"}, {304, "short"}}});
     ASSERT_TRUE(f.ok);
     EXPECT_EQ(f.msg[378], 2);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&f.msg[259])), "short");
+    Fill ua = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "a-long-agent"}, {200, "ua"}}});
+    ASSERT_TRUE(ua.ok);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(ua.msg.data())), "ua");
+    Fill over = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "ua"}, {200, std::string(1025, 'x')}}});
+    EXPECT_FALSE(over.ok);
+    EXPECT_EQ(over.msg, std::vector<uint8_t>(1024, 0));
 }
 
 // Every string field of every group: exactly the capacity is accepted, one
@@ -110,27 +167,8 @@ TEST(SetConversionTest, StringCapacity_ExactIsAcceptedOneMoreFails) {
     }
 }
 
-TEST(SetConversionTest, UserAgent_EachPairRewritesTheWholeArray) {
-    Fill f = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "a-long-agent"}, {200, "ua"}}});
-    ASSERT_TRUE(f.ok);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(f.msg.data())), "ua");
-    Fill g = fill(SettingsId::USER_AGENT_STRING, {{}, {}, {{200, "ua"}, {200, std::string(1025, 'x')}}});
-    EXPECT_FALSE(g.ok);
-    EXPECT_EQ(g.msg, std::vector<uint8_t>(1024, 0));
-}
-
-TEST(SetConversionTest, ListsTheGroupDoesNotRead_CountAsNoSetting) {
-    LogCapture log;
-    EXPECT_FALSE(fill(SettingsId::USER_AGENT_STRING, {{{200, 1}, {300, 2}}, {{200, true}}, {}}).ok);
-    EXPECT_EQ(log.count("No setting specified"), 1u);
-    EXPECT_FALSE(log.contains("setUserAgentConfigData string data"));
-
-    EXPECT_FALSE(fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {{300, true}}, {}}).ok);
-    EXPECT_FALSE(fill(SettingsId::PRESENCE_CONFIG, {}).ok);
-    EXPECT_FALSE(fill(SettingsId::IMS_SERVICE_ENABLE_CONFIG, {}).ok);
-    EXPECT_EQ(log.count("No setting specified"), 4u);
-}
-
+// Booleans are ignored; each copied field is named in a line of its own and
+// an unknown string key is logged as "default" without stopping the walk.
 TEST(SetConversionTest, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedField) {
     LogCapture log;
     Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG,
@@ -139,19 +177,16 @@ TEST(SetConversionTest, StandaloneMessaging_IgnoresBooleansAndNamesEachCopiedFie
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&f.msg[259]), 6), "vendor");
     EXPECT_EQ(f.msg[258], 1);
     EXPECT_EQ(f.msg[0] + f.msg[431], 2);
-    // Each copied field is named in a line of its own.
     EXPECT_TRUE(log.contains("client_vendor"));
     EXPECT_TRUE(log.contains("bot_version"));
-}
 
-TEST(SetConversionTest, StandaloneMessaging_UnknownStringKeyLogsDefaultAndWalksOn) {
-    LogCapture log;
-    Fill f = fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{314, "x"}, {309, "1.0"}}});
-    EXPECT_FALSE(f.ok);
+    log.clear();
+    Fill g = fill(SettingsId::STANDALONE_MESSAGING_CONFIG, {{}, {}, {{314, "x"}, {309, "1.0"}}});
+    EXPECT_FALSE(g.ok);
     int def = log.indexOf("default");
     ASSERT_GE(def, 0);
     EXPECT_GT(log.indexOf("rcs_version"), def);
-    EXPECT_EQ(f.msg[343], 1);
+    EXPECT_EQ(g.msg[343], 1);
 }
 
 TEST(SetConversionTest, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
@@ -172,7 +207,9 @@ TEST(SetConversionTest, ImsServiceEnable_LogsTheRunningResultBeforeEachPair) {
     EXPECT_TRUE(log.contains("setImsServiceEnableConfigData string data key: 418 value: ok retVal 0"));
 }
 
-TEST(SetConversionTest, SettingsIdFour_IsRefusedOnBothPaths) {
+// Settings id 4 is refused on the write path; the read preparation gives each
+// group's read id and a zeroed response buffer, and refuses other ids.
+TEST(SetConversionTest, WriteAndReadPreparation_RefuseIdsOutsideTheFourGroups) {
     LogCapture log;
     rcs_settings_data_s request{};
     EXPECT_FALSE(RcsConfigManager::convertSetReqDataToMcx(
@@ -184,28 +221,20 @@ TEST(SetConversionTest, SettingsIdFour_IsRefusedOnBothPaths) {
     log.clear();
     EXPECT_FALSE(RcsConfigManager::convertReceiveRespDataToMcx(4, &request));
     EXPECT_FALSE(RcsConfigManager::convertReceiveRespDataToMcx(-1, &request));
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                      "Invalid Setting ID passed",
-                                      "Unable to allocate memory for request message",
-                                      "Invalid Setting ID passed",
-                                      "Unable to allocate memory for request message"}));
+    EXPECT_EQ(log.count("Invalid Setting ID passed"), 2u);
+    EXPECT_EQ(log.count("Unable to allocate memory for request message"), 2u);
     EXPECT_EQ(request.msgData, nullptr);
-}
 
-TEST(SetConversionTest, ReadPreparation_GivesTheReadIdAndAZeroedResponseBuffer) {
-    LogCapture log;
     const char* names[] = {"PRESENCE_CONFIG", "STANDALONE_MESSAGING_CONFIG", "USER_AGENT_STRING",
                            "IMS_SERVICE_ENABLE_CONFIG"};
     const uint32_t readIds[] = {0x6A, 0x6D, 0x8A, 0x90};
+    const size_t respLens[] = {224, 596, 1044, 120};
     for (int id = 0; id < 4; ++id) {
-        rcs_settings_data_s request{};
         ASSERT_TRUE(RcsConfigManager::convertReceiveRespDataToMcx(id, &request));
         EXPECT_EQ(request.msgId, readIds[id]);
-        const auto* g = imss_settings_group_by_id(id);
-        EXPECT_EQ(std::vector<uint8_t>(static_cast<uint8_t*>(request.msgData),
-                                       static_cast<uint8_t*>(request.msgData) + g->get_resp_len),
-                  std::vector<uint8_t>(g->get_resp_len, 0));
-        free(request.msgData);
+        MessagePtr msg = takeMessage(request);
+        EXPECT_EQ(std::vector<uint8_t>(msg.get(), msg.get() + respLens[id]),
+                  std::vector<uint8_t>(respLens[id], 0));
         EXPECT_EQ(log.messages().back(), std::string("convertReceiveRespDataToMcx for ") + names[id]);
     }
 }

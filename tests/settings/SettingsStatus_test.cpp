@@ -42,40 +42,42 @@ INSTANTIATE_TEST_SUITE_P(Answers, SvcUpTest,
                                            SvcUpCase{"RequestFails", true, true, 0, S::MODEM_UP}),
                          [](const ::testing::TestParamInfo<SvcUpCase>& info) { return std::string(info.param.name); });
 
-TEST_F(SettingsTest, SvcUp_Again_WithConnectionOpen_ReportsNotSupportedOnly) {
+// A bring-up with the connection still open, and one for a service that went
+// away meanwhile (reached through a direct call), report only NOT_SUPPORTED.
+TEST_F(SettingsTest, SvcUp_AgainWithConnectionOpenOrServiceMissing_ReportsNotSupportedOnly) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
     onLoop([&] { mSettings->svcUp(); });
     ASSERT_TRUE(waitForStatuses(3));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::NOT_SUPPORTED}));
     EXPECT_TRUE(mLog.contains(
         "ImsMcxSettings: client is already present,so skipping client initialization."));
     EXPECT_EQ(requestsOf(IMSS_GET_SUPPORTED_MSGS_V01).size(), 1u);
-}
-
-TEST_F(SettingsTest, SvcUp_WhenServiceNotFound_ReportsNotSupportedOnly) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
     modem().setServiceUp(IMSS_SERVICE_ID_V01, false);
-    ASSERT_TRUE(waitForStatuses(3));
-    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
-    onLoop([&] { mSettings->svcUp(); });
     ASSERT_TRUE(waitForStatuses(4));
+    onLoop([&] { mSettings->svcUp(); });
+    ASSERT_TRUE(waitForStatuses(5));
     ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(statuses(),
-              (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN, S::NOT_SUPPORTED}));
+    EXPECT_EQ(statuses(), (std::vector<S>{S::NOT_SUPPORTED, S::AVAILABLE, S::NOT_SUPPORTED,
+                                          S::MODEM_DOWN, S::NOT_SUPPORTED}));
     EXPECT_TRUE(mLog.contains("ImsMcxSettings::Error get IMS Settings service."));
 }
 
+// Subscriptions 0 and 1 only, each bound once; a failed bind keeps the
+// connection (no second bind), an error header still succeeds.
 TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     startClient();
     ASSERT_TRUE(waitForStatuses(2));
     EXPECT_FALSE(subscribe(2));
     EXPECT_FALSE(subscribe(-1));
     EXPECT_TRUE(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).empty());
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {});
+    EXPECT_FALSE(subscribe(0));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
     EXPECT_TRUE(subscribe(0));
+    EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
+    fail(IMSS_BIND_SUBSCRIPTION_V01, {K::ResponseHeader, 1, 3});
     EXPECT_TRUE(subscribe(1));
+    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
     EXPECT_TRUE(subscribe(1));
     auto binds = requestsOf(IMSS_BIND_SUBSCRIPTION_V01);
     ASSERT_EQ(binds.size(), 2u);
@@ -88,21 +90,7 @@ TEST_F(SettingsTest, SubscribeToSub_BindsEachOfTheTwoSubscriptionsOnce) {
     EXPECT_EQ(modem().connectionCount(IMSS_SERVICE_ID_V01), 3u);
 }
 
-TEST_F(SettingsTest, SubscribeToSub_BindFailure_KeepsTheClient_ErrorHeaderStillSucceeds) {
-    startClient();
-    ASSERT_TRUE(waitForStatuses(2));
-    fail(IMSS_BIND_SUBSCRIPTION_V01, {});
-    EXPECT_FALSE(subscribe(0));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: Bind subscription fail"));
-    EXPECT_TRUE(subscribe(0));  // the connection was kept: no second bind
-    EXPECT_EQ(requestsOf(IMSS_BIND_SUBSCRIPTION_V01).size(), 1u);
-
-    fail(IMSS_BIND_SUBSCRIPTION_V01, {K::ResponseHeader, 1, 3});
-    EXPECT_TRUE(subscribe(1));
-    EXPECT_TRUE(mLog.contains("ImsMcxSettings:imssClient: result[1], error[3]"));
-}
-
-TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {
+TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpectedAreDropped_ConnectionErrorTakesModemDown) {
     startAndSubscribe();
     auto changes = registerFor(3);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::UpdateSettingOnThread, success", kWait));
@@ -126,23 +114,14 @@ TEST_F(SettingsTest, Indications_ShortLongOrUnknown_AreLoggedAndDropped) {
     ImsMcxSettings::mcxImsSettingsSvcIndCb(nullptr, 0x55, bytes, sizeof(bytes), mSettings.get());
     EXPECT_EQ(mLog.count("The ind_cb_data/ind_buf is null or ind_buf_len is "), 2u);
     EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
-    ASSERT_TRUE(mLoop->waitUntilIdle());
-    EXPECT_EQ(changes->size(), 0u);
-    // A well-formed change still arrives.
-    std::vector<uint8_t> msg(group.set_len, 0);
-    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
-    EXPECT_TRUE(changes->waitForCount(1));
-}
-
-TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
-    startAndSubscribe();
+    // An event of no known type, a verdict without data and one for a token
+    // nobody is waiting for.
     auto answer = upload(documentBytes(3), false);
     ASSERT_TRUE(answer->waitForCount(1));
     onLoop([&] {
         imssCallbackData_s ev{7, 0, nullptr};
         mSettings->handleEvent(ev);
         mSettings->processMcxInd(IMSS_CARRIER_CONFIG_STATUS_IND_V01, nullptr);
-        // A verdict for a token nobody is waiting for.
         auto* ind = static_cast<ims_settings_carrier_config_status_ind_msg_v01*>(
             malloc(sizeof(ims_settings_carrier_config_status_ind_msg_v01)));
         ind->ref_num = static_cast<uint8_t>(tokenSeed() + 9);
@@ -154,6 +133,18 @@ TEST_F(SettingsTest, UnexpectedEvents_AreLoggedAndDropped) {
     EXPECT_EQ(mLog.count("ImsMcxSettings :DecodedData->ref_num["), 2u);
     EXPECT_EQ(answer->size(), 1u);
     EXPECT_EQ(statuses().size(), 2u);
+    ASSERT_TRUE(mLoop->waitUntilIdle());
+    EXPECT_EQ(changes->size(), 0u);
+    // A well-formed change still arrives.
+    std::vector<uint8_t> msg(group.set_len, 0);
+    EXPECT_TRUE(write(IMSS_SET_IMS_SERVICE_ENABLE_CONFIG_V01, msg)->waitForCount(1));
+    EXPECT_TRUE(changes->waitForCount(1));
+
+    // A connection error takes the modem-down path.
+    ImsMcxSettings::mcxErrorCb(nullptr, MCX_ERR_SERVICE_GONE, mSettings.get());
+    ASSERT_TRUE(waitForStatuses(3));
+    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
+    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::modemDown:registerForMcxSvcUp", kWait));
 }
 
 TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {
@@ -167,15 +158,6 @@ TEST_F(SettingsTest, Destruction_FreesIndicationsStillQueued) {
     mSettings.reset();
     EXPECT_TRUE(mLog.contains("ImsMcxSettings Dtor"));
     EXPECT_FALSE(mLog.contains("ImsMcxSettings :processMcxInd, eventType: "));
-}
-
-TEST_F(SettingsTest, ConnectionError_TakesTheModemDownPath) {
-    startAndSubscribe();
-    mcx_client_struct* handle = nullptr;
-    ImsMcxSettings::mcxErrorCb(handle, MCX_ERR_SERVICE_GONE, mSettings.get());
-    ASSERT_TRUE(waitForStatuses(3));
-    EXPECT_EQ(statuses()[2], S::MODEM_DOWN);
-    ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::modemDown:registerForMcxSvcUp", kWait));
 }
 
 }  // namespace

@@ -13,32 +13,6 @@ namespace settingstest {
 
 namespace {
 
-std::vector<uint8_t> gzipWithName(const std::vector<uint8_t>& original, const std::string* name) {
-    z_stream zs;
-    memset(&zs, 0, sizeof(zs));
-    EXPECT_EQ(deflateInit2(&zs, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
-              Z_OK);
-    gz_header header;
-    memset(&header, 0, sizeof(header));
-    std::vector<Bytef> nameBytes;
-    if (name != nullptr) {
-        nameBytes.assign(name->begin(), name->end());
-        nameBytes.push_back(0);
-        header.name = nameBytes.data();
-        header.name_max = static_cast<uInt>(nameBytes.size());
-    }
-    EXPECT_EQ(deflateSetHeader(&zs, &header), Z_OK);
-    std::vector<uint8_t> out(deflateBound(&zs, original.size()) + (name ? name->size() + 1 : 0) + 64);
-    zs.next_in = const_cast<Bytef*>(original.data());
-    zs.avail_in = static_cast<uInt>(original.size());
-    zs.next_out = out.data();
-    zs.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
-    out.resize(zs.total_out);
-    deflateEnd(&zs);
-    return out;
-}
-
 // What a read or change callback handed over: `len` bytes of it, if any.
 ReadResult resultOf(int id, const void* data, size_t len) {
     ReadResult r;
@@ -51,15 +25,18 @@ ReadResult resultOf(int id, const void* data, size_t len) {
 }  // namespace
 
 std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original) {
-    return gzipWithName(original, nullptr);
-}
-
-std::vector<uint8_t> gzipOfSize(const std::vector<uint8_t>& original, size_t size) {
-    size_t base = gzipOf(original).size();
-    EXPECT_GT(size, base + 1) << "document too small for its gzip framing";
-    std::string name(size - base - 1, 'n');
-    std::vector<uint8_t> out = gzipWithName(original, &name);
-    EXPECT_EQ(out.size(), size);
+    z_stream zs;
+    memset(&zs, 0, sizeof(zs));
+    EXPECT_EQ(deflateInit2(&zs, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
+              Z_OK);
+    std::vector<uint8_t> out(deflateBound(&zs, original.size()) + 64);
+    zs.next_in = const_cast<Bytef*>(original.data());
+    zs.avail_in = static_cast<uInt>(original.size());
+    zs.next_out = out.data();
+    zs.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
+    out.resize(zs.total_out);
+    deflateEnd(&zs);
     return out;
 }
 

@@ -111,9 +111,7 @@ protected:
     std::shared_ptr<Recorder<ServiceStatus>> mStatus = std::make_shared<Recorder<ServiceStatus>>();
 };
 
-// A gzip stream of exactly `size` bytes (size >= 40) that inflates to `original`,
-// which must be small and compressible: the header's name field pads it.
-std::vector<uint8_t> gzipOfSize(const std::vector<uint8_t>& original, size_t size);
+// A gzip stream that inflates to `original`.
 std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original);
 // Position-dependent, hardly compressible bytes.
 std::vector<uint8_t> documentBytes(size_t n, uint32_t seed = 1);

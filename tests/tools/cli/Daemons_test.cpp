@@ -88,7 +88,7 @@ TEST(ServiceProcessTest, LogOption_WritesAnOwnerOnlyFileNotStderr_AndRefusesASym
     const std::string log = dir.path() + "/service.log";
     BackgroundTool service({"--registry", registry, "--log", log}, RCS_SERVICE_PATH);
     ASSERT_TRUE(eventually([&] { return contentOf(log).find(kServing) != std::string::npos; }));
-    ToolResult stopped = service.stop(SIGTERM);
+    ToolResult stopped = service.stop(SIGINT);
     EXPECT_EQ(0, stopped.exitCode);
     EXPECT_EQ("", stopped.err);
     EXPECT_NE(std::string::npos, contentOf(log).find("RcsServiceHost: stopped"));
@@ -115,6 +115,10 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     EXPECT_EQ(1, second.exitCode);
     EXPECT_NE(std::string::npos, second.err.find("\"default\" is served by process " + std::to_string(first.pid())))
             << second.err;
+    // The refused one took nothing from the first, which still serves.
+    ToolResult served = runTool({"--service", "--registry", registry, "get-settings", "presence"});
+    EXPECT_EQ(0, served.exitCode) << served.err;
+    EXPECT_EQ(2u, entriesOf(runTool({"--service", "--registry", registry, "list-services"}).out, first.pid()));
 
     std::vector<std::string> replace = args;
     replace.push_back("--replace");

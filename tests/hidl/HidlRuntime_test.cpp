@@ -1,26 +1,23 @@
 // Behaviour of the host HIDL runtime that the service front depends on:
 // castFrom across the 2.0/2.1 listener versions, remote proxies that die,
 // death notification, the dead-object status, and the service registry.
-#include <android/hidl/manager/1.0/IServiceNotification.h>
 #include <hidl/HidlTesting.h>
-#include <hidl/HidlTransportSupport.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
 #include <hostsync/Mutex.h>
 
+#include "xproc/Callbacks.h"
+
 using ::android::sp;
 using ::android::wp;
 using ::android::hardware::hidl_death_recipient;
-using ::android::hardware::hidl_string;
-using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hidl::base::V1_0::IBase;
@@ -31,32 +28,13 @@ namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 namespace {
 
 struct Listener20 : V2_0::IRcsConfigListener {
-    std::atomic<int> reconfigs{0};
-    Return<void> onReconfigNeeded() override {
-        ++reconfigs;
-        return Void();
-    }
+    Return<void> onReconfigNeeded() override { return Void(); }
 };
 
-struct Listener21 : V2_1::IRcsConfigListener {
-    std::atomic<int> reconfigs{0};
-    std::atomic<int> tokenRequests{0};
-    int32_t lastRequestId = 0;
-    V2_1::TokenType lastType{};
-    V2_1::TokenRequestReason lastReason{};
-    Return<void> onReconfigNeeded() override {
-        ++reconfigs;
-        return Void();
-    }
-    Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
-                                     V2_1::TokenRequestReason reason) override {
-        lastRequestId = requestId;
-        lastType = type;
-        lastReason = reason;
-        ++tokenRequests;
-        return Void();
-    }
-};
+// A 2.1 listener that writes each call it gets into its events.
+sp<xproc::Listener> listener21() {
+    return new xproc::Listener(std::make_shared<xproc::Events>());
+}
 
 // Records each death notice and lets the test wait for them.
 struct RecordingRecipient : hidl_death_recipient {
@@ -91,7 +69,7 @@ struct RecordingRecipient : hidl_death_recipient {
 }  // namespace
 
 TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_0::IRcsConfigListener> asOld = V2_0::IRcsConfigListener::castFrom(sp<IBase>(impl));
     ASSERT_NE(asOld, nullptr);
     EXPECT_EQ(asOld.get(), static_cast<V2_0::IRcsConfigListener*>(impl.get()));
@@ -107,7 +85,7 @@ TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
 }
 
 TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNewEnough) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     ASSERT_NE(remote, nullptr);
     EXPECT_TRUE(remote->isRemote());
@@ -119,23 +97,21 @@ TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItI
     Return<void> ret = remote21->onTokenFetchRequest(42, static_cast<V2_1::TokenType>(7),
                                                      V2_1::TokenRequestReason::TOKEN_EXPIRED);
     EXPECT_TRUE(ret.isOk());
-    EXPECT_EQ(impl->tokenRequests.load(), 1);
-    EXPECT_EQ(impl->lastRequestId, 42);
-    EXPECT_EQ(static_cast<int32_t>(impl->lastType), 7);
-    EXPECT_EQ(impl->lastReason, V2_1::TokenRequestReason::TOKEN_EXPIRED);
+    EXPECT_EQ(impl->events.all(), (std::vector<std::string>{"token 42 " + V2_1::toString(static_cast<V2_1::TokenType>(7)) +
+                                                             " TOKEN_EXPIRED"}));
 
     // And back up again.
     sp<V2_0::IRcsConfigListener> up = V2_0::IRcsConfigListener::castFrom(sp<IBase>(remote21));
     ASSERT_NE(up, nullptr);
     EXPECT_TRUE(up->onReconfigNeeded().isOk());
-    EXPECT_EQ(impl->reconfigs.load(), 1);
+    EXPECT_EQ(impl->events.count("reconfig"), 1u);
 
     sp<V2_0::IRcsConfigListener> older = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(new Listener20());
     EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(older, false).withDefault(nullptr), nullptr);
 }
 
 TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnAnotherThread) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     ASSERT_TRUE(second->onReconfigNeeded().isOk());
@@ -149,7 +125,7 @@ TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnA
     testing_hooks::killProcessOf(remote);
     EXPECT_TRUE(remote->onReconfigNeeded().isDeadObject());
     EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
-    EXPECT_EQ(impl->reconfigs.load(), 1);  // the dead calls never arrived
+    EXPECT_EQ(impl->events.count("reconfig"), 1u);  // the dead calls never arrived
     EXPECT_TRUE(impl->onReconfigNeeded().isOk());  // the object still works in its own process
     ASSERT_TRUE(recipient->waitFor(1));
     testing_hooks::waitForDeathNotifications();
@@ -170,7 +146,7 @@ TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnA
 TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     // As on a device: the proxy owns its links, so a holder that wants to
     // hear of a death keeps the proxy it linked on, not just any proxy.
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_1::IRcsConfigListener> kept = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     sp<RecordingRecipient> throughKept = new RecordingRecipient();
     sp<RecordingRecipient> throughReleased = new RecordingRecipient();
@@ -190,7 +166,7 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
 }
 
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     wp<RecordingRecipient> weak;
     {
@@ -204,7 +180,7 @@ TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
 }
 
 TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<RecordingRecipient> recipient = new RecordingRecipient();
     EXPECT_FALSE(impl->isRemote());
     EXPECT_TRUE(impl->linkToDeath(recipient, 5).withDefault(false));
@@ -213,25 +189,11 @@ TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
 }
 
 TEST(HidlStatusTest, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoesNot) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = listener21();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     testing_hooks::killProcessOf(remote);
     EXPECT_DEATH({ remote->onReconfigNeeded(); }, "not checked");
     Return<bool> failed(::android::hardware::Status::fromStatusT(::android::DEAD_OBJECT));
     EXPECT_TRUE(failed.withDefault(true));
     EXPECT_DEATH({ bool b = failed; (void)b; }, "failed HIDL call");
-}
-
-TEST(HidlIntrospectionTest, InterfaceChainAndDescriptorFollowTheHalFiles) {
-    sp<Listener21> impl = new Listener21();
-    std::vector<std::string> chain;
-    ASSERT_TRUE(impl->interfaceChain([&](const hidl_vec<hidl_string>& d) {
-                        for (const auto& s : d) chain.emplace_back(s);
-                    }).isOk());
-    EXPECT_EQ(chain, (std::vector<std::string>{"vendor.kel.ims.rcsconfig@2.1::IRcsConfigListener",
-                                               "vendor.kel.ims.rcsconfig@2.0::IRcsConfigListener",
-                                               "android.hidl.base@1.0::IBase"}));
-    std::string descriptor;
-    impl->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; }).isOk();
-    EXPECT_EQ(descriptor, V2_1::IRcsConfigListener::descriptor);
 }

@@ -42,10 +42,6 @@ protected:
         return std::make_unique<BackgroundTool>(attached(more), RCSCONFIGCTL_PATH, true);
     }
 
-    std::string modemControl(const std::string& command) const {
-        return runProgram(MCX_MODEMD_PATH, {"--socket", mModemSocket, "--control", command}).out;
-    }
-
     // Asks the running service for its dump (as `lshal debug` would) until
     // it contains every one of `needles`; the last dump is kept for messages.
     bool waitForDump(const std::vector<std::string>& needles) {
@@ -130,7 +126,7 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
     ASSERT_TRUE(doomed->waitFor("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
     // The modem keeps the upload's verdict to itself, so the client dies
     // with its request in flight.
-    modemControl("drop-ind imss 0x9d");
+    modemControl(mModemSocket, "drop-ind imss 0x9d");
     doomed->send("set-config " + kDocument + " --gzip");
     ASSERT_TRUE(waitForDump({"Listeners: 2", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
                              "configuration uploads (answers kept until the modem goes down): 1"}))
@@ -186,7 +182,7 @@ TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThem_An
 
 TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
-    modemControl("drop-ind imss 0x9d");
+    modemControl(mModemSocket, "drop-ind imss 0x9d");
     client->send("set-config " + kDocument + " --gzip");
     ASSERT_TRUE(waitForDump({"configuration uploads (answers kept until the modem goes down): 1"})) << mLastDump;
     mService->stop(SIGKILL);
@@ -196,7 +192,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
             << client->sofar().err << client->sofar().out;
     // The upload may have died before its last segment: the verdict to drop
     // may still be to come, and the replayed upload must get its own.
-    modemControl("clear-faults");
+    modemControl(mModemSocket, "clear-faults");
     startService();
     client->send("get-settings user-agent");
     ASSERT_TRUE(client->waitFor("\"group\":\"USER_AGENT_STRING\"", kWaitMs)) << client->sofar().err;
@@ -207,7 +203,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
     EXPECT_EQ(1u, r.count("\"cmd\":\"set-config\"")) << r.out;
     EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
     // The replayed document reached the modem whole.
-    EXPECT_NE(std::string::npos, modemControl("configs 1").find("gzip=1 len=70925")) << modemControl("configs 1");
+    EXPECT_NE(std::string::npos, modemControl(mModemSocket, "configs 1").find("gzip=1 len=70925")) << modemControl(mModemSocket, "configs 1");
 }
 
 TEST_F(ThreeProcessesTest, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {

@@ -10,9 +10,7 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "ToolProcess.h"
@@ -26,13 +24,6 @@ const std::string kServing = "rcsconfig-service: serving in registry";
 bool pathExists(const std::string& path) {
     struct stat st;
     return lstat(path.c_str(), &st) == 0;
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 // Looks at `condition` again every few milliseconds until it holds; false
@@ -54,10 +45,6 @@ size_t entriesOf(const std::string& listing, pid_t pid) {
     return n;
 }
 
-std::string control(const std::string& socket, const std::string& command) {
-    return runProgram(MCX_MODEMD_PATH, {"--socket", socket, "--control", command}).out;
-}
-
 TEST(ModemDaemonProcessTest, AStopSignalRemovesTheSocket_AControlAlwaysAnswersSomething) {
     TempDir dir;
     const std::string socket = dir.path() + "/modem.sock";
@@ -65,7 +52,7 @@ TEST(ModemDaemonProcessTest, AStopSignalRemovesTheSocket_AControlAlwaysAnswersSo
         SCOPED_TRACE(signal);
         BackgroundTool modem({"--socket", socket}, MCX_MODEMD_PATH);
         ASSERT_TRUE(modem.waitFor("mcx-modemd ready on", kWaitMs));
-        EXPECT_EQ("OK\n", control(socket, "restart"));
+        EXPECT_EQ("OK\n", modemControl(socket, "restart"));
         EXPECT_EQ(0, modem.stop(signal).exitCode);
         EXPECT_FALSE(pathExists(socket));
     }
@@ -106,7 +93,7 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     const std::vector<std::string> args{"--modem-socket", socket, "--registry", registry};
     BackgroundTool first(args, RCS_SERVICE_PATH);
     ASSERT_TRUE(first.waitFor(kServing, kWaitMs, 1, true)) << first.sofar().err;
-    const std::string oneService = control(socket, "connections imss");
+    const std::string oneService = modemControl(socket, "connections imss");
 
     // The refusal is for the user, not a log line a filter may drop.
     setenv("ANDROID_LOG_TAGS", "*:S", 1);
@@ -126,8 +113,8 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     ASSERT_TRUE(replacing.waitFor(kServing, kWaitMs, 1, true)) << replacing.sofar().err;
     ASSERT_TRUE(first.waitFor("RcsServiceHost: stopped", kWaitMs, 1, true)) << first.sofar().err;
     EXPECT_EQ(0, first.stop(0).exitCode);
-    EXPECT_TRUE(eventually([&] { return control(socket, "connections imss") == oneService; }))
-            << control(socket, "connections imss") << "connections, one service has " << oneService;
+    EXPECT_TRUE(eventually([&] { return modemControl(socket, "connections imss") == oneService; }))
+            << modemControl(socket, "connections imss") << "connections, one service has " << oneService;
     ToolResult listed = runTool({"--service", "--registry", registry, "list-services"});
     EXPECT_EQ(2u, entriesOf(listed.out, replacing.pid())) << listed.out;
     EXPECT_EQ(0u, entriesOf(listed.out, first.pid())) << listed.out;

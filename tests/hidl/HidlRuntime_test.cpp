@@ -8,10 +8,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
-#include <hostsync/Mutex.h>
 
 #include "xproc/Callbacks.h"
 
@@ -36,34 +34,18 @@ sp<xproc::Listener> listener21() {
     return new xproc::Listener(std::make_shared<xproc::Events>());
 }
 
-// Records each death notice and lets the test wait for them.
+// Writes "died <cookie>" into its events for each death notice, and keeps
+// the last notice's thread and whom it names (written before the event the
+// test waits for).
 struct RecordingRecipient : hidl_death_recipient {
-    struct Notice {
-        uint64_t cookie;
-        wp<IBase> who;
-        pid_t tid;
-    };
-    hostsync::Mutex lock;
-    hostsync::CondVar changed;
-    std::vector<Notice> notices GUARDED_BY(lock);
-
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
-        hostsync::MutexLock guard(lock);
-        notices.push_back(Notice{cookie, who, gettid()});
-        changed.notifyAll();
+        tid = gettid();
+        whom = who;
+        events.add("died " + std::to_string(cookie));
     }
-    bool waitFor(size_t count) {
-        hostsync::MutexLock guard(lock);
-        return changed.waitFor(lock, std::chrono::seconds(5), [&]() REQUIRES(lock) { return notices.size() >= count; });
-    }
-    size_t count() {
-        hostsync::MutexLock guard(lock);
-        return notices.size();
-    }
-    Notice at(size_t i) {
-        hostsync::MutexLock guard(lock);
-        return notices.at(i);
-    }
+    xproc::Events events;
+    pid_t tid = 0;
+    wp<IBase> whom;
 };
 
 }  // namespace
@@ -127,19 +109,17 @@ TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnA
     EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
     EXPECT_EQ(impl->events.count("reconfig"), 1u);  // the dead calls never arrived
     EXPECT_TRUE(impl->onReconfigNeeded().isOk());  // the object still works in its own process
-    ASSERT_TRUE(recipient->waitFor(1));
+    ASSERT_TRUE(recipient->events.waitForCount(1));
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(dropped->count(), 0u);
-    ASSERT_EQ(recipient->count(), 1u);
-    const RecordingRecipient::Notice notice = recipient->at(0);
-    EXPECT_EQ(notice.cookie, 0x1234u);
-    EXPECT_NE(notice.tid, gettid());
-    EXPECT_EQ(notice.who.promote().get(), static_cast<IBase*>(remote.get()));
+    EXPECT_TRUE(dropped->events.all().empty());
+    EXPECT_EQ(recipient->events.all(), std::vector<std::string>{"died 4660"});  // 0x1234
+    EXPECT_NE(recipient->tid, gettid());
+    EXPECT_EQ(recipient->whom.promote().get(), static_cast<IBase*>(remote.get()));
 
     // Killing again tells nobody twice; a new link on a dead object is refused.
     testing_hooks::killProcessOf(remote);
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(recipient->count(), 1u);
+    EXPECT_EQ(recipient->events.all().size(), 1u);
     EXPECT_FALSE(remote->linkToDeath(recipient, 1).withDefault(true));
 }
 
@@ -159,10 +139,10 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
         ASSERT_TRUE(other->linkToDeath(throughReleased, 2).withDefault(false));
     }
     testing_hooks::killProcessOf(impl);
-    ASSERT_TRUE(throughKept->waitFor(1));
+    ASSERT_TRUE(throughKept->events.waitForCount(1));
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(throughReleased->count(), 0u);
-    EXPECT_EQ(throughKept->at(0).who.promote().get(), static_cast<IBase*>(kept.get()));
+    EXPECT_TRUE(throughReleased->events.all().empty());
+    EXPECT_EQ(throughKept->whom.promote().get(), static_cast<IBase*>(kept.get()));
 }
 
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {

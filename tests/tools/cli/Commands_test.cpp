@@ -20,16 +20,6 @@ ToolResult runScript(const std::string& text, std::vector<std::string> options =
     return runTool(options, text);
 }
 
-// Sets an environment variable for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : mName(name) { setenv(name, value, 1); }
-    ~ScopedEnv() { unsetenv(mName); }
-
-private:
-    const char* mName;
-};
-
 TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
     const std::vector<std::string> verbose{"--verbose", "get-settings", "presence"};
     ToolResult r = runTool(verbose);
@@ -45,17 +35,15 @@ TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
         ++count;
     }
     EXPECT_GT(count, 10u);
-    {
-        ScopedEnv tags("ANDROID_LOG_TAGS", "*:S");
-        r = runTool(verbose);
-        EXPECT_EQ(0, r.exitCode);
-        EXPECT_EQ("", r.err);
-    }
-    {
-        ScopedEnv layout("ANDROID_PRINTF_LOG", "brief");
-        r = runTool(verbose);
-        EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
-    }
+    setenv("ANDROID_LOG_TAGS", "*:S", 1);
+    r = runTool(verbose);
+    unsetenv("ANDROID_LOG_TAGS");
+    EXPECT_EQ(0, r.exitCode);
+    EXPECT_EQ("", r.err);
+    setenv("ANDROID_PRINTF_LOG", "brief", 1);
+    r = runTool(verbose);
+    unsetenv("ANDROID_PRINTF_LOG");
+    EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
 }
 
 // The file is opened as the service opens its own --log (whose test checks
@@ -175,11 +163,9 @@ TEST(CommandsTest, Modem_AfterARestartTheOldObjectFailsAtOnceWithTheHintAndANewO
     EXPECT_TRUE(r.has("[slot 1] get-settings PRESENCE_CONFIG -> OK")) << r.out;
 }
 
-TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
-    ToolResult r = runTool({"modem", "control", "ping"});
-    ASSERT_EQ(0, r.exitCode) << r.err;
-    EXPECT_EQ("modem ping -> pong\n", r.out);
-    r = runTool({"modem", "control", "explode"});
+TEST(CommandsTest, Modem_UnknownControlOrSlotFails) {
+    // (A control answered: the daemon and logcat cases.)
+    ToolResult r = runTool({"modem", "control", "explode"});
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode ('help' lists the controls)\n", r.err);
     // Slots count from 1 here too, and one the modem does not have is an error.

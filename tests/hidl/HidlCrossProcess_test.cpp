@@ -49,6 +49,26 @@ R20::SettingsData sampleSettings() {
     return data;
 }
 
+// True when the peer closes `fd` without answering.
+bool closedWithoutReply(int fd) {
+    pollfd p{fd, POLLIN, 0};
+    if (poll(&p, 1, 20000) <= 0) return false;
+    char c;
+    ssize_t n = read(fd, &c, 1);
+    return n == 0 || (n < 0 && errno == ECONNRESET);
+}
+
+// While the service (one pool thread) asks it for its interface chain inside
+// createRcsConfig, this listener calls the service again.
+struct ReentrantListener : Listener {
+    ReentrantListener(const std::shared_ptr<Events>& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
+    Return<void> interfaceChain(interfaceChain_cb cb) override {
+        events.add(factory->ping().isOk() ? "nested ping ok" : "nested ping failed");
+        return Listener::interfaceChain(cb);
+    }
+    sp<F11::IImsFactory> factory;
+};
+
 }  // namespace
 
 TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
@@ -193,19 +213,6 @@ TEST_F(HidlCrossProcessTest, ClientKilled_ServiceHearsItAndDropsItsObjects) {
     EXPECT_TRUE(next.waitForLine("ready"));
 }
 
-namespace {
-
-// True when the peer closes `fd` without answering.
-bool closedWithoutReply(int fd) {
-    pollfd p{fd, POLLIN, 0};
-    if (poll(&p, 1, 20000) <= 0) return false;
-    char c;
-    ssize_t n = read(fd, &c, 1);
-    return n == 0 || (n < 0 && errno == ECONNRESET);
-}
-
-}  // namespace
-
 TEST_F(HidlCrossProcessTest, MalformedFrames_CloseOnlyThatConnection) {
     Peer server("serve");
     sp<F11::IImsFactory> factory = remoteFactory();
@@ -251,7 +258,7 @@ TEST_F(HidlCrossProcessTest, MalformedFrames_CloseOnlyThatConnection) {
         close(fd);
         EXPECT_TRUE(factory->ping().isOk());
     }
-    EXPECT_NE(nullptr, createConfig(factory, new Listener(std::make_shared<Events>())));
+    EXPECT_NE(nullptr, createConfig(factory, newListener()));
 }
 
 TEST_F(HidlCrossProcessTest, PeerOfAnotherUser_IsRefused) {
@@ -353,21 +360,6 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
             << log.dump();
     rmdir(loose);
 }
-
-namespace {
-
-// While the service (one pool thread) asks it for its interface chain inside
-// createRcsConfig, this listener calls the service again.
-struct ReentrantListener : Listener {
-    ReentrantListener(const std::shared_ptr<Events>& e, const sp<F11::IImsFactory>& f) : Listener(e), factory(f) {}
-    Return<void> interfaceChain(interfaceChain_cb cb) override {
-        events.add(factory->ping().isOk() ? "nested ping ok" : "nested ping failed");
-        return Listener::interfaceChain(cb);
-    }
-    sp<F11::IImsFactory> factory;
-};
-
-}  // namespace
 
 TEST_F(HidlCrossProcessTest, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
     Peer server("serve");

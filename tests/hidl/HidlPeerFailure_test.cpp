@@ -29,7 +29,7 @@ namespace {
 // not is killed, which ends the call.
 bool servesWithin(const sp<F11::IImsFactory>& factory, Peer& server, std::chrono::seconds bound) {
     auto created = std::async(std::launch::async, [factory] {
-        return createConfig(factory, new Listener(std::make_shared<Events>())) != nullptr;
+        return createConfig(factory, newListener()) != nullptr;
     });
     if (created.wait_for(bound) == std::future_status::ready) return created.get();
     server.kill();

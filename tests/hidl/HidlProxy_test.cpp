@@ -28,42 +28,37 @@ namespace {
 // Writes one line per call with the arguments it received.
 struct RecordingRcsConfig : V2_1::IRcsConfig {
     std::vector<std::string> calls;
-    const void* lastCallback = nullptr;
+    const void* lastCallback = nullptr;  // setConfig's
 
     Return<void> setConfig(const V2_0::Container& c, const sp<V2_0::ISetConfigCb>& cb) override {
         calls.push_back("setConfig " + std::to_string(c.isCompressed) + " " + std::to_string(c.config.size()));
         lastCallback = cb.get();
         return Void();
     }
-    Return<void> setSettingsValue(const V2_0::SettingsData& d, const sp<V2_0::ISetConfigCb>& cb) override {
+    Return<void> setSettingsValue(const V2_0::SettingsData& d, const sp<V2_0::ISetConfigCb>&) override {
         calls.push_back("setSettingsValue " + V2_0::toString(d.settingsId) + " " +
                         std::string(d.settingsValues.stringData[0].value));
-        lastCallback = cb.get();
         return Void();
     }
-    Return<void> getSettingsValue(V2_0::SettingsId id, const sp<V2_0::IGetSettingsCb>& cb) override {
+    Return<void> getSettingsValue(V2_0::SettingsId id, const sp<V2_0::IGetSettingsCb>&) override {
         calls.push_back("getSettingsValue " + V2_0::toString(id));
-        lastCallback = cb.get();
         return Void();
     }
     Return<V2_0::RequestStatus> registerForSettingsChange(V2_0::SettingsId id,
-                                                          const sp<V2_0::ISettingsChangeCb>& cb) override {
+                                                          const sp<V2_0::ISettingsChangeCb>&) override {
         calls.push_back("registerForSettingsChange " + V2_0::toString(id));
-        lastCallback = cb.get();
         return V2_0::RequestStatus::FAIL;
     }
     Return<V2_0::RequestStatus> deregisterForSettingsChange(V2_0::SettingsId id) override {
         calls.push_back("deregisterForSettingsChange " + V2_0::toString(id));
         return V2_0::RequestStatus::OK;
     }
-    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>& l) override {
+    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>&) override {
         calls.push_back("getUceStatus");
-        lastCallback = l.get();
         return Void();
     }
-    Return<void> setAppToken(const hidl_string& token, const sp<V2_0::ISetConfigCb>& cb) override {
+    Return<void> setAppToken(const hidl_string& token, const sp<V2_0::ISetConfigCb>&) override {
         calls.push_back("setAppToken " + std::string(token));
-        lastCallback = cb.get();
         return Void();
     }
     Return<void> updateTokenFetchStatus(int32_t id, V2_1::TokenType t, V2_1::StatusCode s) override {
@@ -144,7 +139,7 @@ TEST(HidlProxyTest, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
 
 TEST(HidlProxyTest, SynchronousCallbackResults_ComeBackThroughTheProxy) {
     sp<F1_0::IImsFactory> remote = hooks::remoteOf<F1_0::IImsFactory>(new xproc::FakeImsFactory());
-    sp<xproc::Listener> listener = new xproc::Listener(std::make_shared<xproc::Events>());
+    sp<xproc::Listener> listener = xproc::newListener();
 
     F1_0::IImsFactory::StatusCode status{};
     sp<V2_0::IRcsConfig> config;

@@ -29,11 +29,6 @@ struct Listener20 : V2_0::IRcsConfigListener {
     Return<void> onReconfigNeeded() override { return Void(); }
 };
 
-// A 2.1 listener that writes each call it gets into its events.
-sp<xproc::Listener> listener21() {
-    return new xproc::Listener(std::make_shared<xproc::Events>());
-}
-
 // Writes "died <cookie>" into its events for each death notice, and keeps
 // the last notice's thread and whom it names (written before the event the
 // test waits for).
@@ -51,7 +46,7 @@ struct RecordingRecipient : hidl_death_recipient {
 }  // namespace
 
 TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> asOld = V2_0::IRcsConfigListener::castFrom(sp<IBase>(impl));
     ASSERT_NE(asOld, nullptr);
     EXPECT_EQ(asOld.get(), static_cast<V2_0::IRcsConfigListener*>(impl.get()));
@@ -67,7 +62,7 @@ TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
 }
 
 TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNewEnough) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     ASSERT_NE(remote, nullptr);
     EXPECT_TRUE(remote->isRemote());
@@ -93,7 +88,7 @@ TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItI
 }
 
 TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnAnotherThread) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     ASSERT_TRUE(second->onReconfigNeeded().isOk());
@@ -126,7 +121,7 @@ TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnA
 TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     // As on a device: the proxy owns its links, so a holder that wants to
     // hear of a death keeps the proxy it linked on, not just any proxy.
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> kept = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     sp<RecordingRecipient> throughKept = new RecordingRecipient();
     sp<RecordingRecipient> throughReleased = new RecordingRecipient();
@@ -146,7 +141,7 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
 }
 
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     wp<RecordingRecipient> weak;
     {
@@ -160,7 +155,7 @@ TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
 }
 
 TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<RecordingRecipient> recipient = new RecordingRecipient();
     EXPECT_FALSE(impl->isRemote());
     EXPECT_TRUE(impl->linkToDeath(recipient, 5).withDefault(false));
@@ -169,7 +164,7 @@ TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
 }
 
 TEST(HidlStatusTest, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoesNot) {
-    sp<xproc::Listener> impl = listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     testing_hooks::killProcessOf(remote);
     EXPECT_DEATH({ remote->onReconfigNeeded(); }, "not checked");

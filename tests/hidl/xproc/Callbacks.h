@@ -114,6 +114,11 @@ struct Recipient : hidl_death_recipient {
     Events& events;
 };
 
+// A listener with events of its own.
+inline sp<Listener> newListener() {
+    return new Listener(std::make_shared<Events>());
+}
+
 // The 2.1 configuration object of slot 0 that `factory` creates for `listener`.
 inline sp<R21::IRcsConfig> createConfig(const sp<F11::IImsFactory>& factory, const sp<R21::IRcsConfigListener>& listener) {
     sp<R21::IRcsConfig> config;

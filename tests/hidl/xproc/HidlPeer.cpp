@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
     if (argc != 3) return 1;
     if (!::android::hardware::host::useServiceRegistry(argv[2])) return 1;
     if (strcmp(argv[1], "serve") == 0) return serve();
-    if (strcmp(argv[1], "client") == 0) return client(new Listener(std::make_shared<Events>()));
+    if (strcmp(argv[1], "client") == 0) return client(newListener());
     if (strcmp(argv[1], "stuck-in-nested") == 0) return client(new StuckListener(true));
     if (strcmp(argv[1], "stuck-after-nested") == 0) return client(new StuckListener(false));
     return 1;

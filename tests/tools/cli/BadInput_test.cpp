@@ -3,6 +3,8 @@
 // whole script is checked before anything runs.
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "ToolProcess.h"
 
 namespace clitest {
@@ -43,19 +45,6 @@ TEST(BadInputTest, Stdin_ABadLineEndsTheSessionWithStatus2AfterEarlierLinesRan) 
               r.err);
 }
 
-// Bytes that gzip cannot shrink, so their size is what is sent.
-std::string noise(size_t size) {
-    std::string out;
-    uint32_t x = 2463534242u;
-    for (size_t i = 0; i < size; ++i) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        out.push_back(static_cast<char>(x));
-    }
-    return out;
-}
-
 TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
     TempDir dir;
     // 510000 bytes would announce 256 segments: the 8-bit count wraps to 0.
@@ -63,7 +52,11 @@ TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2
     std::string why = "510000 bytes would be announced as 256 segments of 2000 bytes, more than the "
                       "modem's 8-bit segment count holds (at most 509999 bytes)";
     expectBadInput({"set-config", big}, "cannot send '" + big + "': " + why + "; try --gzip");
-    std::string noisy = dir.write("noisy.bin", noise(600000));
+    // Bytes that gzip cannot shrink, so their size is what is sent.
+    std::mt19937 gen(1);
+    std::string noise(600000, '\0');
+    for (char& c : noise) c = static_cast<char>(gen());
+    std::string noisy = dir.write("noisy.bin", noise);
     ToolResult r = runTool({"set-config", noisy, "--gzip"});
     EXPECT_EQ(2, r.exitCode) << r.err;
     EXPECT_TRUE(r.err.find("more than the modem's 8-bit segment count holds") != std::string::npos) << r.err;

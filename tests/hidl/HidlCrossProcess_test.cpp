@@ -36,19 +36,6 @@ size_t openSockets() {
 
 using HidlCrossProcessTest = CrossProcessTest;
 
-sp<F11::IImsFactory> remoteFactory() {
-    return F11::IImsFactory::getService("default");
-}
-
-R20::SettingsData sampleSettings() {
-    R20::SettingsData data;
-    data.settingsId = R20::SettingsId::IMS_SERVICE_ENABLE_CONFIG;
-    data.settingsValues.boolData = {{400, true}, {401, false}};
-    data.settingsValues.intData = {{419, -5000000000LL}};
-    data.settingsValues.stringData = {{418, "sip:wifi@example.net"}, {200, ""}};
-    return data;
-}
-
 // True when the peer closes `fd` without answering.
 bool closedWithoutReply(int fd) {
     pollfd p{fd, POLLIN, 0};
@@ -73,7 +60,7 @@ struct ReentrantListener : Listener {
 
 TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = remoteFactory();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     ASSERT_NE(nullptr, factory);
     EXPECT_TRUE(factory->isRemote());
 
@@ -96,7 +83,11 @@ TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient
 
     // Structs, vectors of structs, strings, bools and 64-bit values, out and back.
     Events results;
-    const R20::SettingsData data = sampleSettings();
+    R20::SettingsData data;
+    data.settingsId = R20::SettingsId::IMS_SERVICE_ENABLE_CONFIG;
+    data.settingsValues.boolData = {{400, true}, {401, false}};
+    data.settingsValues.intData = {{419, -5000000000LL}};
+    data.settingsValues.stringData = {{418, "sip:wifi@example.net"}, {200, ""}};
     EXPECT_EQ(R20::RequestStatus::OK, config->registerForSettingsChange(data.settingsId, new ChangeCb(results)));
     ASSERT_TRUE(config->setSettingsValue(data, new SetCb(results)).isOk());
     ASSERT_TRUE(config->getSettingsValue(data.settingsId, new GetCb(results)).isOk());
@@ -141,7 +132,7 @@ TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient
 
 TEST_F(HidlCrossProcessTest, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = remoteFactory();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     ASSERT_NE(nullptr, factory);
     auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
@@ -164,7 +155,7 @@ TEST_F(HidlCrossProcessTest, OnewayToSlowCallee_DoesNotBlockTheCaller) {
 // tests': the same links serve both.
 TEST_F(HidlCrossProcessTest, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = remoteFactory();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     ASSERT_NE(nullptr, factory);
     auto events = std::make_shared<Events>();
     sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
@@ -215,7 +206,7 @@ TEST_F(HidlCrossProcessTest, ClientKilled_ServiceHearsItAndDropsItsObjects) {
 
 TEST_F(HidlCrossProcessTest, MalformedFrames_CloseOnlyThatConnection) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = remoteFactory();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     ASSERT_NE(nullptr, factory);
 
     // Each raw connection first looks the factory up, as a client would, so
@@ -324,7 +315,7 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
         EXPECT_EQ(::android::ALREADY_EXISTS, second->registerAsService("default"));
         EXPECT_TRUE(log.contains("/default is served by process " + std::to_string(server.pid))) << log.dump();
         EXPECT_EQ(factoryEntries, entriesOf(server.pid));
-        sp<F11::IImsFactory> found = remoteFactory();
+        sp<F11::IImsFactory> found = F11::IImsFactory::getService("default");
         ASSERT_NE(nullptr, found);
         EXPECT_TRUE(found->ping().isOk());
         EXPECT_NE(static_cast<F11::IImsFactory*>(second.get()), found.get());
@@ -339,7 +330,7 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
 
     // Told to, a process takes the name over from a live one.
     Peer other("serve");
-    ASSERT_NE(nullptr, remoteFactory());
+    ASSERT_NE(nullptr, F11::IImsFactory::getService("default"));
     host::setReplaceLiveServices(true);
     sp<FakeImsFactory> replacing = new FakeImsFactory();
     EXPECT_EQ(::android::OK, replacing->registerAsService("default"));
@@ -363,7 +354,7 @@ TEST_F(HidlCrossProcessTest, Registry_ListsLiveServicesAndWaitsForThem) {
 
 TEST_F(HidlCrossProcessTest, NestedCallIntoABusySingleThreadService_IsServedByItsWaitingThread) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = remoteFactory();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     ASSERT_NE(nullptr, factory);
     auto events = std::make_shared<Events>();
     auto created = std::async(std::launch::async, [&] {

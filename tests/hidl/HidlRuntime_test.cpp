@@ -1,6 +1,6 @@
 // Behaviour of the host HIDL runtime that the service front depends on:
 // castFrom across the 2.0/2.1 listener versions, remote proxies that die,
-// death notification, the dead-object status, and the service registry.
+// death notification and the dead-object status.
 #include <hidl/HidlTesting.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>

@@ -3,10 +3,7 @@
 // on serving everyone else. A wedged service
 // never answers again, so every wait here is bounded; the bounds only end the
 // test, they time nothing.
-#include <hidl/HidlHostTransport.h>
 #include <hidl/HidlHostRpc.h>
-#include <hidl/HidlHostWire.h>
-#include <hidl/HidlTesting.h>
 
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
@@ -15,44 +12,24 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <fstream>
 #include <future>
-#include <string>
-#include <vector>
 
 #include "support/LogCapture.h"
+#include "xproc/Callbacks.h"
 #include "xproc/CrossProcessSupport.h"
-#include "testkit/FakeImsFactory.h"
 
 using namespace xproc;
 using namespace std::chrono_literals;
 
 namespace {
 
-struct QuietListener : R21::IRcsConfigListener {
-    Return<void> onReconfigNeeded() override { return Void(); }
-    Return<void> onTokenFetchRequest(int32_t, R21::TokenType, R21::TokenRequestReason) override { return Void(); }
-};
-struct QuietSetCb : R20::ISetConfigCb {
-    Return<void> setConfigResponse(R20::RequestStatus) override { return Void(); }
-};
-struct DeathFlag : hidl_death_recipient {
-    void serviceDied(uint64_t, const wp<IBase>&) override { died = true; }
-    std::atomic<bool> died{false};
-};
-
 // True when the service in `server` creates an object for this process (a
 // call with a nested call back into it) within `bound`. A service that does
 // not is killed, which ends the call.
 bool servesWithin(const sp<F11::IImsFactory>& factory, Peer& server, std::chrono::seconds bound) {
     auto created = std::async(std::launch::async, [factory] {
-        bool got = false;
-        factory->createRcsConfig_1_1(0, new QuietListener(), [&](auto, const sp<R21::IRcsConfig>& c) {
-                   got = c != nullptr;
-               }).isOk();
-        return got;
+        return createConfig(factory, newListener()) != nullptr;
     });
     if (created.wait_for(bound) == std::future_status::ready) return created.get();
     server.kill();
@@ -179,20 +156,19 @@ TEST_F(HidlPeerFailureTest, CallPastItsLimit_FailsWithTimedOutAndClosesItsConnec
         Peer server("serve");
         sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
         ASSERT_NE(nullptr, factory);
-        sp<R21::IRcsConfig> config;
-        factory->createRcsConfig_1_1(0, new QuietListener(), [&](auto, const sp<R21::IRcsConfig>& c) {
-                   config = c;
-               }).isOk();
+        auto events = std::make_shared<Events>();
+        sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
         ASSERT_NE(nullptr, config);
-        sp<DeathFlag> death = new DeathFlag();
+        Events deaths;
+        sp<Recipient> death = new Recipient(deaths);
         ASSERT_TRUE(factory->linkToDeath(death, 1).withDefault(false));
 
         host::setCallTimeout(300ms);
-        auto hung = config->setAppToken("hang", new QuietSetCb());
+        auto hung = config->setAppToken("hang", new SetCb(*events));
         host::setCallTimeout(0ms);
         EXPECT_FALSE(hung.isOk());
         EXPECT_EQ(::android::TIMED_OUT, hung.getStatus().transactionError());
-        EXPECT_TRUE(waitUntil([&] { return death->died.load(); }));
+        EXPECT_TRUE(deaths.waitForCount(1));
         EXPECT_TRUE(factory->ping().isDeadObject());
     }
     {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "xproc/Callbacks.h"
+
 using ::android::sp;
 using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
@@ -23,58 +25,40 @@ namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 
 namespace {
 
-struct IgnoredSetCb : V2_0::ISetConfigCb {
-    Return<void> setConfigResponse(V2_0::RequestStatus) override { return Void(); }
-};
-struct IgnoredGetCb : V2_0::IGetSettingsCb {
-    Return<void> getSettingsResponse(V2_0::RequestStatus, const V2_0::SettingsData&) override { return Void(); }
-};
-struct IgnoredChangeCb : V2_0::ISettingsChangeCb {
-    Return<void> onSettingsChanged(const V2_0::SettingsData&) override { return Void(); }
-};
-struct UceListener : V2_0::IRcsServiceStatusListener {
-    Return<void> onUceStatus(const V2_0::UceStatus&) override { return Void(); }
-};
-
 // Writes one line per call with the arguments it received.
 struct RecordingRcsConfig : V2_1::IRcsConfig {
     std::vector<std::string> calls;
-    const void* lastCallback = nullptr;
+    const void* lastCallback = nullptr;  // setConfig's
 
     Return<void> setConfig(const V2_0::Container& c, const sp<V2_0::ISetConfigCb>& cb) override {
         calls.push_back("setConfig " + std::to_string(c.isCompressed) + " " + std::to_string(c.config.size()));
         lastCallback = cb.get();
         return Void();
     }
-    Return<void> setSettingsValue(const V2_0::SettingsData& d, const sp<V2_0::ISetConfigCb>& cb) override {
+    Return<void> setSettingsValue(const V2_0::SettingsData& d, const sp<V2_0::ISetConfigCb>&) override {
         calls.push_back("setSettingsValue " + V2_0::toString(d.settingsId) + " " +
                         std::string(d.settingsValues.stringData[0].value));
-        lastCallback = cb.get();
         return Void();
     }
-    Return<void> getSettingsValue(V2_0::SettingsId id, const sp<V2_0::IGetSettingsCb>& cb) override {
+    Return<void> getSettingsValue(V2_0::SettingsId id, const sp<V2_0::IGetSettingsCb>&) override {
         calls.push_back("getSettingsValue " + V2_0::toString(id));
-        lastCallback = cb.get();
         return Void();
     }
     Return<V2_0::RequestStatus> registerForSettingsChange(V2_0::SettingsId id,
-                                                          const sp<V2_0::ISettingsChangeCb>& cb) override {
+                                                          const sp<V2_0::ISettingsChangeCb>&) override {
         calls.push_back("registerForSettingsChange " + V2_0::toString(id));
-        lastCallback = cb.get();
         return V2_0::RequestStatus::FAIL;
     }
     Return<V2_0::RequestStatus> deregisterForSettingsChange(V2_0::SettingsId id) override {
         calls.push_back("deregisterForSettingsChange " + V2_0::toString(id));
         return V2_0::RequestStatus::OK;
     }
-    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>& l) override {
+    Return<void> getUceStatus(const sp<V2_0::IRcsServiceStatusListener>&) override {
         calls.push_back("getUceStatus");
-        lastCallback = l.get();
         return Void();
     }
-    Return<void> setAppToken(const hidl_string& token, const sp<V2_0::ISetConfigCb>& cb) override {
+    Return<void> setAppToken(const hidl_string& token, const sp<V2_0::ISetConfigCb>&) override {
         calls.push_back("setAppToken " + std::string(token));
-        lastCallback = cb.get();
         return Void();
     }
     Return<void> updateTokenFetchStatus(int32_t id, V2_1::TokenType t, V2_1::StatusCode s) override {
@@ -84,30 +68,13 @@ struct RecordingRcsConfig : V2_1::IRcsConfig {
     }
 };
 
-struct Factory : F1_1::IImsFactory {
-    sp<V2_1::IRcsConfig> config;
-    Return<void> createRcsConfig(uint32_t slot, const sp<V2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
-        cb(slot == 1 ? F1_0::IImsFactory::StatusCode::SUCCESS : F1_0::IImsFactory::StatusCode::INVALID_ARGUMENTS,
-           config);
-        return Void();
-    }
-    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
-        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
-        return Void();
-    }
-    Return<void> createRcsConfig_1_1(uint32_t, const sp<V2_1::IRcsConfigListener>&,
-                                     createRcsConfig_1_1_cb cb) override {
-        cb(F1_0::IImsFactory::StatusCode::SUCCESS, config);
-        return Void();
-    }
-};
-
 }  // namespace
 
 TEST(HidlProxyTest, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
-    sp<IgnoredSetCb> setCb = new IgnoredSetCb();
+    xproc::Events events;
+    sp<xproc::SetCb> setCb = new xproc::SetCb(events);
 
     V2_0::Container container;
     container.isCompressed = true;
@@ -120,14 +87,14 @@ TEST(HidlProxyTest, EveryMethodOfA21Interface_ReachesTheObjectWithItsArguments) 
     EXPECT_TRUE(remote->setConfig(container, setCb).isOk());
     EXPECT_EQ(impl->lastCallback, setCb.get());
     EXPECT_TRUE(remote->setSettingsValue(data, setCb).isOk());
-    EXPECT_TRUE(remote->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, new IgnoredGetCb()).isOk());
+    EXPECT_TRUE(remote->getSettingsValue(V2_0::SettingsId::PRESENCE_CONFIG, new xproc::GetCb(events)).isOk());
     Return<V2_0::RequestStatus> reg =
-            remote->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, new IgnoredChangeCb());
+            remote->registerForSettingsChange(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, new xproc::ChangeCb(events));
     EXPECT_EQ(reg.withDefault(V2_0::RequestStatus::OK), V2_0::RequestStatus::FAIL);
     EXPECT_EQ(remote->deregisterForSettingsChange(V2_0::SettingsId::STANDALONE_MESSAGING_CONFIG)
                       .withDefault(V2_0::RequestStatus::FAIL),
               V2_0::RequestStatus::OK);
-    EXPECT_TRUE(remote->getUceStatus(new UceListener()).isOk());
+    EXPECT_TRUE(remote->getUceStatus(new xproc::UceCb(events)).isOk());
     EXPECT_TRUE(remote->setAppToken("token-abc", setCb).isOk());
     EXPECT_TRUE(remote->updateTokenFetchStatus(9, static_cast<V2_1::TokenType>(4),
                                                static_cast<V2_1::StatusCode>(-2)).isOk());
@@ -148,7 +115,8 @@ TEST(HidlProxyTest, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
     sp<RecordingRcsConfig> impl = new RecordingRcsConfig();
     sp<V2_1::IRcsConfig> remote = hooks::remoteOf<V2_1::IRcsConfig>(impl);
     hooks::killProcessOf(impl);
-    sp<IgnoredSetCb> setCb = new IgnoredSetCb();
+    xproc::Events events;
+    sp<xproc::SetCb> setCb = new xproc::SetCb(events);
 
     EXPECT_TRUE(remote->setConfig(V2_0::Container(), setCb).isDeadObject());
     EXPECT_TRUE(remote->setSettingsValue(V2_0::SettingsData(), setCb).isDeadObject());
@@ -170,27 +138,29 @@ TEST(HidlProxyTest, EveryMethod_FailsWithDeadObjectOnceTheProcessDied) {
 }
 
 TEST(HidlProxyTest, SynchronousCallbackResults_ComeBackThroughTheProxy) {
-    sp<Factory> impl = new Factory();
-    impl->config = new RecordingRcsConfig();
-    sp<F1_0::IImsFactory> remote = hooks::remoteOf<F1_0::IImsFactory>(impl);
+    sp<F1_0::IImsFactory> remote = hooks::remoteOf<F1_0::IImsFactory>(new xproc::FakeImsFactory());
+    sp<xproc::Listener> listener = xproc::newListener();
 
     F1_0::IImsFactory::StatusCode status{};
     sp<V2_0::IRcsConfig> config;
-    Return<void> ret = remote->createRcsConfig(1, nullptr, [&](auto s, const auto& c) {
-        status = s;
-        config = c;
-    });
-    ASSERT_TRUE(ret.isOk());
+    ASSERT_TRUE(remote->createRcsConfig(1, listener, [&](auto s, const auto& c) {
+                          status = s;
+                          config = c;
+                      }).isOk());
     EXPECT_EQ(status, F1_0::IImsFactory::StatusCode::SUCCESS);
-    EXPECT_EQ(config.get(), static_cast<V2_0::IRcsConfig*>(impl->config.get()));
+    EXPECT_NE(config, nullptr);
 
     sp<F1_1::IImsFactory> remote11 = F1_1::IImsFactory::castFrom(sp<IBase>(remote));
     ASSERT_NE(remote11, nullptr);
     int answers = 0;
-    EXPECT_TRUE(remote11->createRcsConfig_1_1(2, nullptr, [&](auto, const auto&) { ++answers; }).isOk());
+    EXPECT_TRUE(remote11->createRcsConfig_1_1(2, listener, [&](auto s, const auto& c) {
+                            EXPECT_EQ(s, F1_0::IImsFactory::StatusCode::INVALID_ARGUMENTS);
+                            EXPECT_EQ(c, nullptr);
+                            ++answers;
+                        }).isOk());
     EXPECT_EQ(answers, 1);
 
     hooks::killProcessOf(remote11);
-    EXPECT_TRUE(remote->createRcsConfig(1, nullptr, [&](auto, const auto&) { ++answers; }).isDeadObject());
+    EXPECT_TRUE(remote->createRcsConfig(1, listener, [&](auto, const auto&) { ++answers; }).isDeadObject());
     EXPECT_EQ(answers, 1);  // a dead object never answers
 }

@@ -11,23 +11,11 @@ using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 namespace V2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
 
-namespace {
-
-V2_0::SettingsData presenceSample() {
-    V2_0::SettingsData data;
-    data.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
-    data.settingsValues.intData = {{100, 30}, {101, -1}};
-    data.settingsValues.boolData = {{110, true}};
-    data.settingsValues.stringData.resize(1);
-    data.settingsValues.stringData[0].key = 111;
-    data.settingsValues.stringData[0].value = "sip:presence@example.org";
-    return data;
-}
-
-}  // namespace
-
 TEST(HidlRecordsTest, SettingsData_WhenCopied_IsEqualAndIndependent) {
-    V2_0::SettingsData original = presenceSample();
+    V2_0::SettingsData original;
+    original.settingsId = V2_0::SettingsId::PRESENCE_CONFIG;
+    original.settingsValues.intData = {{100, 30}, {101, -1}};
+    original.settingsValues.stringData = {{111, "sip:presence@example.org"}};
     V2_0::SettingsData copy = original;
     EXPECT_EQ(copy, original);
 

@@ -1,26 +1,21 @@
 // Behaviour of the host HIDL runtime that the service front depends on:
 // castFrom across the 2.0/2.1 listener versions, remote proxies that die,
-// death notification, the dead-object status, and the service registry.
-#include <android/hidl/manager/1.0/IServiceNotification.h>
+// death notification and the dead-object status.
 #include <hidl/HidlTesting.h>
-#include <hidl/HidlTransportSupport.h>
 #include <vendor/kel/ims/factory/1.1/IImsFactory.h>
 #include <vendor/kel/ims/rcsconfig/2.1/IRcsConfigListener.h>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
 #include <vector>
-#include <hostsync/Mutex.h>
+
+#include "xproc/Callbacks.h"
 
 using ::android::sp;
 using ::android::wp;
 using ::android::hardware::hidl_death_recipient;
-using ::android::hardware::hidl_string;
-using ::android::hardware::hidl_vec;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hidl::base::V1_0::IBase;
@@ -31,67 +26,27 @@ namespace V2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 namespace {
 
 struct Listener20 : V2_0::IRcsConfigListener {
-    std::atomic<int> reconfigs{0};
-    Return<void> onReconfigNeeded() override {
-        ++reconfigs;
-        return Void();
-    }
+    Return<void> onReconfigNeeded() override { return Void(); }
 };
 
-struct Listener21 : V2_1::IRcsConfigListener {
-    std::atomic<int> reconfigs{0};
-    std::atomic<int> tokenRequests{0};
-    int32_t lastRequestId = 0;
-    V2_1::TokenType lastType{};
-    V2_1::TokenRequestReason lastReason{};
-    Return<void> onReconfigNeeded() override {
-        ++reconfigs;
-        return Void();
-    }
-    Return<void> onTokenFetchRequest(int32_t requestId, V2_1::TokenType type,
-                                     V2_1::TokenRequestReason reason) override {
-        lastRequestId = requestId;
-        lastType = type;
-        lastReason = reason;
-        ++tokenRequests;
-        return Void();
-    }
-};
-
-// Records each death notice and lets the test wait for them.
+// Writes "died <cookie>" into its events for each death notice, and keeps
+// the last notice's thread and whom it names (written before the event the
+// test waits for).
 struct RecordingRecipient : hidl_death_recipient {
-    struct Notice {
-        uint64_t cookie;
-        wp<IBase> who;
-        pid_t tid;
-    };
-    hostsync::Mutex lock;
-    hostsync::CondVar changed;
-    std::vector<Notice> notices GUARDED_BY(lock);
-
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
-        hostsync::MutexLock guard(lock);
-        notices.push_back(Notice{cookie, who, gettid()});
-        changed.notifyAll();
+        tid = gettid();
+        whom = who;
+        events.add("died " + std::to_string(cookie));
     }
-    bool waitFor(size_t count) {
-        hostsync::MutexLock guard(lock);
-        return changed.waitFor(lock, std::chrono::seconds(5), [&]() REQUIRES(lock) { return notices.size() >= count; });
-    }
-    size_t count() {
-        hostsync::MutexLock guard(lock);
-        return notices.size();
-    }
-    Notice at(size_t i) {
-        hostsync::MutexLock guard(lock);
-        return notices.at(i);
-    }
+    xproc::Events events;
+    pid_t tid = 0;
+    wp<IBase> whom;
 };
 
 }  // namespace
 
 TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> asOld = V2_0::IRcsConfigListener::castFrom(sp<IBase>(impl));
     ASSERT_NE(asOld, nullptr);
     EXPECT_EQ(asOld.get(), static_cast<V2_0::IRcsConfigListener*>(impl.get()));
@@ -107,7 +62,7 @@ TEST(HidlCastTest, LocalObject_CastsAlongItsChainAndRefusesOtherInterfaces) {
 }
 
 TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItIsNewEnough) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     ASSERT_NE(remote, nullptr);
     EXPECT_TRUE(remote->isRemote());
@@ -119,23 +74,21 @@ TEST(HidlCastTest, RemoteObject_DownCastGivesAProxyThatReachesTheObjectOnlyIfItI
     Return<void> ret = remote21->onTokenFetchRequest(42, static_cast<V2_1::TokenType>(7),
                                                      V2_1::TokenRequestReason::TOKEN_EXPIRED);
     EXPECT_TRUE(ret.isOk());
-    EXPECT_EQ(impl->tokenRequests.load(), 1);
-    EXPECT_EQ(impl->lastRequestId, 42);
-    EXPECT_EQ(static_cast<int32_t>(impl->lastType), 7);
-    EXPECT_EQ(impl->lastReason, V2_1::TokenRequestReason::TOKEN_EXPIRED);
+    EXPECT_EQ(impl->events.all(), (std::vector<std::string>{"token 42 " + V2_1::toString(static_cast<V2_1::TokenType>(7)) +
+                                                             " TOKEN_EXPIRED"}));
 
     // And back up again.
     sp<V2_0::IRcsConfigListener> up = V2_0::IRcsConfigListener::castFrom(sp<IBase>(remote21));
     ASSERT_NE(up, nullptr);
     EXPECT_TRUE(up->onReconfigNeeded().isOk());
-    EXPECT_EQ(impl->reconfigs.load(), 1);
+    EXPECT_EQ(impl->events.count("reconfig"), 1u);
 
     sp<V2_0::IRcsConfigListener> older = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(new Listener20());
     EXPECT_EQ(V2_1::IRcsConfigListener::castFrom(older, false).withDefault(nullptr), nullptr);
 }
 
 TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnAnotherThread) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_0::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_0::IRcsConfigListener>(impl);
     sp<V2_1::IRcsConfigListener> second = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     ASSERT_TRUE(second->onReconfigNeeded().isOk());
@@ -149,28 +102,26 @@ TEST(HidlDeathTest, KilledObject_EveryProxyFailsAndALinkedRecipientIsToldOnceOnA
     testing_hooks::killProcessOf(remote);
     EXPECT_TRUE(remote->onReconfigNeeded().isDeadObject());
     EXPECT_TRUE(second->onReconfigNeeded().isDeadObject());
-    EXPECT_EQ(impl->reconfigs.load(), 1);  // the dead calls never arrived
+    EXPECT_EQ(impl->events.count("reconfig"), 1u);  // the dead calls never arrived
     EXPECT_TRUE(impl->onReconfigNeeded().isOk());  // the object still works in its own process
-    ASSERT_TRUE(recipient->waitFor(1));
+    ASSERT_TRUE(recipient->events.waitForCount(1));
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(dropped->count(), 0u);
-    ASSERT_EQ(recipient->count(), 1u);
-    const RecordingRecipient::Notice notice = recipient->at(0);
-    EXPECT_EQ(notice.cookie, 0x1234u);
-    EXPECT_NE(notice.tid, gettid());
-    EXPECT_EQ(notice.who.promote().get(), static_cast<IBase*>(remote.get()));
+    EXPECT_TRUE(dropped->events.all().empty());
+    EXPECT_EQ(recipient->events.all(), std::vector<std::string>{"died 4660"});  // 0x1234
+    EXPECT_NE(recipient->tid, gettid());
+    EXPECT_EQ(recipient->whom.promote().get(), static_cast<IBase*>(remote.get()));
 
     // Killing again tells nobody twice; a new link on a dead object is refused.
     testing_hooks::killProcessOf(remote);
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(recipient->count(), 1u);
+    EXPECT_EQ(recipient->events.all().size(), 1u);
     EXPECT_FALSE(remote->linkToDeath(recipient, 1).withDefault(true));
 }
 
 TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
     // As on a device: the proxy owns its links, so a holder that wants to
     // hear of a death keeps the proxy it linked on, not just any proxy.
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> kept = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     sp<RecordingRecipient> throughKept = new RecordingRecipient();
     sp<RecordingRecipient> throughReleased = new RecordingRecipient();
@@ -183,14 +134,14 @@ TEST(HidlDeathTest, LinkMadeThroughAProxy_LastsOnlyAsLongAsThatProxy) {
         ASSERT_TRUE(other->linkToDeath(throughReleased, 2).withDefault(false));
     }
     testing_hooks::killProcessOf(impl);
-    ASSERT_TRUE(throughKept->waitFor(1));
+    ASSERT_TRUE(throughKept->events.waitForCount(1));
     testing_hooks::waitForDeathNotifications();
-    EXPECT_EQ(throughReleased->count(), 0u);
-    EXPECT_EQ(throughKept->at(0).who.promote().get(), static_cast<IBase*>(kept.get()));
+    EXPECT_TRUE(throughReleased->events.all().empty());
+    EXPECT_EQ(throughKept->whom.promote().get(), static_cast<IBase*>(kept.get()));
 }
 
 TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     wp<RecordingRecipient> weak;
     {
@@ -204,7 +155,7 @@ TEST(HidlDeathTest, RecipientHeldOnlyByTheLink_IsNotKeptAlive) {
 }
 
 TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<RecordingRecipient> recipient = new RecordingRecipient();
     EXPECT_FALSE(impl->isRemote());
     EXPECT_TRUE(impl->linkToDeath(recipient, 5).withDefault(false));
@@ -213,25 +164,11 @@ TEST(HidlDeathTest, LocalObject_AcceptsALinkThatNeverFires) {
 }
 
 TEST(HidlStatusTest, UncheckedOrReadFailedReturn_AbortsAsOnADeviceAndWithDefaultDoesNot) {
-    sp<Listener21> impl = new Listener21();
+    sp<xproc::Listener> impl = xproc::newListener();
     sp<V2_1::IRcsConfigListener> remote = testing_hooks::remoteOf<V2_1::IRcsConfigListener>(impl);
     testing_hooks::killProcessOf(remote);
     EXPECT_DEATH({ remote->onReconfigNeeded(); }, "not checked");
     Return<bool> failed(::android::hardware::Status::fromStatusT(::android::DEAD_OBJECT));
     EXPECT_TRUE(failed.withDefault(true));
     EXPECT_DEATH({ bool b = failed; (void)b; }, "failed HIDL call");
-}
-
-TEST(HidlIntrospectionTest, InterfaceChainAndDescriptorFollowTheHalFiles) {
-    sp<Listener21> impl = new Listener21();
-    std::vector<std::string> chain;
-    ASSERT_TRUE(impl->interfaceChain([&](const hidl_vec<hidl_string>& d) {
-                        for (const auto& s : d) chain.emplace_back(s);
-                    }).isOk());
-    EXPECT_EQ(chain, (std::vector<std::string>{"vendor.kel.ims.rcsconfig@2.1::IRcsConfigListener",
-                                               "vendor.kel.ims.rcsconfig@2.0::IRcsConfigListener",
-                                               "android.hidl.base@1.0::IBase"}));
-    std::string descriptor;
-    impl->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; }).isOk();
-    EXPECT_EQ(descriptor, V2_1::IRcsConfigListener::descriptor);
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "testkit/FakeImsFactory.h"
+
 using ::android::sp;
 using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
@@ -17,30 +19,21 @@ namespace testing_hooks = ::android::hardware::testing;
 namespace F1_0 = ::vendor::kel::ims::factory::V1_0;
 namespace F1_1 = ::vendor::kel::ims::factory::V1_1;
 namespace RC2_0 = ::vendor::kel::ims::rcsconfig::V2_0;
-namespace RC2_1 = ::vendor::kel::ims::rcsconfig::V2_1;
 
 namespace {
 
-// Answers NOT_SUPPORTED to everything; registered only for its descriptor chain.
-template <typename Interface>
-struct Refusing : Interface {
-    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&,
-                                 typename Interface::createRcsConfig_cb cb) override {
+// A 1.0 factory only, answering NOT_SUPPORTED; registered for its descriptor chain.
+struct Factory10 : F1_0::IImsFactory {
+    Return<void> createRcsConfig(uint32_t, const sp<RC2_0::IRcsConfigListener>&, createRcsConfig_cb cb) override {
         cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
         return Void();
     }
-    Return<void> createCallCapabilityService(uint32_t, typename Interface::createCallCapabilityService_cb cb) override {
-        cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
-        return Void();
-    }
-};
-using Factory10 = Refusing<F1_0::IImsFactory>;
-struct Factory11 : Refusing<F1_1::IImsFactory> {
-    Return<void> createRcsConfig_1_1(uint32_t, const sp<RC2_1::IRcsConfigListener>&, createRcsConfig_1_1_cb cb) override {
+    Return<void> createCallCapabilityService(uint32_t, createCallCapabilityService_cb cb) override {
         cb(F1_0::IImsFactory::StatusCode::NOT_SUPPORTED, nullptr);
         return Void();
     }
 };
+using Factory11 = xproc::FakeImsFactory;
 
 struct Notification : ::android::hidl::manager::V1_0::IServiceNotification {
     std::vector<std::string> seen;

@@ -31,15 +31,6 @@ protected:
     void TearDown() override {
         std::system(("rm -rf '" + mDir + "'").c_str());
     }
-    void writeEntry(const std::string& path, pid_t pid) const {
-        std::ofstream(path) << pid << "\n";
-    }
-    std::string readFile(const std::string& path) const {
-        std::ifstream in(path);
-        std::string text;
-        std::getline(in, text);
-        return text;
-    }
     // True once a descriptor of this process other than `except` is open on
     // the file of inode `ino`.
     static bool openedElsewhere(ino_t ino, int except) {
@@ -83,14 +74,16 @@ TEST_F(RegistryStaleEntryTest, NewRegistrationBetweenTheLookAndTheRemoval_IsKept
 
     // A new process registers as registrations do: a file renamed over the path.
     const std::string fresh = mDir + "/.entry-new";
-    writeEntry(fresh, getpid());
+    std::ofstream(fresh) << getpid() << "\n";
     ASSERT_EQ(rename(fresh.c_str(), mEntry.c_str()), 0);
     const std::string deadPid = std::to_string(dead) + "\n";
     ASSERT_EQ(write(writer, deadPid.data(), deadPid.size()), static_cast<ssize_t>(deadPid.size()));
     remover.join();
     close(writer);
 
-    EXPECT_EQ(readFile(mEntry), std::to_string(getpid()));
+    std::string kept;
+    std::getline(std::ifstream(mEntry), kept);
+    EXPECT_EQ(kept, std::to_string(getpid()));
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST(SplitWordsTest, Quoting_QuotesEscapesAndComments_AndAnUnterminatedQuoteOrTr
     EXPECT_FALSE(splitWords("echo x\\", &words, &error));
 }
 
-TEST(ParseCommandTest, SetSettings_NamesFieldNamesAndNumbersFillTheRightLists) {
+TEST(ParseCommandTest, SetSettings_GroupAndKeyNamesFieldNamesAndNumbersFillTheRightLists) {
     Command cmd;
     std::string error;
     ASSERT_TRUE(parse("set-settings presence PUBLISH_TIMER=1200 capabilites_cache_expiry=0x10 "
@@ -56,11 +56,8 @@ TEST(ParseCommandTest, SetSettings_NamesFieldNamesAndNumbersFillTheRightLists) {
     expected.settingsValues.boolData = {{109, true}, {110, false}};
     expected.settingsValues.stringData = {{111, "sip:pres@example.net"}};
     EXPECT_EQ(expected, cmd.settings) << V2_0::toString(cmd.settings);
-}
 
-TEST(ParseCommandTest, SetSettings_GroupsByFullNameAliasAndNumber) {
-    Command cmd;
-    std::string error;
+    // Groups by full name, alias and number.
     ASSERT_TRUE(parse("set-settings IMS_SERVICE_ENABLE_CONFIG VOLTE_ENABLED=1", &cmd, &error)) << error;
     EXPECT_EQ(V2_0::SettingsId::IMS_SERVICE_ENABLE_CONFIG, cmd.settings.settingsId);
     ASSERT_TRUE(parse("set-settings 1 default_sms_app=255 CLIENT_VENDOR=KELV", &cmd, &error)) << error;

@@ -1,30 +1,18 @@
 // Reading a document to send: plain, compressed here, or already gzip.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include <zlib.h>
 
 #include "ConfigDocument.h"
+#include "TempDir.h"
 
 namespace rcsctl {
 namespace {
 
 class ConfigDocumentTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char dir[] = "/tmp/rcsctl_doc_XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(dir));
-        mDir = dir;
-    }
-    void TearDown() override { std::system(("rm -rf " + mDir).c_str()); }
-    std::string write(const std::string& name, const std::string& bytes) {
-        std::string path = mDir + "/" + name;
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
-    }
     static std::string inflate(const std::vector<uint8_t>& gz) {
         z_stream zs{};
         EXPECT_EQ(Z_OK, inflateInit2(&zs, 15 + 16));
@@ -38,13 +26,13 @@ protected:
         inflateEnd(&zs);
         return out;
     }
-    std::string mDir;
+    tooltest::TempDir mDir;
 };
 
 TEST_F(ConfigDocumentTest, Load_PlainFile_IsGzipCompressedOnlyWhenAsked) {
     std::string xml = "<?xml version=\"1.0\"?>\n<wap-provisioningdoc>";
     for (int i = 0; i < 500; ++i) xml += "<parm name=\"p" + std::to_string(i) + "\" value=\"1\"/>\n";
-    std::string path = write("doc.xml", xml);
+    std::string path = mDir.write("doc.xml", xml);
     ConfigDocument doc;
     std::string error;
     ASSERT_TRUE(ConfigDocument::load(path, true, &doc, &error)) << error;
@@ -62,7 +50,7 @@ TEST_F(ConfigDocumentTest, Load_PlainFile_IsGzipCompressedOnlyWhenAsked) {
 TEST_F(ConfigDocumentTest, Load_GzipFile_IsSentAsItIsWithOrWithoutTheFlag) {
     std::vector<uint8_t> gz;
     ASSERT_TRUE(gzipCompress(std::vector<uint8_t>{'a', 'b', 'c'}, &gz));
-    std::string path = write("doc.xml.gz", std::string(gz.begin(), gz.end()));
+    std::string path = mDir.write("doc.xml.gz", std::string(gz.begin(), gz.end()));
     for (bool flag : {false, true}) {
         ConfigDocument doc;
         std::string error;
@@ -76,12 +64,12 @@ TEST_F(ConfigDocumentTest, Load_GzipFile_IsSentAsItIsWithOrWithoutTheFlag) {
 TEST_F(ConfigDocumentTest, Load_MissingEmptyOrDirectory_GivesOneLineReason) {
     ConfigDocument doc;
     std::string error;
-    EXPECT_FALSE(ConfigDocument::load(mDir + "/none.xml", true, &doc, &error));
-    EXPECT_EQ("cannot read '" + mDir + "/none.xml': No such file or directory", error);
-    EXPECT_FALSE(ConfigDocument::load(write("empty.xml", ""), true, &doc, &error));
-    EXPECT_EQ("cannot send '" + mDir + "/empty.xml': the file is empty", error);
-    EXPECT_FALSE(ConfigDocument::load(mDir, false, &doc, &error));
-    EXPECT_EQ("cannot read '" + mDir + "': it is a directory", error);
+    EXPECT_FALSE(ConfigDocument::load(mDir.path() + "/none.xml", true, &doc, &error));
+    EXPECT_EQ("cannot read '" + mDir.path() + "/none.xml': No such file or directory", error);
+    EXPECT_FALSE(ConfigDocument::load(mDir.write("empty.xml", ""), true, &doc, &error));
+    EXPECT_EQ("cannot send '" + mDir.path() + "/empty.xml': the file is empty", error);
+    EXPECT_FALSE(ConfigDocument::load(mDir.path(), false, &doc, &error));
+    EXPECT_EQ("cannot read '" + mDir.path() + "': it is a directory", error);
 }
 
 }  // namespace

@@ -9,14 +9,10 @@
 namespace rcsctl {
 namespace {
 
-bool parse(std::vector<std::string> args, ToolOptions* o, std::string* error) {
-    return parseToolOptions(args, o, error);
-}
-
 TEST(ToolOptionsTest, Parse_OptionsThenTheCommandWithItsOwnDashes) {
     ToolOptions o;
     std::string error;
-    ASSERT_TRUE(parse({"--slot", "2", "--json", "--factory", "1.0", "--timeout", "3", "--modem-socket",
+    ASSERT_TRUE(parseToolOptions({"--slot", "2", "--json", "--factory", "1.0", "--timeout", "3", "--modem-socket",
                        "/tmp/m.sock", "set-config", "doc.xml", "--gzip"}, &o, &error)) << error;
     EXPECT_EQ(2, o.slot);
     EXPECT_TRUE(o.json);
@@ -24,7 +20,7 @@ TEST(ToolOptionsTest, Parse_OptionsThenTheCommandWithItsOwnDashes) {
     EXPECT_EQ(3000, o.timeoutMs);
     EXPECT_EQ("/tmp/m.sock", o.modemSocket);
     EXPECT_EQ((std::vector<std::string>{"set-config", "doc.xml", "--gzip"}), o.command);
-    ASSERT_TRUE(parse({"--script", "-", "--keep-going"}, &o, &error)) << error;
+    ASSERT_TRUE(parseToolOptions({"--script", "-", "--keep-going"}, &o, &error)) << error;
     EXPECT_EQ("-", o.script);
     EXPECT_TRUE(o.keepGoing);
     EXPECT_TRUE(o.command.empty());
@@ -45,36 +41,36 @@ TEST(ToolOptionsTest, Parse_ServiceTakesANameOnlyWhenTheNextWordIsNoCommand) {
     for (const auto& c : cases) {
         ToolOptions o;
         std::string error;
-        ASSERT_TRUE(parse(c.args, &o, &error)) << error;
+        ASSERT_TRUE(parseToolOptions(c.args, &o, &error)) << error;
         EXPECT_TRUE(o.attach);
         EXPECT_EQ(c.name, o.serviceName);
         EXPECT_EQ(c.command, o.command);
     }
     ToolOptions o;
     std::string error;
-    ASSERT_TRUE(parse({"--service", "--registry", "/tmp/r", "--replay-config", "dump"}, &o, &error));
+    ASSERT_TRUE(parseToolOptions({"--service", "--registry", "/tmp/r", "--replay-config", "dump"}, &o, &error));
     EXPECT_EQ("/tmp/r", o.registryDir);
     EXPECT_TRUE(o.replayConfig);
-    EXPECT_FALSE(parse({"--service", "--modem-socket", "/tmp/m.sock", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--service", "--modem-socket", "/tmp/m.sock", "dump"}, &o, &error));
     EXPECT_EQ("--modem-socket is for a service started here; an attached service has its own modem", error);
-    EXPECT_FALSE(parse({"--service=", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--service=", "dump"}, &o, &error));
 }
 
 TEST(ToolOptionsTest, Parse_BadSlotFactoryTimeoutOrMissingCommandAreRefused) {
     ToolOptions o;
     std::string error;
-    EXPECT_FALSE(parse({"--slot", "3", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--slot", "3", "dump"}, &o, &error));
     EXPECT_EQ("bad slot '3': the slot is 1 or 2", error);
-    EXPECT_FALSE(parse({"--factory", "2.0", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--factory", "2.0", "dump"}, &o, &error));
     EXPECT_EQ("bad factory version '2.0': 1.0 or 1.1", error);
-    EXPECT_FALSE(parse({"--timeout", "0", "dump"}, &o, &error));
-    EXPECT_FALSE(parse({"--slot"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--timeout", "0", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--slot"}, &o, &error));
     EXPECT_EQ("option --slot needs a value", error);
-    EXPECT_FALSE(parse({"--json"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--json"}, &o, &error));
     EXPECT_EQ("no command given (try: rcsconfigctl --help)", error);
-    EXPECT_FALSE(parse({"--script", "s.rcs", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--script", "s.rcs", "dump"}, &o, &error));
     EXPECT_EQ("give either a command or --script, not both", error);
-    EXPECT_FALSE(parse({"--jsn", "dump"}, &o, &error));
+    EXPECT_FALSE(parseToolOptions({"--jsn", "dump"}, &o, &error));
     EXPECT_EQ("unknown option '--jsn' (try: rcsconfigctl --help)", error);
 }
 
@@ -85,33 +81,29 @@ Notice notice(Notice::Kind kind, int slot) {
     return n;
 }
 
-TEST(NoticeQueueTest, WaitFor_TakesEverythingUpToTheMatchInOrder) {
+TEST(NoticeQueueTest, WaitFor_TakesEverythingUpToTheMatchInOrderOrTimesOutLeavingTheQueue) {
     NoticeQueue q;
     q.push(notice(Notice::Kind::Change, 1));
     q.push(notice(Notice::Kind::Reconfig, 2));
     q.push(notice(Notice::Kind::Reconfig, 1));
     std::vector<Notice> taken;
+    auto isToken = [](const Notice& n) { return n.kind == Notice::Kind::TokenRequest; };
+    EXPECT_FALSE(q.waitFor(isToken, std::chrono::milliseconds(1), &taken));
+    EXPECT_TRUE(taken.empty());
     ASSERT_TRUE(q.waitFor([](const Notice& n) { return n.kind == Notice::Kind::Reconfig && n.slot == 2; },
                           std::chrono::milliseconds(0), &taken));
     ASSERT_EQ(2u, taken.size());
     EXPECT_EQ(Notice::Kind::Change, taken[0].kind);
     EXPECT_EQ(2, taken[1].slot);
-    auto rest = q.drain();
-    ASSERT_EQ(1u, rest.size());
-    EXPECT_EQ(1, rest[0].slot);
-}
 
-TEST(NoticeQueueTest, WaitFor_TimeoutLeavesTheQueueAndAnotherThreadWakesTheWaiter) {
-    NoticeQueue q;
-    q.push(notice(Notice::Kind::Change, 1));
-    std::vector<Notice> taken;
-    auto isToken = [](const Notice& n) { return n.kind == Notice::Kind::TokenRequest; };
-    EXPECT_FALSE(q.waitFor(isToken, std::chrono::milliseconds(1), &taken));
-    EXPECT_TRUE(taken.empty());
+    // Another thread's notice wakes the waiter.
+    taken.clear();
     std::thread pusher([&] { q.push(notice(Notice::Kind::TokenRequest, 1)); });
     EXPECT_TRUE(q.waitFor(isToken, std::chrono::seconds(30), &taken));
     pusher.join();
-    EXPECT_EQ(2u, taken.size());
+    ASSERT_EQ(2u, taken.size());
+    EXPECT_EQ(1, taken[0].slot);
+    EXPECT_TRUE(q.drain().empty());
 }
 
 TEST(NoticeQueueTest, WaitFor_AStopOrAServiceDeathEndsAWaitWithoutAMatch) {

@@ -13,23 +13,21 @@
 #include <cstdio>
 #include <cstring>
 
-#include "testkit/FakeImsFactory.h"
+#include "Callbacks.h"
 
 using namespace xproc;
 
 namespace {
 
-struct Listener : R21::IRcsConfigListener {
-    Return<void> onReconfigNeeded() override { return Void(); }
-    Return<void> onTokenFetchRequest(int32_t, R21::TokenType, R21::TokenRequestReason) override { return Void(); }
-};
-struct Watcher : R20::ISettingsChangeCb {
-    Return<void> onSettingsChanged(const R20::SettingsData&) override { return Void(); }
-};
+// Nobody waits for what the callbacks of this process hear.
+Events& ignored() {
+    static Events events;
+    return events;
+}
 
 // Stops where the service calls it while creating the object; the test kills it there.
 struct StuckListener : Listener {
-    explicit StuckListener(bool inNested) : inNested(inNested) {}
+    explicit StuckListener(bool inNested) : Listener(std::make_shared<Events>()), inNested(inNested) {}
     Return<void> interfaceChain(interfaceChain_cb cb) override {
         if (inNested) stop("nested");
         return Listener::interfaceChain(cb);
@@ -57,12 +55,9 @@ int serve() {
 int client(const sp<R21::IRcsConfigListener>& listener) {
     sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
     if (factory == nullptr) return 3;
-    sp<R21::IRcsConfig> config;
-    factory->createRcsConfig_1_1(0, listener, [&](F10::IImsFactory::StatusCode, const sp<R21::IRcsConfig>& c) {
-        config = c;
-    }).isOk();
+    sp<R21::IRcsConfig> config = createConfig(factory, listener);
     if (config == nullptr) return 4;
-    if (config->registerForSettingsChange(R20::SettingsId::PRESENCE_CONFIG, new Watcher()).withDefault(
+    if (config->registerForSettingsChange(R20::SettingsId::PRESENCE_CONFIG, new ChangeCb(ignored())).withDefault(
                 R20::RequestStatus::FAIL) != R20::RequestStatus::OK) {
         return 5;
     }
@@ -77,7 +72,7 @@ int main(int argc, char** argv) {
     if (argc != 3) return 1;
     if (!::android::hardware::host::useServiceRegistry(argv[2])) return 1;
     if (strcmp(argv[1], "serve") == 0) return serve();
-    if (strcmp(argv[1], "client") == 0) return client(new Listener());
+    if (strcmp(argv[1], "client") == 0) return client(newListener());
     if (strcmp(argv[1], "stuck-in-nested") == 0) return client(new StuckListener(true));
     if (strcmp(argv[1], "stuck-after-nested") == 0) return client(new StuckListener(false));
     return 1;

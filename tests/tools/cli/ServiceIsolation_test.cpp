@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <cutils/native_handle.h>
 #include <hidl/HidlHostTransport.h>
@@ -53,6 +54,16 @@ protected:
         ASSERT_NE(nullptr, mFactory.get());
     }
 
+    // Hands `fd` (still the test's to close) to the service's debug() with `words`.
+    bool debugInto(int fd, const std::vector<std::string>& words) {
+        native_handle_t* native = native_handle_create(1, 0);
+        native->data[0] = fd;
+        const std::vector<android::hardware::hidl_string> options(words.begin(), words.end());
+        bool ok = mFactory->debug(android::hardware::hidl_handle(native), options).isOk();
+        native_handle_delete(native);
+        return ok;
+    }
+
     android::sp<vendor::kel::ims::factory::V1_1::IImsFactory> mFactory;
 };
 
@@ -60,17 +71,10 @@ TEST_F(ServiceIsolationTest, DebugIntoAPipeNobodyReads_FailsThatDumpAndTheServic
     int ends[2];
     ASSERT_EQ(0, pipe(ends));
     close(ends[0]);
-    native_handle_t* native = native_handle_create(1, 0);
-    native->data[0] = ends[1];
     // The dump and a host command's answer are written the same way.
-    for (const std::vector<std::string>& words : {std::vector<std::string>{}, std::vector<std::string>{"heap"}}) {
-        android::hardware::hidl_vec<android::hardware::hidl_string> options;
-        options.resize(words.size());
-        for (size_t i = 0; i < words.size(); ++i) options[i] = words[i];
-        EXPECT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), options).isOk());
-    }
-    native_handle_close(native);
-    native_handle_delete(native);
+    EXPECT_TRUE(debugInto(ends[1], {}));
+    EXPECT_TRUE(debugInto(ends[1], {"heap"}));
+    close(ends[1]);
 
     EXPECT_TRUE(mService->waitFor("ImsFactory debug: write failed: Broken pipe", kWaitMs, 2, true))
             << mService->sofar().err;
@@ -100,16 +104,8 @@ TEST_F(ServiceIsolationTest, AClientWaitingInsideTheServiceDoesNotHoldOtherClien
     // does not wait for it.
     int ends[2];
     ASSERT_EQ(0, pipe(ends));
-    native_handle_t* native = native_handle_create(1, 0);
-    native->data[0] = ends[1];
-    android::hardware::hidl_vec<android::hardware::hidl_string> words;
-    words.resize(3);
-    words[0] = "wait-registrations";
-    words[1] = std::to_string(next + 100);
-    words[2] = "3600000";
-    ASSERT_TRUE(mFactory->debug(android::hardware::hidl_handle(native), words).isOk());
-    native_handle_close(native);
-    native_handle_delete(native);
+    ASSERT_TRUE(debugInto(ends[1], {"wait-registrations", std::to_string(next + 100), "3600000"}));
+    close(ends[1]);
     ToolResult stopped = mService->stop(SIGTERM);
     EXPECT_EQ(0, stopped.exitCode);
     std::string told;

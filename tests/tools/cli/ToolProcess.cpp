@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 namespace clitest {
@@ -143,22 +141,8 @@ ToolResult BackgroundTool::stop(int signal) {
     return mResult;
 }
 
-TempDir::TempDir() {
-    char dir[] = "/tmp/rcsconfigctl_test_XXXXXX";
-    if (mkdtemp(dir) != nullptr) mPath = dir;
-}
-
-TempDir::~TempDir() {
-    if (!mPath.empty()) {
-        int rc = std::system(("rm -rf '" + mPath + "'").c_str());
-        (void)rc;
-    }
-}
-
-std::string TempDir::write(const std::string& name, const std::string& bytes) const {
-    std::string path = mPath + "/" + name;
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
+std::string modemControl(const std::string& socket, const std::string& command) {
+    return runProgram(MCX_MODEMD_PATH, {"--socket", socket, "--control", command}).out;
 }
 
 }  // namespace clitest

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <hostsync/Mutex.h>
 
+#include "../TempDir.h"
 #include "testkit/ModemDaemonProcess.h"
 
 namespace clitest {
@@ -72,18 +73,11 @@ private:
     std::thread mReader;
 };
 
-// A scratch directory removed with the object.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    const std::string& path() const { return mPath; }
-    // Writes `bytes` into a file of this directory and returns its path.
-    std::string write(const std::string& name, const std::string& bytes) const;
+using tooltest::contentOf;
+using tooltest::TempDir;
 
-private:
-    std::string mPath;
-};
+// The answer of the mcx-modemd on `socket` to the control `command`.
+std::string modemControl(const std::string& socket, const std::string& command);
 
 // mcx-modemd from the build tree on a socket of its own, for --modem-socket.
 class ModemDaemon : public testkit::ModemDaemonProcess {

@@ -227,14 +227,7 @@ TEST_F(ModemEmulatorTest, SettingsWrite_NotifiesRegisteredConnectionsOfTheSameSu
 // Whole uploads, sent the way the settings client sends them, and the verdict
 // each gets; only accepted documents are kept, inflated, for their subscription.
 TEST_F(ModemEmulatorTest, Upload_WholeDocuments_GetTheirVerdict) {
-    std::vector<uint8_t> noise;  // incompressible enough to span several segments once compressed
-    uint32_t x = 12345;
-    for (int i = 0; i < 9000; ++i) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        noise.push_back(static_cast<uint8_t>(x));
-    }
+    const auto noise = imstest::noiseBytes(9000);  // spans several segments once compressed
     auto truncated = imstest::gzipBytes(imstest::patternBytes(5000));
     truncated.resize(truncated.size() / 2);
     struct Case {

@@ -152,7 +152,7 @@ TEST_F(SettingsTest, Requests_OnSubscriptionWithoutConnection_SendNothingAndNeve
     modem().clearRequests();
     auto r = read(IMSS_GET_USER_AGENT_CONFIG_V01, 1);
     auto w = write(IMSS_SET_USER_AGENT_CONFIG_V01, fullMessage(group(2), 1), 1);
-    auto up = upload(documentBytes(10), false, 1);
+    auto up = upload(noiseBytes(10), false, 1);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sub 1 has no connection", kWait, 3));
     auto token = sendToken("tok", 1);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings: sendAppTokenData end ", kWait));
@@ -292,7 +292,7 @@ protected:
     std::shared_ptr<Recorder<bool>> issue(Kind kind) {
         switch (kind) {
             case kWrite: return write(kWrite, std::vector<uint8_t>(group(0).set_len, 0));
-            case kUpload: return upload(documentBytes(10), false);
+            case kUpload: return upload(noiseBytes(10), false);
             case kAppToken: return sendToken("tok");
             default: break;
         }

@@ -12,10 +12,10 @@ const std::vector<S> kRestarted{S::NOT_SUPPORTED, S::AVAILABLE, S::MODEM_DOWN, S
 
 TEST_F(SettingsTest, Restart_MidUpload_DropsCallbackAndStartsAgainFromSeed) {
     startAndSubscribe();
-    auto before = upload(documentBytes(1), false);
+    auto before = upload(noiseBytes(1), false);
     ASSERT_TRUE(before->waitForCount(1));
     fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::Delay, 0, 0, 0, 800});
-    auto interrupted = upload(documentBytes(6001), false);
+    auto interrupted = upload(noiseBytes(6001), false);
     ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, 2,
                                         kWait));
     modem().restart();
@@ -36,7 +36,7 @@ TEST_F(SettingsTest, Restart_MidUpload_DropsCallbackAndStartsAgainFromSeed) {
     ASSERT_TRUE(subscribe(0));
     // The counter starts from the seed again, so this upload draws the first
     // upload's token; with the map emptied its own callback is filed and answered.
-    auto after = upload(documentBytes(5), false);
+    auto after = upload(noiseBytes(5), false);
     ASSERT_TRUE(after->waitForCount(1));
     ASSERT_TRUE(mLoop->waitUntilIdle());
     EXPECT_EQ(after->values(), std::vector<bool>{true});
@@ -44,7 +44,7 @@ TEST_F(SettingsTest, Restart_MidUpload_DropsCallbackAndStartsAgainFromSeed) {
     auto segs = segments();
     ASSERT_EQ(segs.size(), 1u);
     EXPECT_EQ(segs[0].token, tokenSeed());
-    EXPECT_EQ(modem().receivedConfigs(0).back().document, documentBytes(5));
+    EXPECT_EQ(modem().receivedConfigs(0).back().document, noiseBytes(5));
     EXPECT_EQ(unbound->size(), 0u);
 }
 

@@ -116,7 +116,7 @@ TEST_F(SettingsTest, IndicationsAndEvents_ShortLongUnknownOrUnexpectedAreDropped
     EXPECT_TRUE(mLog.contains("ImsMcxSettings : No Handler to process MCX idle indication : 85"));
     // An event of no known type, a verdict without data and one for a token
     // nobody is waiting for.
-    auto answer = upload(documentBytes(3), false);
+    auto answer = upload(noiseBytes(3), false);
     ASSERT_TRUE(answer->waitForCount(1));
     onLoop([&] {
         imssCallbackData_s ev{7, 0, nullptr};

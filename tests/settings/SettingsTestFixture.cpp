@@ -1,7 +1,5 @@
 #include "SettingsTestFixture.h"
 
-#include <zlib.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -23,32 +21,6 @@ ReadResult resultOf(int id, const void* data, size_t len) {
 }
 
 }  // namespace
-
-std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original) {
-    z_stream zs;
-    memset(&zs, 0, sizeof(zs));
-    EXPECT_EQ(deflateInit2(&zs, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
-              Z_OK);
-    std::vector<uint8_t> out(deflateBound(&zs, original.size()) + 64);
-    zs.next_in = const_cast<Bytef*>(original.data());
-    zs.avail_in = static_cast<uInt>(original.size());
-    zs.next_out = out.data();
-    zs.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
-    out.resize(zs.total_out);
-    deflateEnd(&zs);
-    return out;
-}
-
-std::vector<uint8_t> documentBytes(size_t n, uint32_t seed) {
-    std::vector<uint8_t> out(n);
-    uint32_t x = seed * 2654435761u + 1;
-    for (size_t i = 0; i < n; ++i) {
-        x = x * 1664525u + 1013904223u;
-        out[i] = static_cast<uint8_t>(x >> 24);
-    }
-    return out;
-}
 
 mcxemu::ModemEmulator& SettingsTest::modem() { return mcxemu::embeddedModem(); }
 

@@ -20,6 +20,7 @@
 #include "ims_settings_service_v01.h"
 #include "rcsconfig/ImsMcxSettings.h"
 #include "support/LogCapture.h"
+#include "support/ModemTestUtil.h"
 #include "service/HostLoop.h"
 
 namespace settingstest {
@@ -111,10 +112,8 @@ protected:
     std::shared_ptr<Recorder<ServiceStatus>> mStatus = std::make_shared<Recorder<ServiceStatus>>();
 };
 
-// A gzip stream that inflates to `original`.
-std::vector<uint8_t> gzipOf(const std::vector<uint8_t>& original);
-// Position-dependent, hardly compressible bytes.
-std::vector<uint8_t> documentBytes(size_t n, uint32_t seed = 1);
+using imstest::gzipBytes;
+using imstest::noiseBytes;
 
 }  // namespace settingstest
 

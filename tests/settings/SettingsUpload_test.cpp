@@ -26,8 +26,8 @@ class UploadTest : public SettingsTest, public ::testing::WithParamInterface<Upl
 // The document uploaded for a case and, for gzip, what it inflates to.
 void makeDocument(const UploadCase& c, std::vector<uint8_t>* doc, std::vector<uint8_t>* plain) {
     // Incompressible bytes: their gzip stream is a little larger than they are.
-    *plain = documentBytes(c.gzipped ? c.size - 40 : c.size);
-    *doc = c.gzipped ? gzipOf(*plain) : *plain;
+    *plain = noiseBytes(c.gzipped ? c.size - 40 : c.size);
+    *doc = c.gzipped ? gzipBytes(*plain) : *plain;
 }
 
 TEST_P(UploadTest, SendRcsConfig_SegmentsAndAnswer) {
@@ -82,10 +82,10 @@ TEST_F(SettingsTest, SendRcsConfig_DocumentOrSegmentTheModemRefuses_AnswersFalse
     startAndSubscribe();
     // Marked gzip but not a gzip stream, and a gzip stream cut short and
     // corrupted: every segment is taken, the whole is refused.
-    std::vector<uint8_t> corrupt = gzipOf(documentBytes(6000));
+    std::vector<uint8_t> corrupt = gzipBytes(noiseBytes(6000));
     corrupt.resize(corrupt.size() / 2);
     for (size_t i = 20; i < corrupt.size(); i += 7) corrupt[i] ^= 0x5A;
-    const std::vector<std::vector<uint8_t>> documents{documentBytes(2500), corrupt};
+    const std::vector<std::vector<uint8_t>> documents{noiseBytes(2500), corrupt};
     size_t segmentsSent = 0;
     for (const auto& doc : documents) {
         auto answer = upload(doc, true);
@@ -99,7 +99,7 @@ TEST_F(SettingsTest, SendRcsConfig_DocumentOrSegmentTheModemRefuses_AnswersFalse
     // sent: the client goes on to segment 2 and the modem, which dropped
     // segment 1, refuses the upload as out of order.
     fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::ResponseHeader, 1});
-    auto answer = upload(documentBytes(2500), false);
+    auto answer = upload(noiseBytes(2500), false);
     ASSERT_TRUE(answer->waitForCount(1));
     EXPECT_EQ(answer->values(), std::vector<bool>{false});
     EXPECT_EQ(segments().size(), segmentsSent + 2);
@@ -110,7 +110,7 @@ TEST_F(SettingsTest, SendRcsConfig_DocumentOrSegmentTheModemRefuses_AnswersFalse
 
 TEST_F(SettingsTest, SendRcsConfig_TenMegabytes_IsAnsweredManyTimesAndTheModemKeepsPartsOfIt) {
     startAndSubscribe();
-    const std::vector<uint8_t> doc = documentBytes(10u << 20);
+    const std::vector<uint8_t> doc = noiseBytes(10u << 20);
     const size_t sent = doc.size() / kSeg + 1;  // 5243, announced as 5243 mod 256
     auto answer = upload(doc, false);
     ASSERT_TRUE(mLog.waitFor("ImsMcxSettings::SendConfigOnThread,failed to send config in imssclient",
@@ -136,7 +136,7 @@ TEST_F(SettingsTest, SendRcsConfig_TenMegabytes_IsAnsweredManyTimesAndTheModemKe
         EXPECT_TRUE(found);
     }
     // The client serves on.
-    auto next = upload(documentBytes(10), false);
+    auto next = upload(noiseBytes(10), false);
     ASSERT_TRUE(next->waitForCount(1));
     EXPECT_EQ(next->values(), std::vector<bool>{true});
 }
@@ -144,7 +144,7 @@ TEST_F(SettingsTest, SendRcsConfig_TenMegabytes_IsAnsweredManyTimesAndTheModemKe
 TEST_F(SettingsTest, SendRcsConfig_SecondSegmentRejected_StopsAndAnswersFalse) {
     startAndSubscribe();
     fail(IMSS_SET_NEW_CARRIER_CONFIG_V01, {K::Delay, 0, 0, 0, 500});
-    auto answer = upload(documentBytes(4001), false);
+    auto answer = upload(noiseBytes(4001), false);
     // The first segment's answer is held back; the second is refused on arrival.
     ASSERT_TRUE(modem().waitForRequests(IMSS_SERVICE_ID_V01, IMSS_SET_NEW_CARRIER_CONFIG_V01, 1,
                                         kWait));
@@ -165,10 +165,10 @@ TEST_F(SettingsTest, SendRcsConfig_257thUpload_ReusesFirstTokenAndAnswersFirstCa
     startAndSubscribe();
     std::vector<std::shared_ptr<Recorder<bool>>> answers;
     for (int i = 0; i < 256; ++i) {
-        answers.push_back(upload(documentBytes(1, i), false));
+        answers.push_back(upload(noiseBytes(1, i), false));
         ASSERT_TRUE(answers.back()->waitForCount(1)) << "upload " << i;
     }
-    auto last = upload(documentBytes(1, 999), false);
+    auto last = upload(noiseBytes(1, 999), false);
     ASSERT_TRUE(answers[0]->waitForCount(2));
     ASSERT_TRUE(mLoop->waitUntilIdle());
     EXPECT_EQ(last->size(), 0u);

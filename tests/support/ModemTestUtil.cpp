@@ -24,4 +24,14 @@ std::vector<uint8_t> patternBytes(size_t n) {
     return out;
 }
 
+std::vector<uint8_t> noiseBytes(size_t n, uint32_t seed) {
+    std::vector<uint8_t> out(n);
+    uint32_t x = seed * 2654435761u + 1;
+    for (size_t i = 0; i < n; ++i) {
+        x = x * 1664525u + 1013904223u;
+        out[i] = static_cast<uint8_t>(x >> 24);
+    }
+    return out;
+}
+
 }  // namespace imstest

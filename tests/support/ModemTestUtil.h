@@ -1,6 +1,6 @@
 /*
- * Helpers for tests that talk to the modem emulator: building gzip documents,
- * and a sink that records what the emulator pushes.
+ * Documents for tests that upload to the modem: patterned, incompressible and
+ * gzip-compressed bytes.
  */
 #ifndef TESTS_SUPPORT_MODEM_TEST_UTIL_H
 #define TESTS_SUPPORT_MODEM_TEST_UTIL_H
@@ -16,6 +16,10 @@ std::vector<uint8_t> gzipBytes(const std::vector<uint8_t>& data);
 
 // A document of n bytes whose content depends on the position.
 std::vector<uint8_t> patternBytes(size_t n);
+
+// n pseudo-random bytes, the same for the same seed: gzip cannot shrink them,
+// so their compressed size is about their own.
+std::vector<uint8_t> noiseBytes(size_t n, uint32_t seed = 1);
 
 }  // namespace imstest
 

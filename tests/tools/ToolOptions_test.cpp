@@ -96,10 +96,14 @@ TEST(NoticeQueueTest, WaitFor_TakesEverythingUpToTheMatchInOrderOrTimesOutLeavin
     EXPECT_EQ(Notice::Kind::Change, taken[0].kind);
     EXPECT_EQ(2, taken[1].slot);
 
-    // Another thread's notice wakes the waiter.
+    // Another thread's notice wakes the waiter: a wait nobody woke would
+    // outlast the test's limit. The pause lets the waiter fall asleep first.
     taken.clear();
-    std::thread pusher([&] { q.push(notice(Notice::Kind::TokenRequest, 1)); });
-    EXPECT_TRUE(q.waitFor(isToken, std::chrono::seconds(30), &taken));
+    std::thread pusher([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        q.push(notice(Notice::Kind::TokenRequest, 1));
+    });
+    EXPECT_TRUE(q.waitFor(isToken, std::chrono::hours(1), &taken));
     pusher.join();
     ASSERT_EQ(2u, taken.size());
     EXPECT_EQ(1, taken[0].slot);

@@ -132,17 +132,14 @@ TEST_F(HidlCrossProcessTest, EveryTypeClass_RoundTripsAndCallbacksRunInTheClient
 
 TEST_F(HidlCrossProcessTest, OnewayToSlowCallee_DoesNotBlockTheCaller) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
-    ASSERT_NE(nullptr, factory);
-    auto events = std::make_shared<Events>();
-    sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
-    ASSERT_NE(nullptr, config);
+    ServedConfig served;
+    ASSERT_NE(nullptr, served.config);
 
     Events responses;
     sp<SetCb> slow = new SetCb(responses);
     slow->setGate(false);
     // The service calls the blocked callback five times before replying.
-    auto call = std::async(std::launch::async, [&] { return config->setAppToken("burst:5", slow).isOk(); });
+    auto call = std::async(std::launch::async, [&] { return served.config->setAppToken("burst:5", slow).isOk(); });
     bool returned = call.wait_for(20s) == std::future_status::ready;
     slow->setGate(true);
     EXPECT_TRUE(returned);
@@ -155,11 +152,10 @@ TEST_F(HidlCrossProcessTest, OnewayToSlowCallee_DoesNotBlockTheCaller) {
 // tests': the same links serve both.
 TEST_F(HidlCrossProcessTest, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     Peer server("serve");
-    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
-    ASSERT_NE(nullptr, factory);
-    auto events = std::make_shared<Events>();
-    sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
-    ASSERT_NE(nullptr, config);
+    ServedConfig served;
+    ASSERT_NE(nullptr, served.config);
+    const sp<F11::IImsFactory>& factory = served.factory;
+    const sp<R21::IRcsConfig>& config = served.config;
 
     Events deaths;
     sp<Recipient> recipient = new Recipient(deaths);
@@ -167,7 +163,7 @@ TEST_F(HidlCrossProcessTest, ServiceKilled_RecipientsFireOnceAndCallsFailFast) {
     ASSERT_TRUE(config->linkToDeath(recipient, 22).withDefault(false));
 
     auto pending = std::async(std::launch::async, [&] {
-        return config->setAppToken("hang", new SetCb(*events)).isDeadObject();
+        return config->setAppToken("hang", new SetCb(*served.events)).isDeadObject();
     });
     server.kill();
     EXPECT_EQ(std::future_status::ready, pending.wait_for(20s));

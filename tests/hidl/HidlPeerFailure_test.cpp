@@ -154,22 +154,19 @@ TEST_F(HidlPeerFailureTest, CallPastItsLimit_FailsWithTimedOutAndClosesItsConnec
     {
         SCOPED_TRACE("a client's call on a service that never answers");
         Peer server("serve");
-        sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
-        ASSERT_NE(nullptr, factory);
-        auto events = std::make_shared<Events>();
-        sp<R21::IRcsConfig> config = createConfig(factory, new Listener(events));
-        ASSERT_NE(nullptr, config);
+        ServedConfig served;
+        ASSERT_NE(nullptr, served.config);
         Events deaths;
         sp<Recipient> death = new Recipient(deaths);
-        ASSERT_TRUE(factory->linkToDeath(death, 1).withDefault(false));
+        ASSERT_TRUE(served.factory->linkToDeath(death, 1).withDefault(false));
 
         host::setCallTimeout(300ms);
-        auto hung = config->setAppToken("hang", new SetCb(*events));
+        auto hung = served.config->setAppToken("hang", new SetCb(*served.events));
         host::setCallTimeout(0ms);
         EXPECT_FALSE(hung.isOk());
         EXPECT_EQ(::android::TIMED_OUT, hung.getStatus().transactionError());
         EXPECT_TRUE(deaths.waitForCount(1));
-        EXPECT_TRUE(factory->ping().isDeadObject());
+        EXPECT_TRUE(served.factory->ping().isDeadObject());
     }
     {
         SCOPED_TRACE("the service's nested call into a client that never answers");

@@ -128,6 +128,15 @@ inline sp<R21::IRcsConfig> createConfig(const sp<F11::IImsFactory>& factory, con
     return config;
 }
 
+// What a client holds of the factory served as "default": the factory, and a
+// 2.1 configuration object of slot 0 whose listener records into `events`.
+// Both are null when no service answers.
+struct ServedConfig {
+    std::shared_ptr<Events> events = std::make_shared<Events>();
+    sp<F11::IImsFactory> factory = F11::IImsFactory::getService("default");
+    sp<R21::IRcsConfig> config = factory != nullptr ? createConfig(factory, new Listener(events)) : nullptr;
+};
+
 }  // namespace xproc
 
 #endif  // TESTS_HIDL_XPROC_CALLBACKS_H
